@@ -1,0 +1,75 @@
+# How a room, a test and a program are declared. One function each, so that every CMakeLists.txt of the house
+# reads as a table: name, floor, sources, what it uses.
+
+include_guard()
+include(GNUInstallDirs)
+
+add_library(quorel_options INTERFACE)
+target_compile_features(quorel_options INTERFACE cxx_std_20)
+target_compile_options(quorel_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+if(QUOREL_WERROR)
+  target_compile_options(quorel_options INTERFACE -Werror)
+endif()
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 15)
+  # Clang 14 implements C++20 coroutines but does not announce them, and libstdc++ asks.
+  target_compile_definitions(quorel_options INTERFACE __cpp_impl_coroutine=201902L)
+  target_compile_options(quorel_options INTERFACE -Wno-builtin-macro-redefined)
+endif()
+if(QUOREL_SANITIZE)
+  target_compile_options(quorel_options INTERFACE -fsanitize=${QUOREL_SANITIZE} -fno-omit-frame-pointer
+                         -fno-sanitize-recover=all)
+  target_link_options(quorel_options INTERFACE -fsanitize=${QUOREL_SANITIZE})
+endif()
+
+# quorel_room(foundation FLOOR 1 SOURCES a.cpp b.cpp [USES engine ui] [PRIVATE_LIBRARIES CURL::libcurl])
+# makes quorel_foundation with the alias quorel::foundation. USES are rooms of the house, PRIVATE_LIBRARIES
+# third-party ones, which never show in public headers.
+function(quorel_room name)
+  cmake_parse_arguments(R "" "FLOOR" "SOURCES;USES;PRIVATE_LIBRARIES" ${ARGN})
+  set(target quorel_${name})
+  if(R_SOURCES)
+    add_library(${target} ${R_SOURCES})
+    set(scope PUBLIC)
+    target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:quorel_options> ${R_PRIVATE_LIBRARIES})
+    set_target_properties(${target} PROPERTIES POSITION_INDEPENDENT_CODE ON)
+  else()
+    add_library(${target} INTERFACE)
+    set(scope INTERFACE)
+  endif()
+  add_library(quorel::${name} ALIAS ${target})
+  target_compile_features(${target} ${scope} cxx_std_20)
+  target_include_directories(${target} ${scope} $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
+                             $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+  foreach(used IN LISTS R_USES)
+    target_link_libraries(${target} ${scope} quorel::${used})
+  endforeach()
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 15)
+    target_compile_definitions(${target} ${scope} __cpp_impl_coroutine=201902L)
+  endif()
+endfunction()
+
+# quorel_program(quorel-play SOURCES main.cpp USES player [LIBRARIES ...])
+function(quorel_program name)
+  cmake_parse_arguments(P "" "" "SOURCES;USES;LIBRARIES" ${ARGN})
+  add_executable(${name} ${P_SOURCES})
+  target_link_libraries(${name} PRIVATE quorel_options ${P_LIBRARIES})
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
+  foreach(used IN LISTS P_USES)
+    target_link_libraries(${name} PRIVATE quorel::${used})
+  endforeach()
+  set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+endfunction()
+
+# quorel_test(foundation SOURCES a_test.cpp USES foundation [LIBRARIES ...] [LABELS threaded] [TIMEOUT 60])
+# makes quorel_foundation_test and enters every GoogleTest case in ctest as one test program per room.
+function(quorel_test name)
+  cmake_parse_arguments(T "" "TIMEOUT" "SOURCES;USES;LIBRARIES;LABELS" ${ARGN})
+  set(target quorel_${name}_test)
+  quorel_program(${target} SOURCES ${T_SOURCES} USES ${T_USES} LIBRARIES ${T_LIBRARIES} GTest::gtest GTest::gmock GTest::gtest_main)
+  if(NOT T_TIMEOUT)
+    set(T_TIMEOUT 120)
+  endif()
+  include(GoogleTest)
+  gtest_discover_tests(${target} TEST_PREFIX "${name}." DISCOVERY_TIMEOUT 60
+                       PROPERTIES TIMEOUT ${T_TIMEOUT} LABELS "${name};${T_LABELS}")
+endfunction()

@@ -1,0 +1,133 @@
+// JSON values (RFC 8259): parse, look, build, serialise.
+//
+//   JSONValue value = parseJSON(R"({"title":"Film","rate":1.5})");
+//   value["title"].asString();            // throws JSONError naming what was found instead
+//   serializeJSON(JSONObject{{"ok", true}});
+//
+// Values; any thread. Structs are coded by json_coding.h.
+#pragma once
+
+#include <cstdint>
+#include <initializer_list>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "quorel/foundation/error.h"
+
+namespace quorel {
+
+class JSONError : public Error {
+public:
+    enum class Code {
+        syntax,        // the text is not JSON, is not UTF-8, or nests deeper than maximumJSONDepth
+        missingKey,    // a required key is absent
+        typeMismatch,  // a value of another type stands there
+        outOfRange,    // a number does not fit the wanted type
+        badDate,       // a text does not match the date pattern
+        notSerializable,  // a number that is not finite, or a top-level value that is neither array nor object
+    };
+    // `path` names the place, as in "assets.hls" or "ads.vmap[2].url"; "" for the whole.
+    JSONError(Code code, std::string path, const std::string& description);
+
+    Code code() const { return code_; }
+    const std::string& path() const { return path_; }
+
+private:
+    Code code_;
+    std::string path_;
+};
+
+inline constexpr std::size_t maximumJSONDepth = 512;
+
+class JSONValue;
+using JSONArray = std::vector<JSONValue>;
+
+// Members in their order. Of a key that occurs twice in a parsed text the last one counts.
+class JSONObject {
+public:
+    using Member = std::pair<std::string, JSONValue>;
+
+    JSONObject();
+    JSONObject(std::initializer_list<Member> members);
+    JSONObject(const JSONObject&);
+    JSONObject(JSONObject&&) noexcept;
+    JSONObject& operator=(const JSONObject&);
+    JSONObject& operator=(JSONObject&&) noexcept;
+    ~JSONObject();
+
+    const JSONValue* find(std::string_view key) const;  // null when absent
+    void set(std::string key, JSONValue value);         // replaces in place, or appends
+    std::size_t size() const;
+    bool empty() const { return size() == 0; }
+    const Member* begin() const;
+    const Member* end() const;
+
+    bool operator==(const JSONObject& other) const;  // same members, order aside
+
+private:
+    std::vector<Member> members_;
+};
+
+// A number without fraction and exponent is an integer and keeps all 64 bits; any other is a double.
+class JSONValue {
+public:
+    using Storage = std::variant<std::nullptr_t, bool, std::int64_t, std::uint64_t, double, std::string, JSONArray,
+                                 JSONObject>;
+
+    JSONValue() : storage_(nullptr) {}
+    JSONValue(std::nullptr_t) : storage_(nullptr) {}
+    JSONValue(bool value) : storage_(value) {}
+    JSONValue(int value) : storage_(std::int64_t{value}) {}
+    JSONValue(std::int64_t value) : storage_(value) {}
+    JSONValue(std::uint64_t value);  // kept as std::int64_t where it fits
+    JSONValue(double value) : storage_(value) {}
+    JSONValue(std::string value) : storage_(std::move(value)) {}
+    JSONValue(std::string_view value) : storage_(std::string(value)) {}
+    JSONValue(const char* value) : storage_(std::string(value)) {}
+    JSONValue(JSONArray value) : storage_(std::move(value)) {}
+    JSONValue(JSONObject value) : storage_(std::move(value)) {}
+
+    bool isNull() const { return std::holds_alternative<std::nullptr_t>(storage_); }
+    template <class T>
+    const T* getIf() const {
+        return std::get_if<T>(&storage_);
+    }
+
+    // Each throws JSONError (typeMismatch, outOfRange). asDouble takes integers too; asInt takes integers only.
+    bool asBool() const;
+    std::int64_t asInt() const;
+    double asDouble() const;
+    const std::string& asString() const;
+    const JSONArray& asArray() const;
+    const JSONObject& asObject() const;
+
+    // The member or element; throws JSONError (typeMismatch, missingKey).
+    const JSONValue& operator[](std::string_view key) const;
+    const JSONValue& operator[](std::size_t index) const;
+
+    // "null", "a boolean", "an integer", "a number", "a text", "an array", "an object": for messages.
+    std::string_view typeName() const;
+
+    const Storage& storage() const { return storage_; }
+    bool operator==(const JSONValue& other) const = default;
+
+private:
+    Storage storage_;
+};
+
+// Throws JSONError (syntax). The text must be UTF-8, one value, with nothing but white space around it; a
+// leading byte-order mark is skipped (RFC 8259 8.1). Memory stays proportional to the text.
+JSONValue parseJSON(std::string_view text);
+
+enum class JSONStyle { compact, pretty };
+// Doubles are written in the shortest form that reads back the same. Throws JSONError (notSerializable) for a
+// number that is not finite. "/" is not escaped; control characters are.
+std::string serializeJSON(const JSONValue& value, JSONStyle style = JSONStyle::compact);
+
+// An array or an object at the top, and no number that is not finite inside.
+bool isValidJSONObject(const JSONValue& value);
+
+}  // namespace quorel
