@@ -1,0 +1,94 @@
+// What stands between an engine and the playlists it loads: manifest interception under a private URL scheme,
+// the loading requests it brings, and the engine's own WebVTT reader and media cache.
+//
+// An engine whose developer settings hold an interceptor loads its source through the interceptor's scheme: it
+// replaces the source's scheme and brings every request under a scheme that is neither http nor https to the
+// delegate, on a queue of its own.
+#pragma once
+
+#include <exception>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "quorel/engine/source_description.h"
+#include "quorel/foundation/url.h"
+#include "quorel/foundation/url_session.h"
+
+namespace quorel {
+
+class AVAssetResourceLoadingDataRequest {
+public:
+    virtual ~AVAssetResourceLoadingDataRequest() = default;
+    virtual void respondWithData(std::string_view data) = 0;
+};
+
+// One request that waits for an answer. Any thread; finished once, by either of the finishing operations; what
+// follows is ignored.
+class AVAssetResourceLoadingRequest {
+public:
+    virtual ~AVAssetResourceLoadingRequest() = default;
+    virtual std::optional<URL> request() const = 0;
+    virtual void setResponse(URLResponse response) = 0;
+    virtual std::shared_ptr<AVAssetResourceLoadingDataRequest> dataRequest() = 0;  // null when no data is wanted
+    virtual void finishLoading() = 0;
+    virtual void finishLoadingWithError(const URLError& error) = 0;
+};
+
+// Called on the engine's queue. False means: not handled, the request will not be finished by the delegate.
+class AVAssetResourceLoaderDelegate {
+public:
+    virtual ~AVAssetResourceLoaderDelegate() = default;
+    virtual bool shouldWaitForLoadingOfRequestedResource(
+        const std::shared_ptr<AVAssetResourceLoadingRequest>& request) = 0;
+    virtual bool shouldWaitForRenewalOfRequestedResource(
+        const std::shared_ptr<AVAssetResourceLoadingRequest>& request) = 0;
+};
+
+class ManifestInterceptor : public AVAssetResourceLoaderDelegate {
+public:
+    virtual std::string customScheme() const = 0;  // with "://"
+};
+
+class DeveloperSettings {
+public:
+    virtual ~DeveloperSettings() = default;
+    virtual std::shared_ptr<ManifestInterceptor> manifestInterceptor() const = 0;
+    virtual void setManifestInterceptor(std::shared_ptr<ManifestInterceptor> interceptor) = 0;
+};
+
+struct WebVTTCue {
+    std::string text;
+    double startTime = 0;  // seconds
+    double endTime = 0;    // seconds
+    bool operator==(const WebVTTCue&) const = default;
+};
+
+// Takes a WebVTT file's URL and gives its text; the parser belongs to the engine.
+class WebVTTParser {
+public:
+    virtual ~WebVTTParser() = default;
+    virtual void getVttContent(const std::string& urlString,
+                               std::function<void(std::string content, std::exception_ptr error)> completion) = 0;
+    virtual std::vector<WebVTTCue> cues(std::string_view webVttContent) const = 0;
+};
+
+class CachingTask {
+public:
+    virtual ~CachingTask() = default;
+};
+
+struct CachingParameters {};
+
+class Cache {
+public:
+    virtual ~Cache() = default;
+    virtual std::shared_ptr<CachingTask> createTask(const SourceDescription& source,
+                                                    const CachingParameters& parameters) = 0;
+    virtual DeveloperSettings* developerSettings() = 0;  // may be null
+};
+
+}  // namespace quorel

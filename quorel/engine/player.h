@@ -1,0 +1,111 @@
+// The engine object.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "quorel/engine/event_dispatcher.h"
+#include "quorel/engine/events.h"
+#include "quorel/engine/ima.h"
+#include "quorel/engine/source_description.h"
+#include "quorel/engine/text_tracks.h"
+#include "quorel/ui/geometry.h"
+#include "quorel/ui/video_view.h"
+#include "quorel/ui/view.h"
+
+namespace quorel {
+
+class DeveloperSettings;
+
+struct THEOplayerConfiguration {
+    bool operator==(const THEOplayerConfiguration&) const = default;
+};
+
+class THEOplayerConfigurationBuilder {
+public:
+    THEOplayerConfiguration build() const { return {}; }
+};
+
+// Ad breaks that the engine plays itself. Emits AD_BREAK_BEGIN, AD_BEGIN, AD_END, AD_BREAK_END.
+class Ads : public EventDispatcher {};
+
+// Something attached to an engine for its life.
+class Integration {
+public:
+    virtual ~Integration() = default;
+};
+
+// Plays one source at a time. The order of events for a source that plays to its end:
+// READY_STATE_CHANGE(haveMetadata), DURATION_CHANGE, LOADED_META_DATA, CAN_PLAY, then by play(): PLAY, PLAYING,
+// TIME_UPDATE about four times a second, and at the end a last TIME_UPDATE, PAUSE, ENDED. WAITING comes when the
+// engine has nothing to show while it should play, and PLAYING again when it goes on. After ERROR the source is
+// dead: only a new source brings the engine back.
+class THEOplayer : public EventDispatcher {
+public:
+    // Attaches an integration; the engine keeps it.
+    virtual void addIntegration(std::shared_ptr<Integration> integration) = 0;
+
+    // Shows the picture inside `view`, behind its other subviews; called again, it moves the picture there.
+    virtual void addAsSubview(const std::shared_ptr<ui::View>& view) = 0;
+    virtual ui::Rect frame() const = 0;
+    virtual void setFrame(const ui::Rect& frame) = 0;
+    virtual ui::Rect bounds() const = 0;
+
+    virtual const std::optional<SourceDescription>& source() const = 0;
+    // Ends what is playing and begins to load the new source, from position 0 and paused unless autoplay() or a
+    // play() that follows. Absent unloads.
+    virtual void setSource(std::optional<SourceDescription> source) = 0;
+
+    virtual bool autoplay() const = 0;
+    virtual void setAutoplay(bool autoplay) = 0;
+
+    // play() before a source is ready is remembered. At the end of a source, play() starts again from 0.
+    virtual void play() = 0;
+    virtual void pause() = 0;
+    // Stops and unloads; the handler, if any, is called once that is done.
+    virtual void stop(std::function<void()> completionHandler) = 0;
+    virtual bool paused() const = 0;
+
+    // Seconds. Reading during a seek gives its target. Writing seeks to the exact time, clamped to the source;
+    // before metadata it is where playback will begin.
+    virtual double currentTime() const = 0;
+    virtual void setCurrentTime(double time, std::function<void()> completionHandler = {}) = 0;
+    virtual std::optional<double> duration() const = 0;  // absent before metadata, infinite for live
+
+    virtual double playbackRate() const = 0;
+    virtual void setPlaybackRate(double rate) = 0;  // 0.1 to 16, clamped; the pitch is kept; not finite: ignored
+
+    virtual bool muted() const = 0;
+    virtual void setMuted(bool muted) = 0;
+    virtual double volume() const = 0;  // 0 to 1, whether muted or not
+    virtual void setVolume(double volume) = 0;
+
+    virtual ReadyState readyState() const = 0;
+    virtual TextTrackList& textTracks() = 0;
+    virtual Ads& ads() = 0;
+    // Null for an engine without manifest interception.
+    virtual DeveloperSettings* developerSettings() = 0;
+
+    // The decoded picture, for hosts that draw it themselves.
+    virtual std::shared_ptr<ui::VideoFrameSource> videoFrames() const = 0;
+};
+
+// Attaches the ad service to an engine.
+class GoogleIMAIntegrationFactory {
+public:
+    virtual ~GoogleIMAIntegrationFactory() = default;
+    virtual std::shared_ptr<Integration> createIntegration(const std::shared_ptr<THEOplayer>& player,
+                                                           const IMASettings& settings) = 0;
+};
+
+// Makes engines. What an engine's room offers to the host, who hands it to the session.
+class EngineFactory {
+public:
+    virtual ~EngineFactory() = default;
+    virtual std::shared_ptr<THEOplayer> makePlayer(std::optional<ui::Rect> frame,
+                                                   const THEOplayerConfiguration& configuration) = 0;
+};
+
+}  // namespace quorel

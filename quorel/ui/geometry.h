@@ -1,0 +1,41 @@
+// Geometry of the view tree: points (not pixels), x to the right, y downwards.
+#pragma once
+
+namespace quorel::ui {
+
+struct Point {
+    double x = 0;
+    double y = 0;
+    bool operator==(const Point&) const = default;
+};
+
+struct Size {
+    double width = 0;
+    double height = 0;
+    bool operator==(const Size&) const = default;
+};
+
+struct Rect {
+    double x = 0;
+    double y = 0;
+    double width = 0;
+    double height = 0;
+
+    Size size() const { return {width, height}; }
+    bool contains(Point p) const { return p.x >= x && p.y >= y && p.x < x + width && p.y < y + height; }
+    bool operator==(const Rect&) const = default;
+};
+
+struct Color {
+    double red = 0;
+    double green = 0;
+    double blue = 0;
+    double alpha = 1;
+
+    static constexpr Color black() { return {0, 0, 0, 1}; }
+    static constexpr Color white() { return {1, 1, 1, 1}; }
+    static constexpr Color clear() { return {0, 0, 0, 0}; }
+    bool operator==(const Color&) const = default;
+};
+
+}  // namespace quorel::ui
