@@ -3,6 +3,7 @@
 // Any thread; nothing here allocates but what returns a string or a vector.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -22,11 +23,14 @@ bool asciiEqualsIgnoringCase(std::string_view a, std::string_view b);
 enum class EmptyPieces { keep, drop };
 // Views into `text`, cut at each `separator`. With EmptyPieces::keep, n separators give n + 1 pieces.
 std::vector<std::string_view> split(std::string_view text, char separator, EmptyPieces empty = EmptyPieces::keep);
-// Cuts at most `maxSplits` times; the last piece is the rest as it stands. A dropped empty piece is no split.
+// Cuts at most `maxSplits` times; the last piece is the rest as it stands. A dropped empty piece is no split, so
+// "=a==b=" cut once at "=" gives "a" and "=b=".
 std::vector<std::string_view> split(std::string_view text, char separator, std::size_t maxSplits, EmptyPieces empty);
 
+// From left to right, what was put in is not searched again. An empty `what` is found nowhere.
 std::string replacingAll(std::string_view text, std::string_view what, std::string_view with);
 
+// RFC 3629: no surrogates, no overlong forms, nothing beyond U+10FFFF.
 bool isValidUTF8(std::string_view text);
 
 }  // namespace quorel

@@ -48,7 +48,7 @@ private:
 };
 
 std::string addingPercentEncoding(std::string_view text, const CharacterSet& allowed);
-// Absent when a "%" is not followed by two hexadecimal digits, or when the result is not valid UTF-8.
+// Absent when a "%" is not followed by two hexadecimal digits, or when the result is not valid UTF-8. "+" stays.
 std::optional<std::string> removingPercentEncoding(std::string_view text);
 
 struct URLQueryItem {
@@ -63,28 +63,35 @@ class URL {
 public:
     // RFC 3986 URI-reference, so relative references parse too. As the platforms that this SDK grew up on do,
     // characters that may not stand in a URL (blanks, quotes, "<", "|", letters beyond ASCII, a "%" that begins
-    // no escape) are percent-encoded rather than refused. Absent for an empty text, for a control character and
-    // for what no encoding can mend (a bad port, an unclosed "[").
+    // no escape) are percent-encoded rather than refused. Absent for an empty text, for a control character, for
+    // text that is not UTF-8 and for what no encoding can mend (a port that is no number up to 65535, an
+    // unclosed "[").
     static std::optional<URL> parse(std::string_view text);
     // The same without mending: absent for any character that RFC 3986 does not allow where it stands.
     static std::optional<URL> parseStrict(std::string_view text);
 
     const std::string& absoluteString() const { return text_; }
+    // Where percent encoding is removed and the result would not be UTF-8, the part is given as it is written.
     std::optional<std::string> scheme() const;  // as written
     std::optional<std::string> host() const;    // percent encoding removed, without the brackets of an IPv6 one
-    std::optional<std::uint16_t> port() const;
+    std::optional<std::uint16_t> port() const;  // as written; no default of the scheme
     std::string path() const;                   // percent encoding removed; "" when there is none
     std::optional<std::string> query() const;   // as written, encoded
-    std::optional<std::string> fragment() const;
-    std::string pathExtension() const;          // of the last path component, without the dot; "" when none
+    std::optional<std::string> fragment() const;  // as written, encoded
+    // Of the last path component that is not empty, without the dot. "" when there is none, as for ".profile"
+    // and for "film.".
+    std::string pathExtension() const;
 
     // One "/" stands between the path and the component, whatever slashes they had at the seam. The component is
     // plain text: "?" , "#" and "%" in it are encoded, "/" stays and makes further segments, ".." is appended
-    // like any other text. Query and fragment stay behind the new path.
+    // like any other text. Query and fragment stay behind the new path. Text that is not UTF-8 is encoded byte
+    // for byte.
     URL appendingPathComponent(std::string_view component) const;
-    // "/a/b.m3u8" gives "/a/", "/a/" gives "/", "/" gives "/../"-free "/". Query and fragment stay.
+    // "/a/b.m3u8" gives "/a/", "/a/" and "/" give "/", a relative "b.m3u8" gives "./"; an empty path stays empty.
+    // Query and fragment stay.
     URL deletingLastPathComponent() const;
-    // RFC 3986 5.2: `reference` resolved against this URL.
+    // RFC 3986 5.2: `reference`, parsed as by parse(), resolved against this URL. Absent when it does not parse,
+    // or when neither has a scheme.
     std::optional<URL> resolving(std::string_view reference) const;
 
     bool operator==(const URL& other) const { return text_ == other.text_; }
@@ -113,18 +120,21 @@ public:
     std::optional<std::string> percentEncodedQuery;
     std::optional<std::string> percentEncodedFragment;
 
-    std::string path() const;  // percent encoding removed
+    std::string path() const;  // as URL::path
+    // Encodes what may not stand in a path, and ":" where it would make the path's first segment a scheme.
     void setPath(std::string_view plain);
 
     // Absent when there is no query; one item with an empty name for an empty query ("?"). Split at "&", each
-    // piece at its first "=", percent encoding removed ("+" stays).
+    // piece at its first "=", percent encoding removed ("+" stays). What does not decode is given as it is
+    // written.
     std::optional<std::vector<URLQueryItem>> queryItems() const;
     // An absent list removes the query, an empty one leaves "?" alone. Names and values are encoded so that
     // "&", "=", "#" and "%" in them survive.
     void setQueryItems(const std::optional<std::vector<URLQueryItem>>& items);
 
     // Absent when the parts give no URL: a path that does not begin with "/" behind a host, a path that begins
-    // with "//" without one (RFC 3986 3.3).
+    // with "//" without one (RFC 3986 3.3), a user or a port without a host, no part at all, and any part that
+    // holds what may not stand in it.
     std::optional<URL> url() const;
 
     bool operator==(const URLComponents&) const = default;
