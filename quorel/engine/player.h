@@ -38,10 +38,27 @@ public:
 };
 
 // Plays one source at a time. The order of events for a source that plays to its end:
-// READY_STATE_CHANGE(haveMetadata), DURATION_CHANGE, LOADED_META_DATA, CAN_PLAY, then by play(): PLAY, PLAYING,
-// TIME_UPDATE about four times a second, and at the end a last TIME_UPDATE, PAUSE, ENDED. WAITING comes when the
-// engine has nothing to show while it should play, and PLAYING again when it goes on. After ERROR the source is
-// dead: only a new source brings the engine back.
+//
+//   after setSource()  READY_STATE_CHANGE(haveMetadata), DURATION_CHANGE, ADD_TRACK for each text track that is
+//                      known by then (others follow when they are found), LOADED_META_DATA,
+//                      READY_STATE_CHANGE(haveFutureData or more), CAN_PLAY, CAN_PLAY_THROUGH
+//   after play()       PLAY, PLAYING, TIME_UPDATE about four times a second
+//   at the end         a last TIME_UPDATE with the duration, PAUSE, ENDED
+//
+// What holds for every engine (tests/engines/engine_contract.h has each rule as a test):
+// - What setSource() brings about is told at later turns of the run loop, never before it returns, but for what
+//   it ends. PLAY, PAUSE, RATE_CHANGE and VOLUME_CHANGE that a call causes come before that call returns.
+// - PLAY and PAUSE alternate and go with paused(): a source that is replaced, stopped or broken while it plays
+//   gives PAUSE first. A play() that came before the source was ready gives its PLAY after CAN_PLAY.
+// - WAITING comes when the engine should play and has nothing to show, also after a PLAY; then PLAYING, once it
+//   goes on, and before that CAN_PLAY and CAN_PLAY_THROUGH, which come also while paused. Never two WAITING
+//   without PLAYING or CAN_PLAY_THROUGH between them.
+// - READY_STATE_CHANGE comes before the events that follow from the new state.
+// - A seek that is done gives one TIME_UPDATE with exactly its target, paused or not, and then calls its handler.
+// - ERROR is the last event of its source: only a new one brings the engine back. Until then paused() is true and
+//   play() does nothing.
+// - Rate, volume and muted belong to the engine and stay when the source changes.
+// - A listener may do anything: seek, set a source, release the last reference to the engine.
 class THEOplayer : public EventDispatcher {
 public:
     // Attaches an integration; the engine keeps it.
@@ -55,21 +72,25 @@ public:
 
     virtual const std::optional<SourceDescription>& source() const = 0;
     // Ends what is playing and begins to load the new source, from position 0 and paused unless autoplay() or a
-    // play() that follows. Absent unloads.
+    // play() that follows. Absent unloads. Before it returns: PAUSE if it was playing, REMOVE_TRACK for each text
+    // track, READY_STATE_CHANGE(haveNothing) if there was more.
     virtual void setSource(std::optional<SourceDescription> source) = 0;
 
     virtual bool autoplay() const = 0;
     virtual void setAutoplay(bool autoplay) = 0;
 
-    // play() before a source is ready is remembered. At the end of a source, play() starts again from 0.
+    // play() before a source is ready is remembered, and paused() is false from then on; without a source it does
+    // nothing. At the end of a source, play() starts again from 0. Neither does anything the second time.
     virtual void play() = 0;
     virtual void pause() = 0;
-    // Stops and unloads; the handler, if any, is called once that is done.
+    // Stops and unloads as setSource(absent); the handler, if any, is called at a later turn, once that is done.
     virtual void stop(std::function<void()> completionHandler) = 0;
     virtual bool paused() const = 0;
 
     // Seconds. Reading during a seek gives its target. Writing seeks to the exact time, clamped to the source;
-    // before metadata it is where playback will begin.
+    // before metadata it is where playback will begin. Not finite: no seek. Without a source: no seek. The handler
+    // is called exactly once at a later turn, also when the seek came to nothing because another seek, another
+    // source or an error came between, but not after the engine is gone.
     virtual double currentTime() const = 0;
     virtual void setCurrentTime(double time, std::function<void()> completionHandler = {}) = 0;
     virtual std::optional<double> duration() const = 0;  // absent before metadata, infinite for live
@@ -80,7 +101,7 @@ public:
     virtual bool muted() const = 0;
     virtual void setMuted(bool muted) = 0;
     virtual double volume() const = 0;  // 0 to 1, whether muted or not
-    virtual void setVolume(double volume) = 0;
+    virtual void setVolume(double volume) = 0;  // clamped; not a number: ignored
 
     virtual ReadyState readyState() const = 0;
     virtual TextTrackList& textTracks() = 0;
