@@ -7,6 +7,8 @@
 // Values; any thread. Structs are coded by json_coding.h.
 #pragma once
 
+#include <concepts>
+#include <cstddef>
 #include <cstdint>
 #include <initializer_list>
 #include <string>
@@ -25,11 +27,12 @@ public:
         syntax,        // the text is not JSON, is not UTF-8, or nests deeper than maximumJSONDepth
         missingKey,    // a required key is absent
         typeMismatch,  // a value of another type stands there
-        outOfRange,    // a number does not fit the wanted type
+        outOfRange,    // a number does not fit the wanted type, an index the array
         badDate,       // a text does not match the date pattern
-        notSerializable,  // a number that is not finite, or a top-level value that is neither array nor object
+        notSerializable,  // a number that is not finite, or a text that is not UTF-8
     };
-    // `path` names the place, as in "assets.hls" or "ads.vmap[2].url"; "" for the whole.
+    // `path` names the place, as in "assets.hls" or "ads.vmap[2].url"; "" for the whole. The error's text is
+    // "<path>: <description>", or the description alone.
     JSONError(Code code, std::string path, const std::string& description);
 
     Code code() const { return code_; }
@@ -40,18 +43,38 @@ private:
     std::string path_;
 };
 
-inline constexpr std::size_t maximumJSONDepth = 512;
+// A place in a value, on the way down: costs nothing until it is asked for its text. Lives on the stack.
+class JSONPath {
+public:
+    JSONPath() = default;  // the whole
+    JSONPath(const JSONPath& parent, std::string_view key) : parent_(&parent), key_(key) {}
+    JSONPath(const JSONPath& parent, std::size_t index) : parent_(&parent), index_(index), isIndex_(true) {}
+    JSONPath(const JSONPath&) = delete;
+    JSONPath& operator=(const JSONPath&) = delete;
+
+    std::string text() const;  // as JSONError::path
+
+private:
+    const JSONPath* parent_ = nullptr;
+    std::string_view key_;
+    std::size_t index_ = 0;
+    bool isIndex_ = false;
+};
+
+inline constexpr std::size_t maximumJSONDepth = 512;  // arrays and objects inside each other
 
 class JSONValue;
 using JSONArray = std::vector<JSONValue>;
 
-// Members in their order. Of a key that occurs twice in a parsed text the last one counts.
+// Members in their order, each key once. Of a key that occurs twice in a parsed text the last one counts, at the
+// place of the first.
 class JSONObject {
 public:
     using Member = std::pair<std::string, JSONValue>;
 
     JSONObject();
     JSONObject(std::initializer_list<Member> members);
+    explicit JSONObject(std::vector<Member> members);  // of a key that occurs twice the last counts
     JSONObject(const JSONObject&);
     JSONObject(JSONObject&&) noexcept;
     JSONObject& operator=(const JSONObject&);
@@ -71,7 +94,8 @@ private:
     std::vector<Member> members_;
 };
 
-// A number without fraction and exponent is an integer and keeps all 64 bits; any other is a double.
+// A number that is written without fraction and exponent is an integer and keeps all 64 bits; any other, and an
+// integer beyond 64 bits, is a double.
 class JSONValue {
 public:
     using Storage = std::variant<std::nullptr_t, bool, std::int64_t, std::uint64_t, double, std::string, JSONArray,
@@ -79,8 +103,9 @@ public:
 
     JSONValue() : storage_(nullptr) {}
     JSONValue(std::nullptr_t) : storage_(nullptr) {}
-    JSONValue(bool value) : storage_(value) {}
+    JSONValue(std::same_as<bool> auto value) : storage_(value) {}  // a pointer is no boolean
     JSONValue(int value) : storage_(std::int64_t{value}) {}
+    JSONValue(unsigned value) : storage_(std::int64_t{value}) {}
     JSONValue(std::int64_t value) : storage_(value) {}
     JSONValue(std::uint64_t value);  // kept as std::int64_t where it fits
     JSONValue(double value) : storage_(value) {}
@@ -119,15 +144,17 @@ private:
 };
 
 // Throws JSONError (syntax). The text must be UTF-8, one value, with nothing but white space around it; a
-// leading byte-order mark is skipped (RFC 8259 8.1). Memory stays proportional to the text.
+// leading byte-order mark is skipped (RFC 8259 8.1). A number that no double can hold (1e999) and a text with
+// half of a surrogate pair are no JSON here. Memory stays proportional to the text.
 JSONValue parseJSON(std::string_view text);
 
 enum class JSONStyle { compact, pretty };
-// Doubles are written in the shortest form that reads back the same. Throws JSONError (notSerializable) for a
-// number that is not finite. "/" is not escaped; control characters are.
+// Doubles are written in the shortest form that reads back as the same number, so 12.0 as "12". Throws JSONError
+// (notSerializable). "/" is not escaped; control characters are. Pretty text has a line for each member and
+// element, indented by two blanks.
 std::string serializeJSON(const JSONValue& value, JSONStyle style = JSONStyle::compact);
 
-// An array or an object at the top, and no number that is not finite inside.
+// An array or an object at the top, and nothing inside that is notSerializable.
 bool isValidJSONObject(const JSONValue& value);
 
 }  // namespace quorel
