@@ -63,6 +63,8 @@ using HttpSessionFunction = std::function<void(const std::shared_ptr<Socket>&)>;
 struct HttpContent {
     std::int64_t length = -1;     // in bytes; -1 when unknown
     HttpBodyWriteFunction write;  // empty when there is nothing to write
+    // Whether `write` waits for nothing but the peer, so that the head may be held to leave together with it.
+    bool prompt = false;
 };
 
 // The shared forms spare a copy per answer: the same bytes may be in many answers at once.
@@ -98,7 +100,7 @@ private:
         std::variant<std::string, SharedText, std::vector<std::uint8_t>, SharedBytes, JSONValue, Custom>;
 
     HttpResponseBody(Kind kind, Payload payload, std::optional<std::string> contentType = {});
-    std::string serialised() const;
+    static std::string serialised(const JSONValue& value);
 
     Kind kind_;
     Payload payload_;
@@ -125,6 +127,9 @@ public:
     // Anything else. Its length counts as unknown, so the connection closes behind it, whatever the headers say.
     static HttpResponse raw(int statusCode, std::string reasonPhrase, std::optional<HttpHeaders> headers = {},
                             HttpBodyWriteFunction writer = {});
+    // The same with a file for its body, from the file's position to its end; closed with the last copy.
+    static HttpResponse rawFile(int statusCode, std::string reasonPhrase, HttpHeaders headers,
+                                std::shared_ptr<std::FILE> file);
 
     int statusCode() const;
     std::string_view reasonPhrase() const;
@@ -151,6 +156,7 @@ private:
         std::string reason;
         std::optional<HttpHeaders> headers;
         HttpBodyWriteFunction writer;
+        bool prompt;
     };
     using Payload = std::variant<std::monostate, HttpResponseBody, Redirect, Switch, Raw>;
 

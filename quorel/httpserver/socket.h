@@ -100,6 +100,8 @@ public:
     void take(std::span<std::uint8_t> peeked);
     // Fills the buffer.
     void read(std::span<std::uint8_t> buffer);
+    // Exactly `length` bytes behind what `bytes` holds.
+    void readAppending(std::vector<std::uint8_t>& bytes, std::uint64_t length);
 
     // All of it, or SocketError (writeFailed). A peer that is gone raises no signal.
     void writeUTF8(std::string_view text);
@@ -113,8 +115,12 @@ public:
     // The same with a text before it, in one segment with the file's beginning.
     void writeFile(std::string_view head, std::FILE* file);
 
-    // Ends the stream towards the peer (it reads end of file); reading goes on. Failure is ignored.
-    void endWriting();
+    // Whether bytes have arrived that nobody has read.
+    bool hasUnreadBytes() const;
+    // Ends the stream towards the peer, which reads end of file, and drops what still comes from it, until it
+    // closes as well or two seconds have passed. A close() with unread bytes would be a reset, and a reset can
+    // destroy what the peer has not read yet (RFC 9112 9.6).
+    void linger();
     // Wakes blocked calls of other threads, which then throw. Any thread, any number of times.
     void close();
 
@@ -130,14 +136,14 @@ protected:
     enum class Receive { take, peek, takePeeked };
     // The transport, as one seam for sockets that are scripted: results and errno as in recv(2) and sendmsg(2).
     virtual ssize_t receive(std::span<std::uint8_t> buffer, Receive how);
-    virtual ssize_t send(std::string_view head, std::string_view body, bool more);
+    virtual ssize_t send(std::string_view head, std::string_view body);
 
 private:
     class Use;
 
     bool enter() const;
     void leave() const;
-    bool copyBySystem(std::string_view& head, std::FILE* file);
+    bool copyBySystem(std::FILE* file);
 
     const int socketFileDescriptor_;
     // Bit 31: closed. The rest: how many calls use the descriptor just now.

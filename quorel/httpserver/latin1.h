@@ -1,0 +1,32 @@
+// The server's notion of a line's text: bytes above 13 are Latin-1 characters, the rest (line ends, tabs, NUL) is
+// left out. Latin-1 is what RFC 9110 5.5 says a field value was in former times; it makes every byte sequence
+// text.
+//
+// Private to the room.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace quorel::http {
+
+inline bool keptInLine(char c) {
+    return static_cast<unsigned char>(c) > 13;
+}
+
+inline void appendLatin1(std::string& text, char c) {
+    const auto u = static_cast<unsigned char>(c);
+    if (u < 0x80) {
+        text.push_back(c);
+    } else {
+        text.push_back(static_cast<char>(0xC0 | (u >> 6)));
+        text.push_back(static_cast<char>(0x80 | (u & 0x3F)));
+    }
+}
+
+inline void appendLatin1Line(std::string& text, std::string_view bytes) {
+    for (const char c : bytes)
+        if (keptInLine(c)) appendLatin1(text, c);
+}
+
+}  // namespace quorel::http
