@@ -1,0 +1,48 @@
+// Characters as a person counts them: extended grapheme clusters (Unicode UAX #29) in UTF-8 text. CR LF is one
+// character, a letter with its combining accents is one, a family emoji is one.
+//
+// Values and pure functions; any thread. Bytes that are not UTF-8 count as one character each.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace quorel {
+
+// One character. Two are equal when they are the same code points.
+class Character {
+public:
+    // `ascii` is below 128; anything else is a programming error.
+    Character(char ascii);
+    // `text` is exactly one character; anything else is a programming error.
+    explicit Character(std::string_view text);
+
+    std::string_view text() const { return text_; }
+    bool isASCII() const { return text_.size() == 1; }  // one ASCII code point: CR LF is none
+    bool operator==(const Character&) const = default;
+
+    static Character comma() { return ','; }
+    static Character semicolon() { return ';'; }
+    static Character tab() { return '\t'; }
+    // What DelimitedText::detectSeparator looks for: comma, semicolon and tab, in this order, unless it was set.
+    // Process-wide and without a lock: set it before other threads read it.
+    static std::vector<Character>& allKnownDelimiters();
+
+private:
+    std::string text_;
+};
+
+// The end of the character that begins at `at`, which is below text.size().
+std::size_t characterEnd(std::string_view text, std::size_t at);
+
+// Whether a character begins at `at`, for a place that is next to an ASCII character: its own byte or the one
+// before it is ASCII. No other place can be judged without reading the text before it.
+bool beginsCharacterNextToASCII(std::string_view text, std::size_t at);
+
+// The length in bytes of the white space (Unicode White_Space) that stands at `at` as the first code point of a
+// character, 0 when there is none.
+std::size_t whiteSpaceLength(std::string_view text, std::size_t at);
+
+}  // namespace quorel

@@ -1,0 +1,382 @@
+#include "quorel/subtitles/delimited_text.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+namespace quorel::DelimitedText {
+namespace {
+
+constexpr unsigned char byteOf(char c) { return static_cast<unsigned char>(c); }
+
+// The length of the newline at `at`, 0 when there is none. Newlines are characters on their own whatever follows
+// (GB4, GB5), but for CR LF.
+std::size_t newlineLength(std::string_view text, std::size_t at) {
+    const char c = text[at];
+    if (c == '\r') return at + 1 < text.size() && text[at + 1] == '\n' ? 2 : 1;
+    if (c >= '\n' && c <= '\r') return 1;
+    if (c == '\xC2') return text.substr(at + 1, 1) == "\x85" ? 2 : 0;
+    if (c == '\xE2') {
+        const std::string_view rest = text.substr(at + 1, 2);
+        return rest == "\x80\xA8" || rest == "\x80\xA9" ? 3 : 0;
+    }
+    return 0;
+}
+
+std::size_t utf16Length(std::string_view text) {
+    std::size_t units = 0;
+    for (const char c : text) {
+        const unsigned char byte = byteOf(c);
+        units += static_cast<std::size_t>((byte & 0xC0) != 0x80) + static_cast<std::size_t>(byte >= 0xF0);
+    }
+    return units;
+}
+
+// Up to and with the first line end; a form feed and a vertical tab end no line here.
+std::string_view firstLine(std::string_view text) {
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        if (text[at] == '\v' || text[at] == '\f') continue;
+        if (const std::size_t length = newlineLength(text, at)) return text.substr(0, at + length);
+    }
+    return text;
+}
+
+std::size_t countOf(const Character& wanted, std::string_view text) {
+    std::size_t count = 0;
+    if (wanted.isASCII()) {
+        const char c = wanted.text()[0];
+        for (std::size_t at = text.find(c); at != std::string_view::npos; at = text.find(c, at + 1)) {
+            if (beginsCharacterNextToASCII(text, at) && characterEnd(text, at) == at + 1) ++count;
+        }
+        return count;
+    }
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t end = characterEnd(text, at);
+        if (text.substr(at, end - at) == wanted.text()) ++count;
+        at = end;
+    }
+    return count;
+}
+
+DecoderOptions optionsFrom(std::string_view text, std::optional<Character> delimiter,
+                           std::optional<Character> fieldEscapeCharacter, std::optional<Character> comment,
+                           std::optional<std::size_t> headerLineCount, bool captureQuotedStringOverrunCharacters) {
+    if (!delimiter) delimiter = detectSeparator(text);
+    DecoderOptions options;
+    options.delimiter = delimiter.value_or(Character::comma());
+    options.fieldEscapeCharacter = std::move(fieldEscapeCharacter);
+    options.commentCharacter = std::move(comment);
+    options.headerLineCount = headerLineCount.value_or(0);
+    options.captureQuotedStringOverrunCharacters = captureQuotedStringOverrunCharacters;
+    return options;
+}
+
+}  // namespace
+
+std::optional<Character> detectSeparator(std::string_view text) {
+    const std::string_view line = firstLine(text);
+    std::optional<Character> best;
+    std::size_t bestCount = 0;
+    for (const Character& delimiter : Character::allKnownDelimiters()) {
+        const std::size_t count = countOf(delimiter, line);
+        if (count > bestCount) {
+            best = delimiter;
+            bestCount = count;
+        }
+    }
+    return best;
+}
+
+EventDrivenDecoder::EventDrivenDecoder(std::string_view text, DecoderOptions options)
+    : text_(text), options_(std::move(options)) {
+    record_.reserve(100);
+    buffer_.reserve(1024);
+    for (Stops* stops : {&lineStops_, &plainStops_, &overrunStops_}) {
+        stops->newlines = true;
+        for (const char c : {'\n', '\v', '\f', '\r', '\xC2', '\xE2'}) stops->bytes[byteOf(c)] = true;
+    }
+    addStop(plainStops_, options_.delimiter);
+    addStop(plainStops_, options_.fieldEscapeCharacter);
+    addStop(quotedStops_, Character('"'));
+    addStop(quotedStops_, options_.fieldEscapeCharacter);
+    addStop(overrunStops_, options_.delimiter);
+}
+
+void EventDrivenDecoder::addStop(Stops& stops, const std::optional<Character>& character) {
+    if (!character) return;
+    scansBytes_ = scansBytes_ && character->isASCII();
+    stops.bytes[byteOf(character->text()[0])] = true;
+    stops.characters.push_back(*character);
+}
+
+void EventDrivenDecoder::readRecords() {
+    if (progressCallback) {
+        progressCallback(0);
+        totalUnits_ = utf16Length(text_);
+    }
+    while (index_ < text_.size() && !isStopped_) {
+        if (progressCallback) reportProgress();
+        record_.clear();
+        columns_ = 0;
+        buffer_.clear();
+        bufferedFields_.clear();
+        const EndState state = readRow();
+        if (columns_ == 0 || (columns_ == 1 && isFirstFieldEmpty_)) continue;
+        if (state == EndState::delimiterAtEnd) {
+            piece_ = {};
+            isFieldInBuffer_ = false;
+            if (!finishField()) break;
+        }
+        emitRow();
+    }
+    record_.clear();
+    if (progressCallback) progressCallback(100);
+}
+
+EventDrivenDecoder::EndState EventDrivenDecoder::readRow() {
+    if (options_.headerLineCount != 0) {
+        --options_.headerLineCount;
+        return skipLine();
+    }
+    if (options_.commentCharacter) {
+        characterEnd_ = characterEnd(text_, index_);
+        if (is(options_.commentCharacter)) return skipLine();
+    }
+    for (;;) {
+        piece_ = {};
+        isFieldInBuffer_ = false;
+        const EndState state = readField();
+        if (!finishField()) {
+            isStopped_ = true;
+            return EndState::end;
+        }
+        if (state != EndState::delimiter) return state;
+    }
+}
+
+EventDrivenDecoder::EndState EventDrivenDecoder::skipLine() {
+    return find(lineStops_) ? takeNewline() : EndState::end;
+}
+
+EventDrivenDecoder::EndState EventDrivenDecoder::readField() {
+    for (;;) {
+        const char c = text_[index_];
+        if (c > ' ' && c <= '~') break;
+        characterEnd_ = characterEnd(text_, index_);
+        if (isNewline()) return takeNewline();
+        if (whiteSpaceLength(text_, index_) == 0 || (c == '\t' && options_.delimiter == Character::tab())) break;
+        if (!advance()) return EndState::end;
+    }
+    characterEnd_ = characterEnd(text_, index_);
+    return isQuote() ? readQuotedField() : readPlainField();
+}
+
+EventDrivenDecoder::EndState EventDrivenDecoder::readPlainField() {
+    std::size_t begin = index_;
+    while (find(plainStops_)) {
+        if (is(options_.fieldEscapeCharacter)) {
+            append(begin, index_);
+            if (!advance()) return EndState::end;
+            begin = index_;
+            characterEnd_ = characterEnd(text_, index_);
+            if (!advance()) break;
+        } else {
+            append(begin, index_);
+            return is(options_.delimiter) ? takeDelimiter() : takeNewline();
+        }
+    }
+    append(begin, text_.size());
+    return EndState::end;
+}
+
+EventDrivenDecoder::EndState EventDrivenDecoder::readQuotedField() {
+    if (!advance()) return EndState::end;
+    std::size_t begin = index_;
+    while (find(quotedStops_)) {
+        const bool mayClose = isQuote();
+        append(begin, index_);
+        if (!advance()) return EndState::end;
+        begin = index_;
+        characterEnd_ = characterEnd(text_, index_);
+        if (mayClose && !isQuote()) return readQuotedOverrun();
+        if (!advance()) break;
+    }
+    append(begin, text_.size());
+    return EndState::end;
+}
+
+EventDrivenDecoder::EndState EventDrivenDecoder::readQuotedOverrun() {
+    const std::size_t begin = index_;
+    const bool found = find(overrunStops_);
+    if (options_.captureQuotedStringOverrunCharacters) append(begin, index_);
+    if (!found) return EndState::end;
+    return isNewline() ? takeNewline() : takeDelimiter();
+}
+
+EventDrivenDecoder::EndState EventDrivenDecoder::takeDelimiter() {
+    return advance() ? EndState::delimiter : EndState::delimiterAtEnd;
+}
+
+EventDrivenDecoder::EndState EventDrivenDecoder::takeNewline() {
+    return advance() ? EndState::newline : EndState::end;
+}
+
+// Moves to the first character of `stops`, from the current character on, and sets its end; to the end of the text
+// when there is none.
+bool EventDrivenDecoder::find(const Stops& stops) {
+    const std::size_t from = index_;
+    while (index_ < text_.size()) {
+        if (scansBytes_) {
+            const char* const end = text_.data() + text_.size();
+            const char* at = text_.data() + index_;
+            while (at != end && !stops.bytes[byteOf(*at)]) ++at;
+            index_ = static_cast<std::size_t>(at - text_.data());
+            if (at == end) return false;
+            if (byteOf(*at) >= 0x80) {
+                const std::size_t length = newlineLength(text_, index_);
+                characterEnd_ = index_ + length;
+                if (length != 0) return true;
+                ++index_;
+                continue;
+            }
+            if (index_ != from && !beginsCharacterNextToASCII(text_, index_)) {
+                ++index_;
+                continue;
+            }
+        }
+        characterEnd_ = characterEnd(text_, index_);
+        if (isOneOf(stops)) return true;
+        index_ = characterEnd_;
+    }
+    return false;
+}
+
+bool EventDrivenDecoder::isOneOf(const Stops& stops) const {
+    if (scansBytes_ && characterEnd_ == index_ + 1) return true;
+    if (stops.newlines && isNewline()) return true;
+    return std::any_of(stops.characters.begin(), stops.characters.end(), [this](const Character& c) { return is(c); });
+}
+
+bool EventDrivenDecoder::advance() {
+    index_ = characterEnd_;
+    return index_ < text_.size();
+}
+
+bool EventDrivenDecoder::is(const Character& wanted) const {
+    return text_.substr(index_, characterEnd_ - index_) == wanted.text();
+}
+
+bool EventDrivenDecoder::isQuote() const { return text_[index_] == '"' && characterEnd_ == index_ + 1; }
+
+bool EventDrivenDecoder::isNewline() const { return newlineLength(text_, index_) != 0; }
+
+void EventDrivenDecoder::append(std::size_t from, std::size_t to) {
+    if (from == to) return;
+    const std::string_view piece = text_.substr(from, to - from);
+    if (isFieldInBuffer_) {
+        buffer_.append(piece);
+    } else if (piece_.empty()) {
+        piece_ = piece;
+    } else {
+        isFieldInBuffer_ = true;
+        fieldInBuffer_ = buffer_.size();
+        buffer_.append(piece_).append(piece);
+    }
+}
+
+bool EventDrivenDecoder::finishField() {
+    const std::string_view field = isFieldInBuffer_ ? std::string_view(buffer_).substr(fieldInBuffer_) : piece_;
+    if (emitField && !emitField(currentRow_, columns_, field)) return false;
+    if (columns_ == 0) isFirstFieldEmpty_ = field.empty();
+    if (columns_ < options_.keptColumns) {
+        if (isFieldInBuffer_) bufferedFields_.push_back({columns_, fieldInBuffer_, field.size()});
+        record_.push_back(field);
+    } else if (isFieldInBuffer_) {
+        buffer_.resize(fieldInBuffer_);
+    }
+    ++columns_;
+    return true;
+}
+
+void EventDrivenDecoder::emitRow() {
+    // Only now: the buffer may have moved while it grew.
+    for (const BufferedField& field : bufferedFields_) {
+        record_[field.column] = std::string_view(buffer_).substr(field.begin, field.length);
+    }
+    if (emitRecord && !emitRecord(currentRow_, record_)) {
+        isStopped_ = true;
+        return;
+    }
+    ++currentRow_;
+}
+
+void EventDrivenDecoder::reportProgress() {
+    progressUnits_ += utf16Length(text_.substr(progressIndex_, index_ - progressIndex_));
+    progressIndex_ = index_;
+    const int percent = static_cast<int>(progressUnits_ * 100 / totalUnits_);
+    if (percent == progress_) return;
+    progress_ = percent;
+    progressCallback(percent);
+}
+
+Decoder::Decoder(std::string text, DecoderOptions options)
+    : detail::OwnedText{std::move(text)}, EventDrivenDecoder(ownedText, std::move(options)) {
+    emitRecord = [this](std::size_t, std::span<const std::string_view> record) {
+        records_.emplace_back(record.begin(), record.end());
+        return true;
+    };
+}
+
+void Encoder::addField(std::string_view field) {
+    if (!isFirstField_) output_.append(delimiter_.text());
+    isFirstField_ = false;
+    output_.push_back('"');
+    for (std::size_t quote; (quote = field.find('"')) != std::string_view::npos; field.remove_prefix(quote + 1)) {
+        output_.append(field.substr(0, quote + 1)).push_back('"');
+    }
+    output_.append(field).push_back('"');
+}
+
+void Encoder::endRecord() {
+    output_.append("\r\n");
+    isFirstField_ = true;
+}
+
+std::unique_ptr<const DelimitedTextData> Coder::decode(std::string text, std::optional<Character> delimiter,
+                                                       std::optional<Character> fieldEscapeCharacter,
+                                                       std::optional<Character> comment,
+                                                       std::optional<std::size_t> headerLineCount,
+                                                       bool captureQuotedStringOverrunCharacters,
+                                                       ProgressCallback progressCallback) const {
+    DecoderOptions options = optionsFrom(text, std::move(delimiter), std::move(fieldEscapeCharacter),
+                                         std::move(comment), headerLineCount, captureQuotedStringOverrunCharacters);
+    auto decoder = std::make_unique<Decoder>(std::move(text), std::move(options));
+    decoder->progressCallback = std::move(progressCallback);
+    decoder->readRecords();
+    return decoder;
+}
+
+void Coder::startDecoding(std::string_view text, std::optional<Character> delimiter,
+                          std::optional<Character> fieldEscapeCharacter, std::optional<Character> comment,
+                          std::optional<std::size_t> headerLineCount, bool captureQuotedStringOverrunCharacters,
+                          ProgressCallback progressCallback, FieldCallback emitField, RecordCallback emitRecord) const {
+    EventDrivenDecoder decoder(text, optionsFrom(text, std::move(delimiter), std::move(fieldEscapeCharacter),
+                                                 std::move(comment), headerLineCount,
+                                                 captureQuotedStringOverrunCharacters));
+    decoder.progressCallback = std::move(progressCallback);
+    decoder.emitField = std::move(emitField);
+    decoder.emitRecord = std::move(emitRecord);
+    decoder.readRecords();
+}
+
+std::string Coder::encode(std::span<const std::vector<std::string>> csvdata, const Character& delimiter) const {
+    std::string output;
+    Encoder encoder(output, delimiter);
+    for (const auto& record : csvdata) {
+        for (const auto& field : record) encoder.addField(field);
+        encoder.endRecord();
+    }
+    return output;
+}
+
+}  // namespace quorel::DelimitedText
