@@ -12,8 +12,12 @@ namespace {
 
 constexpr std::int64_t microsPerSecond = 1'000'000;
 
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
-bool isLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+bool isDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+bool isLetter(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
 
 // Takes text off its front; a failed take leaves the reader failed.
 struct Reader {
@@ -21,8 +25,10 @@ struct Reader {
     bool failed = false;
 
     void literal(std::string_view expected) {
-        if (!rest.starts_with(expected)) failed = true;
-        else rest.remove_prefix(expected.size());
+        if (!rest.starts_with(expected))
+            failed = true;
+        else
+            rest.remove_prefix(expected.size());
     }
     int number(std::size_t digits, int lowest, int highest) {
         int value = 0;
@@ -70,14 +76,18 @@ void appendPadded(std::string& text, std::int64_t value, std::size_t digits) {
 
 std::size_t requiredLength(char field) {
     switch (field) {
-        case 'y': return 4;
+        case 'y':
+            return 4;
         case 'M':
         case 'd':
         case 'H':
         case 'm':
-        case 's': return 2;
-        case 'Z': return 1;
-        default: return 0;
+        case 's':
+            return 2;
+        case 'Z':
+            return 1;
+        default:
+            return 0;
     }
 }
 
@@ -118,19 +128,37 @@ std::optional<Date> DateFormatter::date(std::string_view text) const {
     std::int64_t micros = 0;
     for (const Piece& piece : pieces_) {
         switch (piece.field) {
-            case 'y': year = reader.number(4, 1, 9999); break;
-            case 'M': month = reader.number(2, 1, 12); break;
-            case 'd': day = reader.number(2, 1, 31); break;
-            case 'H': hour = reader.number(2, 0, 23); break;
-            case 'm': minute = reader.number(2, 0, 59); break;
-            case 's': second = reader.number(2, 0, 59); break;
-            case 'S': micros = reader.fractionInMicros(); break;
-            case 'Z': offset = reader.offsetInSeconds(); break;
-            default: reader.literal(piece.literal);
+            case 'y':
+                year = reader.number(4, 1, 9999);
+                break;
+            case 'M':
+                month = reader.number(2, 1, 12);
+                break;
+            case 'd':
+                day = reader.number(2, 1, 31);
+                break;
+            case 'H':
+                hour = reader.number(2, 0, 23);
+                break;
+            case 'm':
+                minute = reader.number(2, 0, 59);
+                break;
+            case 's':
+                second = reader.number(2, 0, 59);
+                break;
+            case 'S':
+                micros = reader.fractionInMicros();
+                break;
+            case 'Z':
+                offset = reader.offsetInSeconds();
+                break;
+            default:
+                reader.literal(piece.literal);
         }
         if (reader.failed) return std::nullopt;
     }
-    const std::chrono::year_month_day civil{std::chrono::year(year), std::chrono::month(static_cast<unsigned>(month)),
+    const std::chrono::year_month_day civil{std::chrono::year(year),
+                                            std::chrono::month(static_cast<unsigned>(month)),
                                             std::chrono::day(static_cast<unsigned>(day))};
     if (!reader.rest.empty() || !civil.ok()) return std::nullopt;
     const std::int64_t days = std::chrono::sys_days(civil).time_since_epoch().count();
@@ -164,18 +192,33 @@ std::string DateFormatter::string(Date date) const {
     std::string text;
     for (const Piece& piece : pieces_) {
         switch (piece.field) {
-            case 'y': appendPadded(text, int{civil.year()}, 4); break;
-            case 'M': appendPadded(text, unsigned{civil.month()}, 2); break;
-            case 'd': appendPadded(text, unsigned{civil.day()}, 2); break;
-            case 'H': appendPadded(text, time.hours().count(), 2); break;
-            case 'm': appendPadded(text, time.minutes().count(), 2); break;
-            case 's': appendPadded(text, time.seconds().count(), 2); break;
+            case 'y':
+                appendPadded(text, int{civil.year()}, 4);
+                break;
+            case 'M':
+                appendPadded(text, unsigned{civil.month()}, 2);
+                break;
+            case 'd':
+                appendPadded(text, unsigned{civil.day()}, 2);
+                break;
+            case 'H':
+                appendPadded(text, time.hours().count(), 2);
+                break;
+            case 'm':
+                appendPadded(text, time.minutes().count(), 2);
+                break;
+            case 's':
+                appendPadded(text, time.seconds().count(), 2);
+                break;
             case 'S':
                 appendPadded(text, fraction, digits);
                 text.append(piece.length - digits, '0');
                 break;
-            case 'Z': text += "+0000"; break;
-            default: text += piece.literal;
+            case 'Z':
+                text += "+0000";
+                break;
+            default:
+                text += piece.literal;
         }
     }
     return text;

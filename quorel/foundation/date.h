@@ -38,8 +38,8 @@ public:
 
 private:
     struct Piece {
-        char field;           // 0 for a literal
-        std::size_t length;   // digits of the field
+        char field;          // 0 for a literal
+        std::size_t length;  // digits of the field
         std::string literal;
     };
 

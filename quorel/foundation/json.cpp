@@ -48,17 +48,25 @@ JSONValue converted(simdjson::dom::element element) {
             }
             return JSONObject(std::move(members));
         }
-        case Type::INT64: return checked(element.get_int64());
-        case Type::UINT64: return checked(element.get_uint64());
-        case Type::DOUBLE: return checked(element.get_double());
-        case Type::STRING: return checked(element.get_string());
-        case Type::BOOL: return checked(element.get_bool());
-        case Type::NULL_VALUE: break;
+        case Type::INT64:
+            return checked(element.get_int64());
+        case Type::UINT64:
+            return checked(element.get_uint64());
+        case Type::DOUBLE:
+            return checked(element.get_double());
+        case Type::STRING:
+            return checked(element.get_string());
+        case Type::BOOL:
+            return checked(element.get_bool());
+        case Type::NULL_VALUE:
+            break;
     }
     return nullptr;
 }
 
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
+bool isDigit(char c) {
+    return c >= '0' && c <= '9';
+}
 
 // The parser refuses integers beyond 64 bits. RFC 8259 6 leaves the range open, and as doubles they are welcome:
 // this gives each of them a fraction.
@@ -111,16 +119,32 @@ void appendText(std::string& out, std::string_view text, const JSONPath& path) {
     out += '"';
     for (const char c : text) {
         switch (c) {
-            case '"': out += "\\\""; break;
-            case '\\': out += "\\\\"; break;
-            case '\b': out += "\\b"; break;
-            case '\f': out += "\\f"; break;
-            case '\n': out += "\\n"; break;
-            case '\r': out += "\\r"; break;
-            case '\t': out += "\\t"; break;
+            case '"':
+                out += "\\\"";
+                break;
+            case '\\':
+                out += "\\\\";
+                break;
+            case '\b':
+                out += "\\b";
+                break;
+            case '\f':
+                out += "\\f";
+                break;
+            case '\n':
+                out += "\\n";
+                break;
+            case '\r':
+                out += "\\r";
+                break;
+            case '\t':
+                out += "\\t";
+                break;
             default:
-                if (static_cast<unsigned char>(c) >= 0x20) out += c;
-                else out.append("\\u00").append(1, digits[c >> 4]).append(1, digits[c & 15]);
+                if (static_cast<unsigned char>(c) >= 0x20)
+                    out += c;
+                else
+                    out.append("\\u00").append(1, digits[c >> 4]).append(1, digits[c & 15]);
         }
     }
     out += '"';
@@ -269,9 +293,15 @@ void JSONObject::set(std::string key, JSONValue value) {
     members_.emplace_back(std::move(key), std::move(value));
 }
 
-std::size_t JSONObject::size() const { return members_.size(); }
-const JSONObject::Member* JSONObject::begin() const { return members_.data(); }
-const JSONObject::Member* JSONObject::end() const { return members_.data() + members_.size(); }
+std::size_t JSONObject::size() const {
+    return members_.size();
+}
+const JSONObject::Member* JSONObject::begin() const {
+    return members_.data();
+}
+const JSONObject::Member* JSONObject::end() const {
+    return members_.data() + members_.size();
+}
 
 bool JSONObject::operator==(const JSONObject& other) const {
     if (size() != other.size()) return false;
@@ -293,7 +323,9 @@ JSONValue::JSONValue(std::uint64_t value) {
     }
 }
 
-bool JSONValue::asBool() const { return required<bool>(*this, "a boolean"); }
+bool JSONValue::asBool() const {
+    return required<bool>(*this, "a boolean");
+}
 
 std::int64_t JSONValue::asInt() const {
     if (getIf<std::uint64_t>() != nullptr) {
@@ -308,9 +340,15 @@ double JSONValue::asDouble() const {
     return required<double>(*this, "a number");
 }
 
-const std::string& JSONValue::asString() const { return required<std::string>(*this, "a text"); }
-const JSONArray& JSONValue::asArray() const { return required<JSONArray>(*this, "an array"); }
-const JSONObject& JSONValue::asObject() const { return required<JSONObject>(*this, "an object"); }
+const std::string& JSONValue::asString() const {
+    return required<std::string>(*this, "a text");
+}
+const JSONArray& JSONValue::asArray() const {
+    return required<JSONArray>(*this, "an array");
+}
+const JSONObject& JSONValue::asObject() const {
+    return required<JSONObject>(*this, "an object");
+}
 
 const JSONValue& JSONValue::operator[](std::string_view key) const {
     const JSONValue* member = asObject().find(key);

@@ -24,11 +24,11 @@ namespace quorel {
 class JSONError : public Error {
 public:
     enum class Code {
-        syntax,        // the text is not JSON, is not UTF-8, or nests deeper than maximumJSONDepth
-        missingKey,    // a required key is absent
-        typeMismatch,  // a value of another type stands there
-        outOfRange,    // a number does not fit the wanted type, an index the array
-        badDate,       // a text does not match the date pattern
+        syntax,           // the text is not JSON, is not UTF-8, or nests deeper than maximumJSONDepth
+        missingKey,       // a required key is absent
+        typeMismatch,     // a value of another type stands there
+        outOfRange,       // a number does not fit the wanted type, an index the array
+        badDate,          // a text does not match the date pattern
         notSerializable,  // a number that is not finite, or a text that is not UTF-8
     };
     // `path` names the place, as in "assets.hls" or "ads.vmap[2].url"; "" for the whole. The error's text is

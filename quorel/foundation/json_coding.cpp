@@ -23,12 +23,14 @@ bool JSONDecoder::read(detail::JSONType<bool>, const JSONValue& value, const JSO
     return required<bool>(value, path, "a boolean");
 }
 
-std::int64_t JSONDecoder::read(detail::JSONType<std::int64_t>, const JSONValue& value, const JSONPath& path) const {
+std::int64_t JSONDecoder::read(detail::JSONType<std::int64_t>, const JSONValue& value,
+                               const JSONPath& path) const {
     if (value.getIf<std::uint64_t>() != nullptr) detail::throwJSONIntegerOutOfRange(path);
     return required<std::int64_t>(value, path, "an integer");
 }
 
-std::uint64_t JSONDecoder::read(detail::JSONType<std::uint64_t>, const JSONValue& value, const JSONPath& path) const {
+std::uint64_t JSONDecoder::read(detail::JSONType<std::uint64_t>, const JSONValue& value,
+                                const JSONPath& path) const {
     if (const auto* large = value.getIf<std::uint64_t>()) return *large;
     const std::int64_t small = required<std::int64_t>(value, path, "an integer");
     if (small < 0) detail::throwJSONIntegerOutOfRange(path);

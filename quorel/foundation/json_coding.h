@@ -32,15 +32,19 @@
 #include "quorel/foundation/json.h"
 
 // Names the coded fields of a struct, inside it, in the order of their encoding. Up to 64 fields.
-#define QUOREL_JSON_FIELDS(Type, ...)                                    \
-    static constexpr auto jsonFields() {                                 \
+#define QUOREL_JSON_FIELDS(Type, ...)                                                   \
+    static constexpr auto jsonFields() {                                                \
         return std::tuple{QUOREL_JSON_EXPAND(QUOREL_JSON_FOR_EACH(Type, __VA_ARGS__))}; \
     }
 
-#define QUOREL_JSON_FIELD(Type, name) ::quorel::JSONField<Type, decltype(Type::name)>{#name, &Type::name}
+#define QUOREL_JSON_FIELD(Type, name)                 \
+    ::quorel::JSONField<Type, decltype(Type::name)> { \
+#name, &Type::name                            \
+    }
 // Each pass of EXPAND lets FOR_EACH_AGAIN become FOR_EACH once more.
 #define QUOREL_JSON_FOR_EACH(Type, name, ...) \
-    QUOREL_JSON_FIELD(Type, name) __VA_OPT__(, QUOREL_JSON_FOR_EACH_AGAIN QUOREL_JSON_PARENTHESES(Type, __VA_ARGS__))
+    QUOREL_JSON_FIELD(Type, name)             \
+    __VA_OPT__(, QUOREL_JSON_FOR_EACH_AGAIN QUOREL_JSON_PARENTHESES(Type, __VA_ARGS__))
 #define QUOREL_JSON_FOR_EACH_AGAIN() QUOREL_JSON_FOR_EACH
 #define QUOREL_JSON_PARENTHESES ()
 #define QUOREL_JSON_EXPAND(...) \
@@ -60,7 +64,9 @@ struct JSONField {
 };
 
 template <class T>
-concept JSONDescribed = requires { T::jsonFields(); };
+concept JSONDescribed = requires {
+    T::jsonFields();
+};
 
 namespace detail {
 
@@ -142,7 +148,8 @@ private:
     T read(detail::JSONType<T>, const JSONValue& value, const JSONPath& path) const {
         const JSONObject& members = object(value, path);
         T result{};
-        std::apply([&](const auto&... fields) { (readField(result, fields, members, path), ...); }, T::jsonFields());
+        std::apply([&](const auto&... fields) { (readField(result, fields, members, path), ...); },
+                   T::jsonFields());
         return result;
     }
     template <class Struct, class Member>
@@ -186,8 +193,10 @@ private:
     }
     template <detail::JSONInteger T>
     JSONValue write(T value) const {
-        if constexpr (std::is_signed_v<T>) return std::int64_t{value};
-        else return std::uint64_t{value};
+        if constexpr (std::is_signed_v<T>)
+            return std::int64_t{value};
+        else
+            return std::uint64_t{value};
     }
     template <class T>
     JSONValue write(const std::optional<T>& value) const {

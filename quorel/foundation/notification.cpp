@@ -11,7 +11,9 @@ NotificationCenter::ObserverToken NotificationCenter::addObserver(std::string_vi
     return last_;
 }
 
-void NotificationCenter::removeObserver(ObserverToken token) { observers_.extract(token); }
+void NotificationCenter::removeObserver(ObserverToken token) {
+    observers_.extract(token);
+}
 
 void NotificationCenter::post(std::string_view name) {
     std::vector<ObserverToken> tokens;

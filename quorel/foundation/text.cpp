@@ -7,8 +7,12 @@
 namespace quorel {
 namespace {
 
-bool isAsciiSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
-bool isAscii(char c) { return static_cast<unsigned char>(c) < 128; }
+bool isAsciiSpace(char c) {
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
+bool isAscii(char c) {
+    return static_cast<unsigned char>(c) < 128;
+}
 
 std::string_view trimmedAscii(std::string_view text) {
     while (!text.empty() && isAsciiSpace(text.front())) text.remove_prefix(1);
@@ -33,11 +37,14 @@ std::size_t firstLength(std::string_view text) {
 }
 std::size_t lastLength(std::string_view text) {
     std::size_t length = 1;
-    while (length < text.size() && (static_cast<unsigned char>(text[text.size() - length]) & 0xC0) == 0x80) ++length;
+    while (length < text.size() && (static_cast<unsigned char>(text[text.size() - length]) & 0xC0) == 0x80)
+        ++length;
     return length;
 }
 
-char asciiLower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; }
+char asciiLower(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
+}
 
 }  // namespace
 
@@ -100,13 +107,16 @@ std::string replacingAll(std::string_view text, std::string_view what, std::stri
     if (what.empty()) return std::string(text);
     std::string result;
     std::size_t start = 0;
-    for (std::size_t found; (found = text.find(what, start)) != std::string_view::npos; start = found + what.size()) {
+    for (std::size_t found; (found = text.find(what, start)) != std::string_view::npos;
+         start = found + what.size()) {
         result.append(text, start, found - start).append(with);
     }
     result.append(text, start);
     return result;
 }
 
-bool isValidUTF8(std::string_view text) { return simdjson::validate_utf8(text.data(), text.size()); }
+bool isValidUTF8(std::string_view text) {
+    return simdjson::validate_utf8(text.data(), text.size());
+}
 
 }  // namespace quorel

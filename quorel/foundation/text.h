@@ -25,7 +25,8 @@ enum class EmptyPieces { keep, drop };
 std::vector<std::string_view> split(std::string_view text, char separator, EmptyPieces empty = EmptyPieces::keep);
 // Cuts at most `maxSplits` times; the last piece is the rest as it stands. A dropped empty piece is no split, so
 // "=a==b=" cut once at "=" gives "a" and "=b=".
-std::vector<std::string_view> split(std::string_view text, char separator, std::size_t maxSplits, EmptyPieces empty);
+std::vector<std::string_view> split(std::string_view text, char separator, std::size_t maxSplits,
+                                    EmptyPieces empty);
 
 // From left to right, what was put in is not searched again. An empty `what` is found nowhere.
 std::string replacingAll(std::string_view text, std::string_view what, std::string_view with);

@@ -22,8 +22,12 @@ constexpr CharacterSet pathCharacters(QUOREL_URL_REG_NAME ":@/");
 constexpr CharacterSet firstSegmentCharacters(QUOREL_URL_REG_NAME "@/");
 constexpr CharacterSet queryItemCharacters(QUOREL_URL_UNRESERVED "!$'()*+,;:@/?");
 
-bool isHexDigit(char c) { return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F'); }
-int hexValue(char c) { return c <= '9' ? c - '0' : (c | 0x20) - 'a' + 10; }
+bool isHexDigit(char c) {
+    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
+}
+int hexValue(char c) {
+    return c <= '9' ? c - '0' : (c | 0x20) - 'a' + 10;
+}
 
 bool isEscape(std::string_view text, std::size_t at) {
     return text[at] == '%' && at + 2 < text.size() && isHexDigit(text[at + 1]) && isHexDigit(text[at + 2]);
@@ -69,8 +73,10 @@ void appendMendedAuthority(std::string& out, std::string_view authority) {
         out += '@';
         authority.remove_prefix(at + 1);
     }
-    if (authority.starts_with('[')) out += authority;
-    else appendEncoded(out, authority, regNameCharacters, Escapes::keep);
+    if (authority.starts_with('['))
+        out += authority;
+    else
+        appendEncoded(out, authority, regNameCharacters, Escapes::keep);
 }
 
 // Percent-encodes what may not stand where it stands. The result need not be a URL.
@@ -111,9 +117,13 @@ std::string mended(std::string_view text) {
 }
 
 // Of the text of a URL, which is known to parse.
-boost::urls::url_view view(const std::string& text) { return boost::urls::parse_uri_reference(text).value(); }
+boost::urls::url_view view(const std::string& text) {
+    return boost::urls::parse_uri_reference(text).value();
+}
 
-std::string_view plain(boost::urls::string_view text) { return {text.data(), text.size()}; }
+std::string_view plain(boost::urls::string_view text) {
+    return {text.data(), text.size()};
+}
 
 std::string composed(const URLComponents& parts) {
     std::string text;
@@ -211,7 +221,9 @@ std::optional<std::uint16_t> URL::port() const {
     return parts.port_number();
 }
 
-std::string URL::path() const { return decodedOrAsWritten(plain(view(text_).encoded_path())); }
+std::string URL::path() const {
+    return decodedOrAsWritten(plain(view(text_).encoded_path()));
+}
 
 std::optional<std::string> URL::query() const {
     const boost::urls::url_view parts = view(text_);
@@ -281,7 +293,9 @@ std::optional<URLComponents> URLComponents::parse(std::string_view text) {
     return URLComponents(*url);
 }
 
-std::string URLComponents::path() const { return decodedOrAsWritten(percentEncodedPath); }
+std::string URLComponents::path() const {
+    return decodedOrAsWritten(percentEncodedPath);
+}
 
 void URLComponents::setPath(std::string_view plainPath) {
     const bool mayLookLikeScheme = !scheme && !percentEncodedHost;

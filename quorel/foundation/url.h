@@ -33,9 +33,7 @@ public:
     // RFC 3986 2.3.
     static const CharacterSet unreserved;
 
-    constexpr bool contains(unsigned char c) const {
-        return c < 128 && ((bits_[c >> 6] >> (c & 63)) & 1) != 0;
-    }
+    constexpr bool contains(unsigned char c) const { return c < 128 && ((bits_[c >> 6] >> (c & 63)) & 1) != 0; }
     constexpr explicit CharacterSet(std::string_view members) {
         for (const char c : members) {
             const auto u = static_cast<unsigned char>(c);
@@ -72,11 +70,11 @@ public:
 
     const std::string& absoluteString() const { return text_; }
     // Where percent encoding is removed and the result would not be UTF-8, the part is given as it is written.
-    std::optional<std::string> scheme() const;  // as written
-    std::optional<std::string> host() const;    // percent encoding removed, without the brackets of an IPv6 one
-    std::optional<std::uint16_t> port() const;  // as written; no default of the scheme
-    std::string path() const;                   // percent encoding removed; "" when there is none
-    std::optional<std::string> query() const;   // as written, encoded
+    std::optional<std::string> scheme() const;    // as written
+    std::optional<std::string> host() const;      // percent encoding removed, without the brackets of an IPv6 one
+    std::optional<std::uint16_t> port() const;    // as written; no default of the scheme
+    std::string path() const;                     // percent encoding removed; "" when there is none
+    std::optional<std::string> query() const;     // as written, encoded
     std::optional<std::string> fragment() const;  // as written, encoded
     // Of the last path component that is not empty, without the dot. "" when there is none, as for ".profile"
     // and for "film.".
