@@ -1,0 +1,251 @@
+#include "sandbox/backend.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <ctime>
+#include <utility>
+
+#include "quorel/foundation/json_coding.h"
+#include "sandbox/landing_page.h"
+
+namespace quorel::sandbox {
+
+namespace {
+
+double secondsSince1970() {
+    using namespace std::chrono;
+    return duration<double>(system_clock::now().time_since_epoch()).count();
+}
+
+std::optional<std::string> header(const http::HttpRequest& request, std::string_view name) {
+    const auto found = request.headers.find(name);
+    if (found == request.headers.end()) return std::nullopt;
+    return found->second;
+}
+
+bool isRead(const http::HttpRequest& request) {
+    return request.method == "GET" || request.method == "HEAD";
+}
+
+template <class Model>
+Answer encoded(const Model& model) {
+    JSONEncoder encoder;
+    encoder.dateFormatter = DateFormatter("yyyy-MM-dd'T'HH:mm:ss.SSSZ");
+    return Answer::json(200, encoder.encode(model));
+}
+
+bool asksForFault(const http::HttpRequest& request) {
+    return std::any_of(request.queryParams.begin(), request.queryParams.end(), [](const auto& item) {
+        return item.first == "delay" || item.first == "status" || item.first == "broken";
+    });
+}
+
+Fault faultOfQuery(const http::HttpRequest& request) {
+    std::map<std::string, std::string> values(request.queryParams.begin(), request.queryParams.end());
+    values.erase("times");
+    return Fault::parse(values);
+}
+
+// {"path": pattern, "delay": ...}: throws FaultError or JSONError.
+std::pair<std::string, Fault> faultOfBody(const http::HttpRequest& request) {
+    const JSONValue body = parseJSON(std::string(request.body.begin(), request.body.end()));
+    std::map<std::string, std::string> values;
+    for (const auto& [name, value] : body.asObject()) {
+        const bool text = name == "path" || name == "broken";
+        values[name] = text ? value.asString() : std::to_string(value.asInt());
+    }
+    const auto path = values.find("path");
+    if (path == values.end()) throw FaultError("path is missing: a pattern such as /v1/videos/*");
+    return {path->second, Fault::parse(values)};
+}
+
+}  // namespace
+
+Sandbox::Backend::Backend(MediaFiles mediaFiles, std::string bearerToken)
+    : files(std::move(mediaFiles)), token(std::move(bearerToken)), titles_(sampleTitles(secondsSince1970())) {}
+
+Sandbox::Backend::~Backend() {
+    stop();
+}
+
+void Sandbox::Backend::start(std::uint16_t port) {
+    const std::lock_guard lock(mutex_);
+    if (server_) return;
+    const auto server = makeServer();
+    server->listenAddressIPv4 = "127.0.0.1";
+    server->start(port, true);
+    port_ = server->port();
+    stopping_ = false;
+    server_ = server;
+}
+
+void Sandbox::Backend::stop() {
+    std::shared_ptr<http::HttpServer> server;
+    {
+        const std::lock_guard lock(mutex_);
+        stopping_ = true;
+        server = std::exchange(server_, nullptr);
+    }
+    wake_.notify_all();
+    if (server) server->stop();
+}
+
+std::string Sandbox::Backend::baseURL() const {
+    const std::lock_guard lock(mutex_);
+    return fmt::format("http://127.0.0.1:{}", port_);
+}
+
+std::vector<Title> Sandbox::Backend::titles() const {
+    const std::lock_guard lock(mutex_);
+    return titles_;
+}
+
+void Sandbox::Backend::setTitle(Title title) {
+    const std::lock_guard lock(mutex_);
+    const auto same = [&](const Title& other) { return other.id == title.id; };
+    const auto found = std::find_if(titles_.begin(), titles_.end(), same);
+    if (found != titles_.end())
+        *found = std::move(title);
+    else
+        titles_.push_back(std::move(title));
+}
+
+std::shared_ptr<http::HttpServer> Sandbox::Backend::makeServer() {
+    auto server = std::make_shared<http::HttpServer>();
+    // The server belongs to this backend, so its handlers must not keep the backend in turn.
+    const auto met = [weak = weak_from_this()](Handler handler) {
+        return [weak, handler](http::HttpRequest& request) {
+            const auto backend = weak.lock();
+            return backend ? backend->answer(request, handler) : http::HttpResponse::internalServerError();
+        };
+    };
+    const auto control = [weak = weak_from_this()](Handler handler) {
+        return [weak, handler](http::HttpRequest& request) {
+            const auto backend = weak.lock();
+            if (!backend) return http::HttpResponse::internalServerError();
+            return ((*backend).*handler)(request).response(request.method != "HEAD");
+        };
+    };
+    (*server)["/v1/players/configuration/:id"] = met(&Backend::config);
+    (*server)["/v1/videos/:id"] = met(&Backend::video);
+    (*server)["/v1/live-streams/:id"] = met(&Backend::liveStream);
+    (*server)["/v1/live-streams/:id/status"] = met(&Backend::liveStatus);
+    (*server)["/media/:1"] = met(&Backend::media);
+    (*server)["/media/:1/:2"] = met(&Backend::media);
+    (*server)["/media/:1/:2/:3"] = met(&Backend::media);
+    (*server)["/"] = control(&Backend::page);
+    (*server)["/_control/faults"] = control(&Backend::controlFaults);
+    (*server)["/_control/requests"] = control(&Backend::controlRequests);
+    server->notFoundHandler = met(&Backend::unknown);
+    return server;
+}
+
+http::HttpResponse Sandbox::Backend::answer(http::HttpRequest& request, Handler handler) {
+    const auto number = log.arrived(
+        {request.method, request.path, header(request, "authorization"), header(request, "range"), std::nullopt});
+    const bool withBody = request.method != "HEAD";
+    Answer answer;
+    try {
+        const Fault fault = asksForFault(request) ? faultOfQuery(request) : faults.take(request.path);
+        waitFor(fault.delay);
+        answer = isRead(request) ? (this->*handler)(request) : Answer::methodNotAllowed("GET, HEAD");
+        answer = std::move(answer).after(fault);
+    } catch (const FaultError& error) {
+        answer = Answer::error(400, error.what());
+    }
+    log.answered(number, answer.status);
+    return std::move(answer).response(withBody);
+}
+
+void Sandbox::Backend::waitFor(std::chrono::milliseconds delay) {
+    if (delay.count() == 0) return;
+    std::unique_lock lock(mutex_);
+    wake_.wait_for(lock, delay, [this] { return stopping_; });
+}
+
+Answer Sandbox::Backend::page(http::HttpRequest& request) {
+    if (!isRead(request)) return Answer::methodNotAllowed("GET, HEAD");
+    return Answer::text(200, landingPage(titles(), baseURL(), token), "text/html; charset=utf-8");
+}
+
+Answer Sandbox::Backend::media(http::HttpRequest& request) {
+    std::string path;
+    for (const std::string_view key : {":1", ":2", ":3"}) {
+        const auto segment = request.params.find(key);
+        if (segment == request.params.end()) break;
+        if (!path.empty()) path += '/';
+        path += segment->second;
+    }
+    const MediaFile* file = files.find(path);
+    if (file == nullptr) return unknown(request);
+    // RFC 9110 14.2: ranges are for GET; 13.1.5: without validators, If-Range asks for the whole.
+    const bool ranged = request.method == "GET" && !header(request, "if-range");
+    return Answer::file(*file, ranged ? header(request, "range") : std::nullopt);
+}
+
+Answer Sandbox::Backend::forTitle(http::HttpRequest& request, bool live, const TitleReply& reply) {
+    if (header(request, "authorization") != "Bearer " + token) {
+        Answer refused = Answer::error(401, "a bearer token is needed, and this is not it");
+        refused.headers.emplace("WWW-Authenticate", "Bearer realm=\"sandbox\"");
+        return refused;
+    }
+    const std::string& id = request.params[":id"];
+    for (const Title& title : titles()) {
+        if (title.id == id && (!live || title.isLive())) return reply(title);
+    }
+    return Answer::error(404,
+                         fmt::format("there is no {} with the id '{}'", live ? "live stream" : "content", id));
+}
+
+Answer Sandbox::Backend::config(http::HttpRequest& request) {
+    return forTitle(request, false, [this](const Title& title) { return encoded(configReply(title, baseURL())); });
+}
+
+Answer Sandbox::Backend::video(http::HttpRequest& request) {
+    return forTitle(request, false, [this](const Title& title) {
+        if (title.isLive()) return Answer::error(404, fmt::format("'{}' is a live stream", title.id));
+        return encoded(videoReply(title, baseURL()));
+    });
+}
+
+Answer Sandbox::Backend::liveStream(http::HttpRequest& request) {
+    return forTitle(request, true,
+                    [this](const Title& title) { return encoded(liveStreamReply(title, baseURL())); });
+}
+
+Answer Sandbox::Backend::liveStatus(http::HttpRequest& request) {
+    return forTitle(request, true, [this](const Title& title) {
+        return encoded(statusReply(title, baseURL(), secondsSince1970()));
+    });
+}
+
+Answer Sandbox::Backend::unknown(http::HttpRequest& request) {
+    return Answer::error(404, fmt::format("there is nothing at {}; see {}/", request.path, baseURL()));
+}
+
+Answer Sandbox::Backend::controlFaults(http::HttpRequest& request) {
+    if (request.method == "DELETE") {
+        faults.clear();
+    } else if (request.method == "POST") {
+        try {
+            auto [pattern, fault] = faultOfBody(request);
+            faults.set(std::move(pattern), fault);
+        } catch (const Error& error) {
+            return Answer::error(400, error.what());
+        }
+    } else if (!isRead(request)) {
+        return Answer::methodNotAllowed("GET, HEAD, POST, DELETE");
+    }
+    return Answer::json(200, serializeJSON(faults.list()));
+}
+
+Answer Sandbox::Backend::controlRequests(http::HttpRequest& request) {
+    if (request.method == "DELETE")
+        log.clear();
+    else if (!isRead(request))
+        return Answer::methodNotAllowed("GET, HEAD, DELETE");
+    return Answer::json(200, JSONEncoder().encode(log.all()));
+}
+
+}  // namespace quorel::sandbox

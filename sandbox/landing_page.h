@@ -1,0 +1,13 @@
+// The page that a person sees who opens the sandbox in a browser. A pure function; any thread.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "sandbox/titles.h"
+
+namespace quorel::sandbox {
+
+std::string landingPage(const std::vector<Title>& titles, const std::string& baseURL, const std::string& token);
+
+}  // namespace quorel::sandbox

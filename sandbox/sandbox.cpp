@@ -1,0 +1,96 @@
+#include "sandbox/sandbox.h"
+
+#include <fmt/format.h>
+
+#include <utility>
+
+#include "sandbox/backend.h"
+#include "sandbox/sandbox_protocol.h"
+
+namespace quorel::sandbox {
+
+namespace {
+
+MediaFiles listed(const std::filesystem::path& directory) {
+    // The generator writes "complete" as its last step.
+    std::error_code ignored;
+    if (!std::filesystem::exists(directory / "complete", ignored)) {
+        throw SandboxError(SandboxError::Code::noMedia,
+                           fmt::format("There are no finished titles in '{}'. Make them with "
+                                       "sandbox/media/make_media.sh, or name another directory.",
+                                       directory.string()));
+    }
+    try {
+        return MediaFiles(directory);
+    } catch (const std::filesystem::filesystem_error& error) {
+        throw SandboxError(SandboxError::Code::noMedia, fmt::format("The titles in '{}' cannot be read: {}.",
+                                                                    directory.string(), error.code().message()));
+    }
+}
+
+}  // namespace
+
+std::filesystem::path Sandbox::defaultMediaDirectory() {
+    return QUOREL_SANDBOX_MEDIA;
+}
+
+Sandbox::Sandbox() : Sandbox(Options()) {}
+
+Sandbox::Sandbox(Options options)
+    : backend_(std::make_shared<Backend>(listed(options.mediaDirectory), std::move(options.token))) {}
+
+Sandbox::~Sandbox() {
+    backend_->stop();
+}
+
+void Sandbox::start(std::uint16_t port) {
+    try {
+        backend_->start(port);
+    } catch (const http::SocketError& error) {
+        throw SandboxError(
+            SandboxError::Code::cannotListen,
+            fmt::format("The sandbox cannot listen on 127.0.0.1 port {}: {}.", port, error.message()));
+    }
+}
+
+void Sandbox::stop() {
+    backend_->stop();
+}
+
+std::string Sandbox::baseURL() const {
+    return backend_->baseURL();
+}
+
+const std::string& Sandbox::token() const {
+    return backend_->token;
+}
+
+std::vector<Title> Sandbox::titles() const {
+    return backend_->titles();
+}
+
+void Sandbox::setTitle(Title title) {
+    backend_->setTitle(std::move(title));
+}
+
+void Sandbox::setFault(std::string pathPattern, Fault fault) {
+    backend_->faults.set(std::move(pathPattern), fault);
+}
+
+void Sandbox::clearFaults() {
+    backend_->faults.clear();
+}
+
+std::vector<RequestRecord> Sandbox::requests() const {
+    return backend_->log.all();
+}
+
+void Sandbox::clearRequests() {
+    backend_->log.clear();
+}
+
+std::shared_ptr<UrlProtocol> Sandbox::makeProtocol() const {
+    return std::make_shared<SandboxProtocol>(*URL::parse(baseURL()));
+}
+
+}  // namespace quorel::sandbox

@@ -1,0 +1,93 @@
+// A content backend of one's own: the REST replies that the SDK asks for, the titles they speak of, and trouble on
+// demand; for tests, for demonstrations, and as the program quorel-sandbox.
+//
+//   quorel::sandbox::Sandbox sandbox;
+//   sandbox.start();                                                   // on loopback, port of the system's choice
+//   services.urlSession->registerProtocol(sandbox.makeProtocol());     // the SDK's https host is the sandbox now
+//   Quorel::shared().initialize(sandbox.token(), std::nullopt, false);
+//   player->setup("sample", ...);
+//
+// What it serves:
+//   GET  /v1/players/configuration/<id>, /v1/videos/<id>, /v1/live-streams/<id>, /v1/live-streams/<id>/status
+//        401 without "Authorization: Bearer <token>", 404 for an id it does not know
+//   GET  /media/...           playlists, segments, keys, subtitles and images, with byte ranges
+//   GET  /                    a page for people
+//   POST /_control/faults     {"path":"/v1/*","delay":500,"status":503,"broken":"json"|"cut","times":2}; GET,
+//   DELETE GET  /_control/requests   what arrived, in order; DELETE forgets it
+// HEAD goes wherever GET does. Any other method there is answered with 405.
+//
+// All operations may be called from any thread. It listens on 127.0.0.1 and nowhere else.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "quorel/foundation/error.h"
+#include "quorel/foundation/url_session.h"
+#include "sandbox/faults.h"
+#include "sandbox/request_log.h"
+#include "sandbox/titles.h"
+
+namespace quorel::sandbox {
+
+class SandboxError : public Error {
+public:
+    enum class Code {
+        noMedia,       // the media directory is missing, unreadable or not complete
+        cannotListen,  // the port is taken, for one
+    };
+    SandboxError(Code code, std::string description) : Error(std::move(description)), code_(code) {}
+
+    Code code() const { return code_; }
+
+private:
+    Code code_;
+};
+
+class Sandbox {
+public:
+    // Where this build's titles are.
+    static std::filesystem::path defaultMediaDirectory();
+
+    struct Options {
+        std::filesystem::path mediaDirectory = defaultMediaDirectory();
+        std::string token = "sandbox-token";
+    };
+
+    Sandbox();
+    // Throws SandboxError (noMedia).
+    explicit Sandbox(Options options);
+    // Stops; requests being answered are dropped, their threads end by themselves.
+    ~Sandbox();
+    Sandbox(const Sandbox&) = delete;
+    Sandbox& operator=(const Sandbox&) = delete;
+
+    // Listens; port 0 lets the system choose. Nothing when it listens already. Throws SandboxError (cannotListen).
+    void start(std::uint16_t port = 0);
+    void stop();
+
+    std::string baseURL() const;  // "http://127.0.0.1:<port>"; the port is 0 before start()
+    const std::string& token() const;
+
+    std::vector<Title> titles() const;
+    void setTitle(Title title);  // replaces the one with this id, or adds it
+
+    // See faults.h. Throws FaultError. Control requests and the page for people meet no faults.
+    void setFault(std::string pathPattern, Fault fault);
+    void clearFaults();
+
+    std::vector<RequestRecord> requests() const;  // the last 1000, without control requests
+    void clearRequests();
+
+    // Brings what the SDK asks of its backend to this sandbox. For after start().
+    std::shared_ptr<UrlProtocol> makeProtocol() const;
+
+private:
+    class Backend;
+    std::shared_ptr<Backend> backend_;
+};
+
+}  // namespace quorel::sandbox

@@ -1,0 +1,96 @@
+#include "sandbox/sandbox_protocol.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "quorel/foundation/text.h"
+#include "quorel/session/quorel_api.h"
+
+namespace quorel::sandbox {
+
+namespace {
+
+std::optional<URL> redirected(const URL& url, const URL& server) {
+    const URLComponents target(server);
+    URLComponents parts(url);
+    parts.scheme = target.scheme;
+    parts.percentEncodedUserInfo = target.percentEncodedUserInfo;
+    parts.percentEncodedHost = target.percentEncodedHost;
+    parts.port = target.port;
+    std::string prefix = target.percentEncodedPath;
+    while (prefix.ends_with('/')) prefix.pop_back();
+    parts.percentEncodedPath = prefix + parts.percentEncodedPath;
+    return parts.url();
+}
+
+void deliver(UrlSession::Result result, const URL& asked, UrlProtocolClient& client) {
+    if (auto* reply = std::get_if<DataAndResponse>(&result)) {
+        reply->response.url = asked;
+        client.didReceiveResponse(std::move(reply->response));
+        client.didLoad(reply->data);
+        client.didFinishLoading();
+        return;
+    }
+    try {
+        std::rethrow_exception(std::get<std::exception_ptr>(result));
+    } catch (const URLError& error) {
+        client.didFail(error);
+    } catch (...) {
+        client.didFail(URLError(URLError::Code::unknown, localizedDescription(std::current_exception())));
+    }
+}
+
+}  // namespace
+
+std::vector<std::string> SandboxProtocol::serviceHosts() {
+    std::vector<std::string> hosts;
+    for (const std::string_view base : {QuorelAPI::defaultBaseURL(), QuorelAPI::defaultVantorURL()}) {
+        const auto url = URL::parse(base);
+        if (url && url->host()) hosts.push_back(asciiLowercased(*url->host()));
+    }
+    return hosts;
+}
+
+SandboxProtocol::SandboxProtocol(URL server, std::vector<std::string> hosts)
+    : server_(std::move(server)), hosts_(std::move(hosts)) {}
+
+SandboxProtocol::~SandboxProtocol() = default;
+
+bool SandboxProtocol::canInit(const URLRequest& request) const {
+    const auto scheme = request.url.scheme();
+    const auto host = request.url.host();
+    if (!scheme || !host) return false;
+    if (!asciiEqualsIgnoringCase(*scheme, "https") && !asciiEqualsIgnoringCase(*scheme, "http")) return false;
+    return std::find(hosts_.begin(), hosts_.end(), asciiLowercased(*host)) != hosts_.end();
+}
+
+void SandboxProtocol::startLoading(const URLRequest& request, std::shared_ptr<UrlProtocolClient> client) {
+    const auto url = redirected(request.url, server_);
+    if (!url) return client->didFail(URLError(URLError::Code::badURL, request.url.absoluteString()));
+    URLRequest moved = request;
+    moved.url = *url;
+    const auto task = session_.dataTask(
+        std::move(moved), [client, asked = request.url, weak = std::weak_ptr(loads_)](UrlSession::Result result) {
+            if (const auto loads = weak.lock()) {
+                const std::lock_guard lock(loads->mutex);
+                loads->byClient.erase(client);
+            }
+            deliver(std::move(result), asked, *client);
+        });
+    {
+        const std::lock_guard lock(loads_->mutex);
+        loads_->byClient.emplace(client, task);
+    }
+    task->resume();
+}
+
+void SandboxProtocol::stopLoading(const std::shared_ptr<UrlProtocolClient>& client) {
+    std::shared_ptr<UrlSessionDataTask> task;
+    {
+        const std::lock_guard lock(loads_->mutex);
+        if (const auto node = loads_->byClient.extract(client)) task = node.mapped();
+    }
+    if (task) task->cancel();
+}
+
+}  // namespace quorel::sandbox

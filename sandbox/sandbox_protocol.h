@@ -1,0 +1,47 @@
+// Brings the requests for some hosts to a server elsewhere: "https://api.example/v1/x" is asked of
+// "http://127.0.0.1:8080/v1/x". Everything else of the request, and the reply, stay as they are; the reply's URL
+// is the one that was asked for.
+//
+//   session.registerProtocol(std::make_shared<SandboxProtocol>(*URL::parse("http://127.0.0.1:8080")));
+//
+// Any thread.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "quorel/foundation/url.h"
+#include "quorel/foundation/url_session.h"
+
+namespace quorel::sandbox {
+
+class SandboxProtocol final : public UrlProtocol {
+public:
+    // The hosts of the SDK's backends, as this library was built.
+    static std::vector<std::string> serviceHosts();
+
+    // `server` gives the scheme, host and port to go to; a path of it is put before the request's.
+    explicit SandboxProtocol(URL server, std::vector<std::string> hosts = serviceHosts());
+    // Cancels the loads that are under way.
+    ~SandboxProtocol() override;
+
+    bool canInit(const URLRequest& request) const override;
+    void startLoading(const URLRequest& request, std::shared_ptr<UrlProtocolClient> client) override;
+    void stopLoading(const std::shared_ptr<UrlProtocolClient>& client) override;
+
+private:
+    struct Loads {
+        std::mutex mutex;
+        std::map<std::shared_ptr<UrlProtocolClient>, std::shared_ptr<UrlSessionDataTask>> byClient;
+    };
+
+    const URL server_;
+    const std::vector<std::string> hosts_;
+    const std::shared_ptr<Loads> loads_ = std::make_shared<Loads>();
+    UrlSession session_;  // last, so that it ends before what its completions use
+};
+
+}  // namespace quorel::sandbox
