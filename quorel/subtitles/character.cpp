@@ -33,12 +33,10 @@ CodePoint codePointBefore(std::string_view text, std::size_t at) {
     return {};
 }
 
-bool isASCII(char c) { return static_cast<unsigned char>(c) < 0x80; }
-
 }  // namespace
 
 Character::Character(char ascii) : text_(1, ascii) {
-    if (!quorel::isASCII(ascii)) fatal("A Character from a char must be ASCII");
+    if (!detail::isASCII(ascii)) fatal("A Character from a char must be ASCII");
 }
 
 Character::Character(std::string_view text) : text_(text) {
@@ -50,15 +48,11 @@ std::vector<Character>& Character::allKnownDelimiters() {
     return delimiters;
 }
 
-std::size_t characterEnd(std::string_view text, std::size_t at) {
-    std::size_t end = at + 1;
-    if (isASCII(text[at])) {
-        if (end == text.size()) return end;
-        if (isASCII(text[end])) return text[at] == '\r' && text[end] == '\n' ? end + 1 : end;
-    }
+std::size_t detail::characterEndAmongAll(std::string_view text, std::size_t at) {
     utf8proc_int32_t state = 0;
     CodePoint last = codePointAt(text, at);
-    for (end = at + last.length; end < text.size();) {
+    std::size_t end = at + last.length;
+    while (end < text.size()) {
         const CodePoint next = codePointAt(text, end);
         if (utf8proc_grapheme_break_stateful(last.value, next.value, &state)) break;
         end += next.length;
@@ -67,9 +61,7 @@ std::size_t characterEnd(std::string_view text, std::size_t at) {
     return end;
 }
 
-bool beginsCharacterNextToASCII(std::string_view text, std::size_t at) {
-    if (at == 0) return true;
-    if (isASCII(text[at - 1]) && isASCII(text[at])) return text[at] != '\n' || text[at - 1] != '\r';
+bool detail::beginsCharacterAmongAll(std::string_view text, std::size_t at) {
     // ASCII takes no part in the rules that look further back (GB11 to GB13), so that the pair decides.
     return utf8proc_grapheme_break(codePointBefore(text, at).value, codePointAt(text, at).value);
 }

@@ -34,12 +34,25 @@ private:
     std::string text_;
 };
 
+namespace detail {
+std::size_t characterEndAmongAll(std::string_view text, std::size_t at);
+bool beginsCharacterAmongAll(std::string_view text, std::size_t at);
+inline bool isASCII(char c) { return static_cast<unsigned char>(c) < 0x80; }
+}  // namespace detail
+
 // The end of the character that begins at `at`, which is below text.size().
-std::size_t characterEnd(std::string_view text, std::size_t at);
+inline std::size_t characterEnd(std::string_view text, std::size_t at) {
+    const char next = at + 1 < text.size() ? text[at + 1] : ' ';
+    if (!detail::isASCII(text[at]) || !detail::isASCII(next)) return detail::characterEndAmongAll(text, at);
+    return text[at] == '\r' && next == '\n' ? at + 2 : at + 1;
+}
 
 // Whether a character begins at `at`, for a place that is next to an ASCII character: its own byte or the one
 // before it is ASCII. No other place can be judged without reading the text before it.
-bool beginsCharacterNextToASCII(std::string_view text, std::size_t at);
+inline bool beginsCharacterNextToASCII(std::string_view text, std::size_t at) {
+    const bool isPlain = at == 0 || (detail::isASCII(text[at]) && text[at] != '\n' && detail::isASCII(text[at - 1]));
+    return isPlain || detail::beginsCharacterAmongAll(text, at);
+}
 
 // The length in bytes of the white space (Unicode White_Space) that stands at `at` as the first code point of a
 // character, 0 when there is none.

@@ -1,13 +1,12 @@
 #include "quorel/subtitles/delimited_text.h"
 
 #include <algorithm>
-#include <cstring>
 #include <utility>
+
+#include "quorel/subtitles/byte_scanner_private.h"
 
 namespace quorel::DelimitedText {
 namespace {
-
-constexpr unsigned char byteOf(char c) { return static_cast<unsigned char>(c); }
 
 // The length of the newline at `at`, 0 when there is none. Newlines are characters on their own whatever follows
 // (GB4, GB5), but for CR LF.
@@ -26,7 +25,7 @@ std::size_t newlineLength(std::string_view text, std::size_t at) {
 std::size_t utf16Length(std::string_view text) {
     std::size_t units = 0;
     for (const char c : text) {
-        const unsigned char byte = byteOf(c);
+        const auto byte = static_cast<unsigned char>(c);
         units += static_cast<std::size_t>((byte & 0xC0) != 0x80) + static_cast<std::size_t>(byte >= 0xF0);
     }
     return units;
@@ -87,13 +86,86 @@ std::optional<Character> detectSeparator(std::string_view text) {
     return best;
 }
 
+class EventDrivenDecoder::Reader {
+public:
+    explicit Reader(const EventDrivenDecoder& decoder);
+
+    void readRecords();
+
+private:
+    enum class EndState { delimiter, newline, end, delimiterAtEnd };
+    // The characters that mean something in one part of the grammar, and the bytes they begin with.
+    struct Stops {
+        quorel::detail::ByteScanner bytes;
+        std::vector<Character> characters;
+        bool newlines = false;
+    };
+
+    EndState readRow();
+    EndState skipLine();
+    EndState readField();
+    EndState readPlainField();
+    EndState readQuotedField();
+    EndState readQuotedOverrun();
+    EndState takeDelimiter() { return advance() ? EndState::delimiter : EndState::delimiterAtEnd; }
+    EndState takeNewline() { return advance() ? EndState::newline : EndState::end; }
+
+    void addStop(Stops& stops, const std::optional<Character>& character);
+    bool find(const Stops& stops);
+    bool isOneOf(const Stops& stops) const;
+    bool advance();
+    bool is(const Character& wanted) const;
+    bool is(const std::optional<Character>& wanted) const { return wanted && is(*wanted); }
+    bool isQuote() const { return text_[index_] == '"' && characterEnd_ == index_ + 1; }
+    bool isNewline() const { return newlineLength(text_, index_) != 0; }
+
+    void append(std::size_t from, std::size_t to);
+    bool finishField();
+    void emitRow();
+    void reportProgress();
+
+    const EventDrivenDecoder& decoder_;
+    const DecoderOptions& options_;
+    const std::string_view text_;
+    bool scansBytes_ = true;  // all characters that mean something are ASCII
+    Stops lineStops_, plainStops_, quotedStops_, overrunStops_;
+    std::size_t headerLinesLeft_;
+    std::size_t index_ = 0;         // where the current character begins
+    std::size_t characterEnd_ = 0;  // where it ends, once looked at
+    std::size_t currentRow_ = 0;
+    bool isStopped_ = false;
+
+    std::vector<std::string_view> record_;
+    std::size_t columns_ = 0;  // of the record being read, kept or not
+    bool isFirstFieldEmpty_ = false;
+    std::string_view piece_;  // the field being read, while it is one piece of the text
+    std::string buffer_;      // the fields of the record that had to be put together from pieces
+    std::size_t fieldInBuffer_ = 0;
+    bool isFieldInBuffer_ = false;
+    struct BufferedField {
+        std::size_t column, begin, length;
+    };
+    std::vector<BufferedField> bufferedFields_;
+
+    std::size_t progressIndex_ = 0, progressUnits_ = 0, totalUnits_ = 0;
+    int progress_ = 0;
+};
+
 EventDrivenDecoder::EventDrivenDecoder(std::string_view text, DecoderOptions options)
-    : text_(text), options_(std::move(options)) {
+    : text_(text), options_(std::move(options)) {}
+
+void EventDrivenDecoder::readRecords() { Reader(*this).readRecords(); }
+
+EventDrivenDecoder::Reader::Reader(const EventDrivenDecoder& decoder)
+    : decoder_(decoder),
+      options_(decoder.options_),
+      text_(decoder.text_),
+      headerLinesLeft_(decoder.options_.headerLineCount) {
     record_.reserve(100);
     buffer_.reserve(1024);
     for (Stops* stops : {&lineStops_, &plainStops_, &overrunStops_}) {
         stops->newlines = true;
-        for (const char c : {'\n', '\v', '\f', '\r', '\xC2', '\xE2'}) stops->bytes[byteOf(c)] = true;
+        stops->bytes.addNewlines();
     }
     addStop(plainStops_, options_.delimiter);
     addStop(plainStops_, options_.fieldEscapeCharacter);
@@ -102,20 +174,20 @@ EventDrivenDecoder::EventDrivenDecoder(std::string_view text, DecoderOptions opt
     addStop(overrunStops_, options_.delimiter);
 }
 
-void EventDrivenDecoder::addStop(Stops& stops, const std::optional<Character>& character) {
+void EventDrivenDecoder::Reader::addStop(Stops& stops, const std::optional<Character>& character) {
     if (!character) return;
     scansBytes_ = scansBytes_ && character->isASCII();
-    stops.bytes[byteOf(character->text()[0])] = true;
+    stops.bytes.add(character->text()[0]);
     stops.characters.push_back(*character);
 }
 
-void EventDrivenDecoder::readRecords() {
-    if (progressCallback) {
-        progressCallback(0);
+void EventDrivenDecoder::Reader::readRecords() {
+    if (decoder_.progressCallback) {
+        decoder_.progressCallback(0);
         totalUnits_ = utf16Length(text_);
     }
     while (index_ < text_.size() && !isStopped_) {
-        if (progressCallback) reportProgress();
+        if (decoder_.progressCallback) reportProgress();
         record_.clear();
         columns_ = 0;
         buffer_.clear();
@@ -130,12 +202,12 @@ void EventDrivenDecoder::readRecords() {
         emitRow();
     }
     record_.clear();
-    if (progressCallback) progressCallback(100);
+    if (decoder_.progressCallback) decoder_.progressCallback(100);
 }
 
-EventDrivenDecoder::EndState EventDrivenDecoder::readRow() {
-    if (options_.headerLineCount != 0) {
-        --options_.headerLineCount;
+EventDrivenDecoder::Reader::EndState EventDrivenDecoder::Reader::readRow() {
+    if (headerLinesLeft_ != 0) {
+        --headerLinesLeft_;
         return skipLine();
     }
     if (options_.commentCharacter) {
@@ -154,11 +226,11 @@ EventDrivenDecoder::EndState EventDrivenDecoder::readRow() {
     }
 }
 
-EventDrivenDecoder::EndState EventDrivenDecoder::skipLine() {
+EventDrivenDecoder::Reader::EndState EventDrivenDecoder::Reader::skipLine() {
     return find(lineStops_) ? takeNewline() : EndState::end;
 }
 
-EventDrivenDecoder::EndState EventDrivenDecoder::readField() {
+EventDrivenDecoder::Reader::EndState EventDrivenDecoder::Reader::readField() {
     for (;;) {
         const char c = text_[index_];
         if (c > ' ' && c <= '~') break;
@@ -171,7 +243,7 @@ EventDrivenDecoder::EndState EventDrivenDecoder::readField() {
     return isQuote() ? readQuotedField() : readPlainField();
 }
 
-EventDrivenDecoder::EndState EventDrivenDecoder::readPlainField() {
+EventDrivenDecoder::Reader::EndState EventDrivenDecoder::Reader::readPlainField() {
     std::size_t begin = index_;
     while (find(plainStops_)) {
         if (is(options_.fieldEscapeCharacter)) {
@@ -189,7 +261,7 @@ EventDrivenDecoder::EndState EventDrivenDecoder::readPlainField() {
     return EndState::end;
 }
 
-EventDrivenDecoder::EndState EventDrivenDecoder::readQuotedField() {
+EventDrivenDecoder::Reader::EndState EventDrivenDecoder::Reader::readQuotedField() {
     if (!advance()) return EndState::end;
     std::size_t begin = index_;
     while (find(quotedStops_)) {
@@ -205,7 +277,7 @@ EventDrivenDecoder::EndState EventDrivenDecoder::readQuotedField() {
     return EndState::end;
 }
 
-EventDrivenDecoder::EndState EventDrivenDecoder::readQuotedOverrun() {
+EventDrivenDecoder::Reader::EndState EventDrivenDecoder::Reader::readQuotedOverrun() {
     const std::size_t begin = index_;
     const bool found = find(overrunStops_);
     if (options_.captureQuotedStringOverrunCharacters) append(begin, index_);
@@ -213,26 +285,17 @@ EventDrivenDecoder::EndState EventDrivenDecoder::readQuotedOverrun() {
     return isNewline() ? takeNewline() : takeDelimiter();
 }
 
-EventDrivenDecoder::EndState EventDrivenDecoder::takeDelimiter() {
-    return advance() ? EndState::delimiter : EndState::delimiterAtEnd;
-}
-
-EventDrivenDecoder::EndState EventDrivenDecoder::takeNewline() {
-    return advance() ? EndState::newline : EndState::end;
-}
-
 // Moves to the first character of `stops`, from the current character on, and sets its end; to the end of the text
 // when there is none.
-bool EventDrivenDecoder::find(const Stops& stops) {
+bool EventDrivenDecoder::Reader::find(const Stops& stops) {
     const std::size_t from = index_;
     while (index_ < text_.size()) {
         if (scansBytes_) {
             const char* const end = text_.data() + text_.size();
-            const char* at = text_.data() + index_;
-            while (at != end && !stops.bytes[byteOf(*at)]) ++at;
+            const char* const at = stops.bytes.find(text_.data() + index_, end);
             index_ = static_cast<std::size_t>(at - text_.data());
             if (at == end) return false;
-            if (byteOf(*at) >= 0x80) {
+            if (!quorel::detail::isASCII(*at)) {
                 const std::size_t length = newlineLength(text_, index_);
                 characterEnd_ = index_ + length;
                 if (length != 0) return true;
@@ -251,26 +314,22 @@ bool EventDrivenDecoder::find(const Stops& stops) {
     return false;
 }
 
-bool EventDrivenDecoder::isOneOf(const Stops& stops) const {
+bool EventDrivenDecoder::Reader::isOneOf(const Stops& stops) const {
     if (scansBytes_ && characterEnd_ == index_ + 1) return true;
     if (stops.newlines && isNewline()) return true;
     return std::any_of(stops.characters.begin(), stops.characters.end(), [this](const Character& c) { return is(c); });
 }
 
-bool EventDrivenDecoder::advance() {
+bool EventDrivenDecoder::Reader::advance() {
     index_ = characterEnd_;
     return index_ < text_.size();
 }
 
-bool EventDrivenDecoder::is(const Character& wanted) const {
+bool EventDrivenDecoder::Reader::is(const Character& wanted) const {
     return text_.substr(index_, characterEnd_ - index_) == wanted.text();
 }
 
-bool EventDrivenDecoder::isQuote() const { return text_[index_] == '"' && characterEnd_ == index_ + 1; }
-
-bool EventDrivenDecoder::isNewline() const { return newlineLength(text_, index_) != 0; }
-
-void EventDrivenDecoder::append(std::size_t from, std::size_t to) {
+void EventDrivenDecoder::Reader::append(std::size_t from, std::size_t to) {
     if (from == to) return;
     const std::string_view piece = text_.substr(from, to - from);
     if (isFieldInBuffer_) {
@@ -284,9 +343,9 @@ void EventDrivenDecoder::append(std::size_t from, std::size_t to) {
     }
 }
 
-bool EventDrivenDecoder::finishField() {
+bool EventDrivenDecoder::Reader::finishField() {
     const std::string_view field = isFieldInBuffer_ ? std::string_view(buffer_).substr(fieldInBuffer_) : piece_;
-    if (emitField && !emitField(currentRow_, columns_, field)) return false;
+    if (decoder_.emitField && !decoder_.emitField(currentRow_, columns_, field)) return false;
     if (columns_ == 0) isFirstFieldEmpty_ = field.empty();
     if (columns_ < options_.keptColumns) {
         if (isFieldInBuffer_) bufferedFields_.push_back({columns_, fieldInBuffer_, field.size()});
@@ -298,25 +357,25 @@ bool EventDrivenDecoder::finishField() {
     return true;
 }
 
-void EventDrivenDecoder::emitRow() {
+void EventDrivenDecoder::Reader::emitRow() {
     // Only now: the buffer may have moved while it grew.
     for (const BufferedField& field : bufferedFields_) {
         record_[field.column] = std::string_view(buffer_).substr(field.begin, field.length);
     }
-    if (emitRecord && !emitRecord(currentRow_, record_)) {
+    if (decoder_.emitRecord && !decoder_.emitRecord(currentRow_, record_)) {
         isStopped_ = true;
         return;
     }
     ++currentRow_;
 }
 
-void EventDrivenDecoder::reportProgress() {
+void EventDrivenDecoder::Reader::reportProgress() {
     progressUnits_ += utf16Length(text_.substr(progressIndex_, index_ - progressIndex_));
     progressIndex_ = index_;
     const int percent = static_cast<int>(progressUnits_ * 100 / totalUnits_);
     if (percent == progress_) return;
     progress_ = percent;
-    progressCallback(percent);
+    decoder_.progressCallback(percent);
 }
 
 Decoder::Decoder(std::string text, DecoderOptions options)

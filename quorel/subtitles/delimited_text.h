@@ -12,7 +12,6 @@
 // A decoder is used by one thread at a time; the callbacks run on it, before the call returns.
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <functional>
 #include <memory>
@@ -66,6 +65,7 @@ class EventDrivenDecoder {
 public:
     // `text` must outlive the decoder.
     EventDrivenDecoder(std::string_view text, DecoderOptions options);
+    virtual ~EventDrivenDecoder() = default;
     EventDrivenDecoder(const EventDrivenDecoder&) = delete;
     EventDrivenDecoder& operator=(const EventDrivenDecoder&) = delete;
 
@@ -73,69 +73,17 @@ public:
     RecordCallback emitRecord;
     ProgressCallback progressCallback;
 
-    // Reads all records, once. A field that emitField refused is in no record: the fields before it are emitted as
-    // the last record, then the reading stops.
+    // Reads all records, each time from the start. A field that emitField refused is in no record: the fields before
+    // it are emitted as the last record, then the reading stops.
     void readRecords();
 
-    std::string_view text() const { return text_; }
     const DecoderOptions& options() const { return options_; }
-    std::size_t currentRow() const { return currentRow_; }  // the records emitted so far
 
 private:
-    enum class EndState { delimiter, newline, end, delimiterAtEnd };
-    // The characters that mean something in one part of the grammar, and the bytes they begin with.
-    struct Stops {
-        std::array<bool, 256> bytes{};
-        std::vector<Character> characters;
-        bool newlines = false;
-    };
-
-    EndState readRow();
-    EndState skipLine();
-    EndState readField();
-    EndState readPlainField();
-    EndState readQuotedField();
-    EndState readQuotedOverrun();
-    EndState takeDelimiter();
-    EndState takeNewline();
-
-    void addStop(Stops& stops, const std::optional<Character>& character);
-    bool find(const Stops& stops);
-    bool isOneOf(const Stops& stops) const;
-    bool advance();
-    bool is(const Character& wanted) const;
-    bool isQuote() const;
-    bool is(const std::optional<Character>& wanted) const { return wanted && is(*wanted); }
-    bool isNewline() const;
-
-    void append(std::size_t from, std::size_t to);
-    bool finishField();
-    void emitRow();
-    void reportProgress();
+    class Reader;
 
     std::string_view text_;
     DecoderOptions options_;
-    bool scansBytes_ = true;  // all characters that mean something are ASCII
-    Stops lineStops_, plainStops_, quotedStops_, overrunStops_;
-    std::size_t index_ = 0;         // where the current character begins
-    std::size_t characterEnd_ = 0;  // where it ends, once looked at
-    std::size_t currentRow_ = 0;
-    bool isStopped_ = false;
-
-    std::vector<std::string_view> record_;
-    std::size_t columns_ = 0;   // of the record being read, kept or not
-    bool isFirstFieldEmpty_ = false;
-    std::string_view piece_;    // the field being read, while it is one piece of the text
-    std::string buffer_;        // the fields of the record that had to be put together from pieces
-    std::size_t fieldInBuffer_ = 0;
-    bool isFieldInBuffer_ = false;
-    struct BufferedField {
-        std::size_t column, begin, length;
-    };
-    std::vector<BufferedField> bufferedFields_;
-
-    std::size_t progressIndex_ = 0, progressUnits_ = 0, totalUnits_ = 0;
-    int progress_ = 0;
 };
 
 namespace detail {
