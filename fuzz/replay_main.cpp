@@ -1,5 +1,4 @@
-// Runs a fuzz target once over each file of the folders and files that are named, without a fuzzing engine.
-#include <cstddef>
+// Runs a fuzz target over the files of the folders that are named on the command line, without libFuzzer.
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
@@ -9,29 +8,17 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
-namespace {
-
-void replay(const std::filesystem::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    const std::string content(std::istreambuf_iterator<char>(stream), {});
-    LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(content.data()), content.size());
-}
-
-}  // namespace
-
-int main(int argc, char** argv) {
-    std::size_t count = 0;
-    for (int i = 1; i < argc; ++i) {
-        if (!std::filesystem::is_directory(argv[i])) {
-            replay(argv[i]);
-            ++count;
-            continue;
-        }
-        for (const auto& entry : std::filesystem::directory_iterator(argv[i])) {
-            replay(entry.path());
-            ++count;
+int main(int count, char** arguments) {
+    int replayed = 0;
+    for (int i = 1; i < count; ++i) {
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(arguments[i])) {
+            if (!entry.is_regular_file()) continue;
+            std::ifstream file(entry.path(), std::ios::binary);
+            const std::string seed{std::istreambuf_iterator<char>(file), {}};
+            LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(seed.data()), seed.size());
+            ++replayed;
         }
     }
-    std::printf("%zu inputs\n", count);
-    return count == 0 ? 1 : 0;
+    std::printf("%d seeds replayed\n", replayed);
+    return replayed > 0 ? 0 : 1;
 }

@@ -1,4 +1,4 @@
-// One request on its way through libcurl. Private to url_session.cpp; all of it on the session's thread.
+// Private to this room: one request on its way through libcurl. All of it on the thread of its session.
 #pragma once
 
 #include <curl/curl.h>

@@ -1,11 +1,11 @@
 #include "quorel/foundation/url.h"
 
 #include <boost/url/parse.hpp>
-#include <boost/url/url.hpp>
 #include <boost/url/url_view.hpp>
 
 #include <algorithm>
 #include <string>
+#include <vector>
 
 #include "quorel/foundation/text.h"
 
@@ -140,6 +140,29 @@ std::string composed(const URLComponents& parts) {
     return text;
 }
 
+// RFC 3986 5.2.3.
+std::string merged(const URLComponents& base, std::string_view path) {
+    if (base.percentEncodedHost && base.percentEncodedPath.empty()) return "/" + std::string(path);
+    return base.percentEncodedPath.substr(0, base.percentEncodedPath.rfind('/') + 1).append(path);
+}
+
+// RFC 3986 5.2.4. (The library's resolve() leaves "/../g" as it is.)
+std::string withoutDotSegments(std::string_view path) {
+    const bool absolute = path.starts_with('/');
+    if (absolute) path.remove_prefix(1);
+    std::vector<std::string_view> kept;
+    const std::vector<std::string_view> segments = split(path, '/');
+    for (std::size_t i = 0; i < segments.size(); ++i) {
+        const bool isUp = segments[i] == "..";
+        if (isUp && !kept.empty()) kept.pop_back();
+        if (!isUp && segments[i] != ".") kept.push_back(segments[i]);
+        else if (i + 1 == segments.size()) kept.push_back("");
+    }
+    std::string result = absolute ? "/" : "";
+    for (std::size_t i = 0; i < kept.size(); ++i) result.append(i == 0 ? "" : "/").append(kept[i]);
+    return result;
+}
+
 // The text of the URL with another path, which must be one that fits.
 std::string replacingPath(const std::string& text, std::string_view path) {
     const boost::urls::url_view parts = view(text);
@@ -195,7 +218,11 @@ std::optional<URL> URL::parseStrict(std::string_view text) {
     if (text.empty() || text.size() > BOOST_URL_MAX_SIZE) return std::nullopt;
     const auto parsed = boost::urls::parse_uri_reference(boost::urls::string_view(text.data(), text.size()));
     if (parsed.has_error()) return std::nullopt;
-    std::string_view port = plain(parsed.value().port());
+    const boost::urls::url_view parts = parsed.value();
+    // The library reads "http://h:8o/" as a path "o/" behind port 8, and lets "@" pass in the user's part.
+    const bool joined = parts.has_authority() && !parts.encoded_path().empty() && !parts.is_path_absolute();
+    if (joined || plain(parts.encoded_userinfo()).find('@') != std::string_view::npos) return std::nullopt;
+    std::string_view port = plain(parts.port());
     while (port.size() > 1 && port.starts_with('0')) port.remove_prefix(1);
     if (port.size() > 5 || (port.size() == 5 && port > "65535")) return std::nullopt;
     return URL(std::string(text));
@@ -270,10 +297,26 @@ URL URL::deletingLastPathComponent() const {
 
 std::optional<URL> URL::resolving(std::string_view reference) const {
     const std::optional<URL> parsed = parse(reference);
-    if (!parsed || view(parsed->text_).has_scheme()) return parsed;
-    boost::urls::url result;
-    if (boost::urls::resolve(view(text_), view(parsed->text_), result).has_error()) return std::nullopt;
-    return parseStrict(plain(result.buffer()));
+    if (!parsed) return std::nullopt;
+    const URLComponents base(*this);
+    URLComponents target(*parsed);
+    if (!target.scheme) {
+        if (!base.scheme) return std::nullopt;
+        target.scheme = base.scheme;
+        if (!target.percentEncodedHost) {
+            target.percentEncodedUserInfo = base.percentEncodedUserInfo;
+            target.percentEncodedHost = base.percentEncodedHost;
+            target.port = base.port;
+            if (target.percentEncodedPath.empty()) {
+                target.percentEncodedPath = base.percentEncodedPath;
+                if (!target.percentEncodedQuery) target.percentEncodedQuery = base.percentEncodedQuery;
+            } else if (!target.percentEncodedPath.starts_with('/')) {
+                target.percentEncodedPath = merged(base, target.percentEncodedPath);
+            }
+        }
+    }
+    target.percentEncodedPath = withoutDotSegments(target.percentEncodedPath);
+    return target.url();
 }
 
 URLComponents::URLComponents(const URL& url) {
