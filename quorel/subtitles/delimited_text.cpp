@@ -184,7 +184,7 @@ void EventDrivenDecoder::Reader::addStop(Stops& stops, const std::optional<Chara
 void EventDrivenDecoder::Reader::readRecords() {
     if (decoder_.progressCallback) {
         decoder_.progressCallback(0);
-        totalUnits_ = utf16Length(text_);
+        totalUnits_ = std::max<std::size_t>(utf16Length(text_), 1);
     }
     while (index_ < text_.size() && !isStopped_) {
         if (decoder_.progressCallback) reportProgress();

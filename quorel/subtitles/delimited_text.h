@@ -49,9 +49,9 @@ public:
 struct DecoderOptions {
     Character delimiter = Character::comma();
     // The character behind it stands for itself, in plain and in quoted fields.
-    std::optional<Character> fieldEscapeCharacter;
+    std::optional<Character> fieldEscapeCharacter = std::nullopt;
     // Lines that begin with it are skipped.
-    std::optional<Character> commentCharacter;
+    std::optional<Character> commentCharacter = std::nullopt;
     std::size_t headerLineCount = 0;  // lines that are skipped at the start
     // Whether what stands between a closing quote and the next delimiter belongs to the field.
     bool captureQuotedStringOverrunCharacters = false;

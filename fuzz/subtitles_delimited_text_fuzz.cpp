@@ -46,7 +46,9 @@ private:
     std::string_view current() const { return characters_[at_]; }
     bool advance() { return ++at_ < characters_.size(); }
     bool isDelimiter() const { return current() == options_.delimiter.text(); }
-    bool isEscape() const { return options_.fieldEscapeCharacter && current() == options_.fieldEscapeCharacter->text(); }
+    bool isEscape() const {
+        return options_.fieldEscapeCharacter && current() == options_.fieldEscapeCharacter->text();
+    }
     bool isNewline() const {
         const std::string_view c = current();
         return (c[0] >= '\n' && c[0] <= '\r') || c == "\xC2\x85" || c == "\xE2\x80\xA8" || c == "\xE2\x80\xA9";
@@ -69,7 +71,8 @@ private:
         }
     }
     End readField(std::string& field) {
-        while (!isNewline() && quorel::whiteSpaceLength(current(), 0) != 0 && !(current() == "\t" && isDelimiter())) {
+        while (!isNewline() && quorel::whiteSpaceLength(current(), 0) != 0 &&
+               !(current() == "\t" && isDelimiter())) {
             if (!advance()) return End::end;
         }
         if (isNewline()) return afterNewline();
@@ -121,8 +124,20 @@ private:
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (size < 4) return 0;
-    static const std::vector<Character> special{',', ';',  '\t', '"', '\\', '#', ' ', '\n', '\r', 'x', '\f',
-                                                Character("\xC3\xA9"), Character("e\xCC\x81"), Character("\r\n"),
+    static const std::vector<Character> special{',',
+                                                ';',
+                                                '\t',
+                                                '"',
+                                                '\\',
+                                                '#',
+                                                ' ',
+                                                '\n',
+                                                '\r',
+                                                'x',
+                                                '\f',
+                                                Character("\xC3\xA9"),
+                                                Character("e\xCC\x81"),
+                                                Character("\r\n"),
                                                 Character("\xF0\x9F\x87\xA9\xF0\x9F\x87\xAA")};
     const auto pick = [&](std::uint8_t byte) -> std::optional<Character> {
         if (byte >= special.size()) return std::nullopt;
