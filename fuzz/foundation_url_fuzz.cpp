@@ -20,11 +20,11 @@ void requireStrict(const URL& url) {
 void checkParts(const URL& url) {
     URLComponents parts(url);
     const auto together = parts.url();
-    if (!together || URLComponents(*together) != parts) fatal("does not go together again: " + url.absoluteString());
+    if (!together || URLComponents(*together) != parts)
+        fatal("does not go together again: " + url.absoluteString());
     const auto items = parts.queryItems();
     parts.setQueryItems(items);
     if (parts.queryItems() != items || !parts.url()) fatal("query items do not survive: " + url.absoluteString());
-    // An empty path has no segments to encode, and a path that is not UTF-8 is given encoded.
     const std::string path = parts.path();
     parts.setPath(path);
     if (parts.path() != path) fatal("the path does not survive: " + url.absoluteString());

@@ -28,15 +28,19 @@ T checked(simdjson::simdjson_result<T> result) {
     return result.value_unsafe();
 }
 
-// Recursion is bounded by the parser's own limit of maximumJSONDepth.
-JSONValue converted(simdjson::dom::element element) {
+// `depth` is that of an array or object which stands here.
+JSONValue converted(simdjson::dom::element element, std::size_t depth = 1) {
+    // The parser's own limit does not count an empty array or object.
+    if (depth > maximumJSONDepth && (element.is_array() || element.is_object())) {
+        throwSyntax(simdjson::error_message(simdjson::DEPTH_ERROR));
+    }
     using Type = simdjson::dom::element_type;
     switch (element.type()) {
         case Type::ARRAY: {
             const simdjson::dom::array source = checked(element.get_array());
             JSONArray array;
             array.reserve(source.size());
-            for (const simdjson::dom::element item : source) array.push_back(converted(item));
+            for (const simdjson::dom::element item : source) array.push_back(converted(item, depth + 1));
             return array;
         }
         case Type::OBJECT: {
@@ -44,7 +48,7 @@ JSONValue converted(simdjson::dom::element element) {
             std::vector<JSONObject::Member> members;
             members.reserve(source.size());
             for (const simdjson::dom::key_value_pair member : source) {
-                members.emplace_back(std::string(member.key), converted(member.value));
+                members.emplace_back(std::string(member.key), converted(member.value, depth + 1));
             }
             return JSONObject(std::move(members));
         }
