@@ -36,9 +36,9 @@ struct Fault {
     static constexpr std::chrono::milliseconds maximumDelay = std::chrono::minutes(10);
 
     std::chrono::milliseconds delay{0};  // before the reply, up to maximumDelay
-    std::optional<int> status;           // instead of the reply; 200 to 599
+    std::optional<int> status = {};      // instead of the reply; 200 to 599
     Broken broken = Broken::no;
-    std::optional<int> times;  // how many requests it meets; absent for all
+    std::optional<int> times = {};  // how many requests it meets; absent for all
 
     bool operator==(const Fault&) const = default;
 
