@@ -21,6 +21,8 @@ SerialQueue::~SerialQueue() {
     }
     wake_.notify_all();
     if (thread_.joinable()) thread_.join();
+    // Dropped while the queue is still whole, since destructors may post again.
+    functions_.clear();
 }
 
 void SerialQueue::post(std::function<void()> function) {
@@ -76,6 +78,7 @@ BackgroundExecutor::~BackgroundExecutor() {
     }
     wake_.notify_all();
     for (std::thread& thread : threads_) thread.join();
+    functions_.clear();
 }
 
 void BackgroundExecutor::post(std::function<void()> function) {
