@@ -21,16 +21,16 @@ namespace quorel {
 struct SimulatedCue {
     double start = 0;
     double end = 0;  // a cue that ends where it starts, or before, is never seen
-    std::string text;
+    std::string text = {};
     bool operator==(const SimulatedCue&) const = default;
 };
 
 struct SimulatedTrack {
     std::string kind = "subtitles";
-    std::string label;
-    std::string language;
+    std::string label = {};
+    std::string language = {};
     double addAfter = 0;  // delay from the metadata on; 0: ADD_TRACK comes just before LOADED_META_DATA
-    std::vector<SimulatedCue> cues;
+    std::vector<SimulatedCue> cues = {};
     bool operator==(const SimulatedTrack&) const = default;
 };
 
@@ -42,7 +42,7 @@ struct SimulatedStall {
 };
 
 struct SimulatedError {
-    std::optional<double> at;  // playback that reaches it breaks; absent: instead of the metadata
+    std::optional<double> at = {};  // playback that reaches it breaks; absent: instead of the metadata
     std::string text = "The simulated source broke.";
     bool operator==(const SimulatedError&) const = default;
 };
@@ -51,7 +51,7 @@ struct SimulatedError {
 // still meanwhile and goes on exactly where it was.
 struct SimulatedAdBreak {
     double offset = 0;        // 0: before the content; the duration or more: after it
-    std::vector<double> ads;  // the duration of each ad
+    std::vector<double> ads = {};  // the duration of each ad
     bool operator==(const SimulatedAdBreak&) const = default;
 };
 
@@ -67,11 +67,11 @@ struct SimulatedScript {
     // moves on with the loop's clock; no position is ever past it.
     double liveEdge = 0;
 
-    std::vector<SimulatedStall> stalls;
-    std::optional<SimulatedError> error;
+    std::vector<SimulatedStall> stalls = {};
+    std::optional<SimulatedError> error = {};
     // Empty: a track without cues for each text track of the source description.
-    std::vector<SimulatedTrack> tracks;
-    std::vector<SimulatedAdBreak> adBreaks;
+    std::vector<SimulatedTrack> tracks = {};
+    std::vector<SimulatedAdBreak> adBreaks = {};
 
     double timeUpdateInterval = 0.25;  // of the loop's clock; at least 0.001
     // 0: a seek is done at the loop's next turn, and nothing but its TIME_UPDATE shows; more: the engine waits.

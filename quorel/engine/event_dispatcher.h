@@ -25,6 +25,8 @@ namespace detail {
 
 struct ListenerEntry {
     virtual ~ListenerEntry() = default;
+    // Lets go of the function, and so of what it holds; while it runs, once it returns.
+    virtual void release() = 0;
     bool active = true;
     const void* type = nullptr;
 };
@@ -32,11 +34,16 @@ struct ListenerEntry {
 }  // namespace detail
 
 // A handle to one registration. It knows its registration by itself, so any emitter can remove it; a handle that
-// was removed, is empty, or whose emitter is gone does no harm. Holding it keeps nothing else alive.
+// was removed, is empty, or whose emitter is gone does no harm. Holding it keeps nothing else alive, and what the
+// listener's function holds is released when it is removed.
 class EventListener {
 public:
     EventListener() = default;
-    explicit operator bool() const { return !entry_.expired(); }
+    // Whether the registration stands.
+    explicit operator bool() const {
+        const auto entry = entry_.lock();
+        return entry && entry->active;
+    }
 
 private:
     friend class EventDispatcher;
@@ -59,7 +66,9 @@ public:
                                    std::type_identity_t<std::function<void(const E&)>> listener) {
         auto entry = std::make_shared<Entry<E>>();
         entry->type = &type;
-        entry->function = std::move(listener);
+        entry->function = std::make_shared<const std::function<void(const E&)>>(std::move(listener));
+        // Entries that were removed through another emitter end here at the latest.
+        std::erase_if(*entries_, [](const auto& old) { return !old->active; });
         entries_->push_back(entry);
         return EventListener(entry);
     }
@@ -67,8 +76,12 @@ public:
     // Also removes a handle that another emitter gave out: ad listeners are removed through the player.
     template <class E>
     void removeEventListener(const EventType<E>&, const EventListener& listener) {
-        if (const auto entry = listener.entry_.lock()) entry->active = false;
-        std::erase_if(*entries_, [](const auto& entry) { return !entry->active; });
+        const std::shared_ptr<Entries> keep = entries_;
+        if (const auto entry = listener.entry_.lock()) {
+            entry->active = false;
+            entry->release();
+        }
+        std::erase_if(*keep, [](const auto& entry) { return !entry->active; });
     }
 
     // How many listeners stand; for tests and for engines that skip work nobody listens to.
@@ -86,14 +99,16 @@ public:
             if (entry->type == &type) due.push_back(entry);
         }
         for (const auto& entry : due) {
-            if (entry->active) static_cast<const Entry<E>&>(*entry).function(event);
+            const auto function = static_cast<const Entry<E>&>(*entry).function;
+            if (entry->active && *function) (*function)(event);
         }
     }
 
 private:
     template <class E>
     struct Entry : detail::ListenerEntry {
-        std::function<void(const E&)> function;
+        void release() override { const auto dropped = std::move(function); }
+        std::shared_ptr<const std::function<void(const E&)>> function;
     };
     using Entries = std::vector<std::shared_ptr<detail::ListenerEntry>>;
     std::shared_ptr<Entries> entries_;

@@ -76,6 +76,9 @@ protected:
     void playPast(double position);
     bool waitFor(const std::string& event);  // until `events` holds it (one that came before counts)
     std::size_t countOf(const std::string& event) const;
+    // The events that do not depend on how fast the source arrives: without WAITING and what follows from it, and
+    // without refinements of the duration.
+    std::vector<std::string> course() const;
 
     std::unique_ptr<EngineHarness> harness;
     std::shared_ptr<THEOplayer> player;
