@@ -1,0 +1,54 @@
+// The engine that plays: HLS (and whatever else the installed GStreamer plugins read) through GStreamer's playbin3,
+// with the picture as frames in memory, so that it works with and without a display or a sound card.
+//
+//   auto loop = std::make_shared<RealRunLoop>();
+//   auto engines = makeGStreamerEngineFactory(loop);
+//   auto player = engines->makePlayer(std::nullopt, THEOplayerConfigurationBuilder().build());
+//   player->setSource(SourceDescription{.source = {.src = "https://cdn.example/film.m3u8"}});
+//   player->play();
+//   loop->run();
+//
+// Threads: the factory, its players and all their events belong to the main loop's thread. Each player has one thread
+// of its own beside GStreamer's, where everything that may block happens; the main thread never waits for it, with
+// one exception: whoever goes last of the factory and its players waits until the pipelines are torn down, which
+// takes some milliseconds each.
+//
+// What it does beyond the contract of quorel/engine/player.h:
+// - Live streams: 0 is the place where playback joined, so a seek to 0 before playback changes nothing; what the
+//   server still keeps before that has negative times. Seeks are clamped to the window, and a viewer who falls
+//   behind it goes on at its beginning.
+// - A source that breaks while some of it is buffered plays that first and tells ERROR when it is used up.
+// - A server that goes silent gives ERROR after GStreamerOptions::stallTimeout. An ERROR may come later than its cause
+//   by up to GStreamerOptions::diagnosisTimeout, in which the engine asks the server what is wrong.
+// - WAITING is told for a seek only when it takes longer than a quarter of a second.
+// - There are no text tracks yet, no manifest interception (developerSettings() is null) and no ad insertion.
+#pragma once
+
+#include <memory>
+
+#include "quorel/engine/player.h"
+#include "quorel/foundation/run_loop.h"
+
+namespace quorel {
+
+struct GStreamerOptions {
+    enum class Audio {
+        automatic,  // the system's sound output; silence in step with the clock where there is none
+        none,       // always silence in step with the clock
+    };
+    Audio audio = Audio::automatic;
+
+    // Seconds without any progress while the engine should load, seek or play, after which it gives up with ERROR.
+    // At least 1. GStreamer's own limit for a server that does not answer at all, 15 seconds, may come first.
+    double stallTimeout = 20;
+
+    // Seconds that finding out the reason of a failure may take; 0 for no questions to the server.
+    double diagnosisTimeout = 5;
+};
+
+// Initialises GStreamer, which reads its plugin registry: some 10 ms, but seconds on the first run after an
+// installation. Where plugins are missing, each source gives an ERROR that names them.
+std::shared_ptr<EngineFactory> makeGStreamerEngineFactory(std::shared_ptr<RunLoop> mainLoop,
+                                                          GStreamerOptions options = {});
+
+}  // namespace quorel

@@ -1,0 +1,220 @@
+#include "engines/gstreamer/pipeline.h"
+
+#include <limits>
+#include <utility>
+
+#include "engines/gstreamer/elements.h"
+
+namespace quorel::gstreamer {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto tickInterval = 250ms;
+constexpr auto seekGrace = 250ms;      // how long a seek may take before the player is told that it waits
+constexpr auto drainedAfter = 750ms;   // how long playback stands still before what was buffered counts as used up
+
+double seconds(GstClockTime time) { return static_cast<double>(time) / GST_SECOND; }
+
+void stop(GSource*& source) {
+    if (source == nullptr) return;
+    g_source_destroy(source);
+    g_source_unref(std::exchange(source, nullptr));
+}
+
+}  // namespace
+
+Pipeline::Pipeline(GMainContext* context, const GStreamerOptions& options, std::shared_ptr<FrameStore> frames,
+                   Reporter reporter)
+    : context_(context), options_(options), frames_(std::move(frames)), reporter_(std::move(reporter)) {}
+
+Pipeline::~Pipeline() { unload(); }
+
+void Pipeline::report(decltype(Report::what) what) { reporter_({session_, std::move(what)}); }
+
+void Pipeline::load(std::uint64_t session, const std::string& uri) {
+    unload();
+    if (session != expected_.load()) return;
+    session_ = session;
+    prerolled_ = hasStreams_ = ended_ = wantPlaying_ = running_ = reportedFed_ = false;
+    buffering_ = 100;
+    origin_ = 0;
+    duration_.reset();
+    wanted_.reset();
+    inFlight_.reset();
+    lastSeek_ = 0;
+    rateInUse_ = 1;
+    restingAt_.reset();
+    missingFormats_.clear();
+    held_.reset();
+    lastPosition_ = 0;
+    noteProgress();
+    movedAt_ = progressAt_;
+
+    std::string problem;
+    playbin_ = makePlaybin(uri, options_.audio, frames_, session, problem);
+    if (playbin_ == nullptr) {
+        fail({.kind = Failure::Kind::setup, .message = problem});
+        return;
+    }
+    g_object_set(playbin_, "volume", volume_, "mute", static_cast<gboolean>(muted_), nullptr);
+    watchBus();
+    updateTicks();
+    applyState();
+}
+
+void Pipeline::unload() {
+    stop(ticks_);
+    stop(busWatch_);
+    if (playbin_ == nullptr) return;
+    gst_element_set_state(playbin_, GST_STATE_NULL);
+    gst_object_unref(std::exchange(playbin_, nullptr));
+}
+
+void Pipeline::applyState() {
+    if (playbin_ == nullptr) return;
+    // What is left of a source that has broken is played without waiting for more, which will not come.
+    const bool fed = buffering_ >= 100 || held_ || inFlight_;
+    const bool run = prerolled_ && wantPlaying_ && fed && !ended_;
+    if (run) restingAt_.reset();
+    if (gst_element_set_state(playbin_, run ? GST_STATE_PLAYING : GST_STATE_PAUSED) == GST_STATE_CHANGE_FAILURE) {
+        // The reason follows on the bus, as a rule; the next tick looks whether it did.
+        if (!held_) held_ = Failure{.message = "The pipeline refused to start."};
+    }
+}
+
+void Pipeline::setPlaying(bool wanted, std::uint64_t play) {
+    if (playbin_ == nullptr) return;
+    play_ = play;
+    wantPlaying_ = wanted;
+    if (wanted) noteProgress();
+    movedAt_ = Clock::now();
+    updateTicks();
+    if (wanted && running_) {
+        onRunning();
+    } else {
+        applyState();
+    }
+}
+
+void Pipeline::setVolume(double volume, bool muted) {
+    volume_ = volume;
+    muted_ = muted;
+    if (playbin_ != nullptr) g_object_set(playbin_, "volume", volume, "mute", static_cast<gboolean>(muted), nullptr);
+}
+
+std::optional<GstClockTime> Pipeline::streamPosition() const {
+    gint64 position = -1;
+    if (!gst_element_query_position(playbin_, GST_FORMAT_TIME, &position) || position < 0) return {};
+    return static_cast<GstClockTime>(position);
+}
+
+double Pipeline::playerTime(GstClockTime streamTime) const { return seconds(streamTime) - seconds(origin_); }
+
+std::optional<double> Pipeline::queryDuration() const {
+    gint64 duration = -1;
+    if (gst_element_query_duration(playbin_, GST_FORMAT_TIME, &duration) && duration > 0) {
+        return playerTime(static_cast<GstClockTime>(duration));
+    }
+    return std::numeric_limits<double>::infinity();
+}
+
+void Pipeline::onPrerolled() {
+    if (!missingFormats_.empty()) {
+        fail({.kind = Failure::Kind::format, .formats = missingFormats_});
+        return;
+    }
+    if (!hasStreams_) {
+        fail({.kind = Failure::Kind::noMedia});
+        return;
+    }
+    prerolled_ = true;
+    const GstClockTime position = streamPosition().value_or(0);
+    duration_ = queryDuration();
+    // A live stream's own clock begins where its first playlist did, which says nothing to anybody.
+    if (duration_ == std::numeric_limits<double>::infinity()) origin_ = position;
+    frames_->setOrigin(session_, seconds(origin_));
+    restingAt_ = lastPosition_ = position;
+    report(Prerolled{duration_});
+    if (rate_ != 1 && !wanted_) wanted_ = Target{};
+    if (wanted_) {
+        startSeek();
+    } else {
+        reportFed();
+    }
+    updateTicks();
+}
+
+void Pipeline::reportFed() {
+    const bool fed = prerolled_ && !inFlight_ && (buffering_ >= 100 || held_);
+    if (fed != std::exchange(reportedFed_, fed)) report(Fed{fed});
+}
+
+void Pipeline::onRunning() {
+    if (inFlight_) return;
+    running_ = true;
+    if (wantPlaying_) report(Running{play_, playerTime(streamPosition().value_or(lastPosition_))});
+}
+
+void Pipeline::onPaused() {
+    running_ = false;
+    if (const auto position = streamPosition(); position && !inFlight_ && prerolled_) {
+        lastPosition_ = *position;
+        report(Position{playerTime(*position), lastSeek_, false});
+    }
+}
+
+void Pipeline::onEnded() {
+    if (held_) {
+        fail(*std::exchange(held_, std::nullopt));
+        return;
+    }
+    ended_ = true;
+    running_ = false;
+    updateTicks();
+    report(Ended{lastSeek_, playerTime(streamPosition().value_or(lastPosition_))});
+    applyState();
+}
+
+void Pipeline::updateTicks() {
+    const bool needed = playbin_ != nullptr && !ended_ && (wantPlaying_ || !prerolled_ || inFlight_);
+    if (!needed) {
+        stop(ticks_);
+    } else if (ticks_ == nullptr) {
+        ticks_ = g_timeout_source_new(tickInterval / 1ms);
+        g_source_set_callback(
+            ticks_,
+            [](gpointer self) -> gboolean {
+                static_cast<Pipeline*>(self)->tick();
+                return G_SOURCE_CONTINUE;
+            },
+            this, nullptr);
+        g_source_attach(ticks_, context_);
+    }
+}
+
+void Pipeline::tick() {
+    const auto now = Clock::now();
+    if (running_ && !inFlight_) {
+        if (const auto position = streamPosition()) {
+            if (*position != lastPosition_) {
+                lastPosition_ = *position;
+                movedAt_ = progressAt_ = now;
+            }
+            report(Position{playerTime(*position), lastSeek_, true});
+        }
+    }
+    if (inFlight_ && reportedFed_ && now - seekSentAt_ > seekGrace) {
+        reportedFed_ = false;
+        report(Fed{false});
+    }
+    if (held_ && now - movedAt_ > drainedAfter) {
+        fail(*std::exchange(held_, std::nullopt));
+        return;
+    }
+    if (now - progressAt_ > std::chrono::duration<double>(options_.stallTimeout)) {
+        fail({.kind = Failure::Kind::stalled, .seconds = options_.stallTimeout});
+    }
+}
+
+}  // namespace quorel::gstreamer

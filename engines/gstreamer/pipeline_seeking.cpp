@@ -1,0 +1,111 @@
+// Seeks, and changes of the rate, which are seeks to the place where playback is: a flush is the only way to change
+// the rate of an adaptive stream.
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <utility>
+
+#include "engines/gstreamer/pipeline.h"
+
+namespace quorel::gstreamer {
+
+void Pipeline::seek(std::uint64_t seek, double time) {
+    if (playbin_ == nullptr) return;
+    if (held_) {
+        // Loading has ended, so nothing would come from the new place.
+        fail(*std::exchange(held_, std::nullopt));
+        return;
+    }
+    wanted_ = Target{seek, time};
+    if (!prerolled_) {
+        frames_->setHold(session_, time > 0);
+    } else if (!inFlight_) {
+        startSeek();
+    }
+}
+
+void Pipeline::setRate(double rate) {
+    rate_ = rate;
+    if (playbin_ == nullptr || !prerolled_ || ended_ || held_) return;
+    if (!wanted_) wanted_ = Target{};
+    if (!inFlight_) startSeek();
+}
+
+GstClockTime Pipeline::clampToSource(double time) const {
+    double first = 0;
+    double last = 9e18;  // what a signed 64-bit time can hold
+    GstQuery* const query = gst_query_new_seeking(GST_FORMAT_TIME);
+    if (gst_element_query(playbin_, query)) {
+        gint64 start = -1;
+        gint64 stop = -1;
+        gst_query_parse_seeking(query, nullptr, nullptr, &start, &stop);
+        if (start >= 0) first = static_cast<double>(start);
+        if (stop > start) last = static_cast<double>(stop);
+    }
+    gst_query_unref(query);
+    const double wanted = (time + static_cast<double>(origin_) / GST_SECOND) * GST_SECOND;
+    return static_cast<GstClockTime>(std::llround(std::clamp(wanted, first, last)));
+}
+
+void Pipeline::startSeek() {
+    const Target target = *std::exchange(wanted_, std::nullopt);
+    const GstClockTime now = restingAt_.value_or(streamPosition().value_or(lastPosition_));
+    const GstClockTime to = target.time ? clampToSource(*target.time) : now;
+    inFlight_ = target;
+    frames_->setHold(session_, false);
+    const auto distance = std::max(to, now) - std::min(to, now);
+    // A player that is asked twice for its start time, as metadata and picture come, would load everything twice.
+    if (restingAt_ && distance < GST_MSECOND && rateInUse_ == rate_ && !ended_) {
+        onSeekDone();
+        return;
+    }
+    seekSentAt_ = Clock::now();
+    noteProgress();
+    ended_ = running_ = false;
+    restingAt_.reset();
+    updateTicks();
+    markSeek();
+    // The playlist's duration may promise a little more than the segments hold, and hlsdemux2 refuses what is past
+    // their end: by then it has flushed, and would begin again at 0.
+    static constexpr std::array<double, 6> stepsBack{0, 0.05, 0.2, 0.5, 1, 2};
+    for (const double back : stepsBack) {
+        const auto earlier = static_cast<GstClockTime>(back * GST_SECOND);
+        if (sendSeek(to > earlier ? to - earlier : 0)) break;
+    }
+    rateInUse_ = rate_;
+    if (isSettled()) onSeekDone();
+}
+
+bool Pipeline::sendSeek(GstClockTime to) {
+    if (!gst_element_seek(playbin_, rate_, GST_FORMAT_TIME,
+                          static_cast<GstSeekFlags>(GST_SEEK_FLAG_FLUSH | GST_SEEK_FLAG_ACCURATE), GST_SEEK_TYPE_SET,
+                          static_cast<gint64>(to), GST_SEEK_TYPE_NONE, -1)) {
+        return false;
+    }
+    lastPosition_ = to;
+    return true;
+}
+
+bool Pipeline::isSettled() const {
+    return gst_element_get_state(playbin_, nullptr, nullptr, 0) != GST_STATE_CHANGE_ASYNC;
+}
+
+void Pipeline::onSeekDone() {
+    const Target done = *std::exchange(inFlight_, std::nullopt);
+    noteProgress();
+    movedAt_ = progressAt_;
+    if (wanted_) {
+        startSeek();
+        return;
+    }
+    if (!restingAt_) restingAt_ = streamPosition().value_or(lastPosition_);
+    if (done.seek != 0) {
+        lastSeek_ = done.seek;
+        report(SeekDone{done.seek, playerTime(*restingAt_)});
+    }
+    reportFed();
+    updateTicks();
+    applyState();
+}
+
+}  // namespace quorel::gstreamer
