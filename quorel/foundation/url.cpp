@@ -142,7 +142,7 @@ std::string composed(const URLComponents& parts) {
 
 // RFC 3986 5.2.3.
 std::string merged(const URLComponents& base, std::string_view path) {
-    if (base.percentEncodedHost && base.percentEncodedPath.empty()) return "/" + std::string(path);
+    if (base.percentEncodedHost && base.percentEncodedPath.empty()) return std::string("/").append(path);
     return base.percentEncodedPath.substr(0, base.percentEncodedPath.rfind('/') + 1).append(path);
 }
 
