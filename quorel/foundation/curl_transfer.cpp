@@ -12,8 +12,9 @@
 namespace quorel {
 namespace {
 
-// A server that never stops sending header fields is cut off here.
-constexpr std::size_t maximumHeaderBytes = std::size_t{512} * 1024;
+// A server that never stops sending header fields is cut off here. (libcurl does so too in some versions, at 300
+// KB, and calls it a lost connection.)
+constexpr std::size_t maximumHeaderBytes = std::size_t{256} * 1024;
 
 bool isToken(std::string_view text) {
     return !text.empty() && std::ranges::all_of(text, [](char c) {
@@ -227,7 +228,9 @@ URLError CurlTransfer::certificateFailure() const {
     long verified = X509_V_OK;
     curl_easy_getinfo(handle_.get(), CURLINFO_SSL_VERIFYRESULT, &verified);
     switch (verified) {
-        case X509_V_OK:  // the chain is good, so it is the name that libcurl compares itself
+        // libcurl compares the name itself, before it has asked for the result of what OpenSSL verified.
+        case X509_V_OK:
+        case X509_V_ERR_UNSPECIFIED:
         case X509_V_ERR_HOSTNAME_MISMATCH:
         case X509_V_ERR_IP_ADDRESS_MISMATCH:
             return failure(URLError::Code::serverCertificateWrongHost);
@@ -273,6 +276,13 @@ URLError CurlTransfer::failure(CURLcode code) const {
             const std::optional<URL> url = URL::parse(effectiveUrl());
             if (url && !isHTTP(url->scheme())) return URLError(unsupportedURL, url->absoluteString());
             return failure(cannotParseResponse);
+        }
+        case CURLE_OUT_OF_MEMORY: {
+            // So libcurl ends a header line without end, too.
+            long sent = 0;
+            curl_easy_getinfo(handle_.get(), CURLINFO_REQUEST_SIZE, &sent);
+            if (sent > 0 && body_.empty()) return failure(badServerResponse);
+            return URLError(unknown, curl_easy_strerror(code));
         }
         case CURLE_PEER_FAILED_VERIFICATION:
             return certificateFailure();

@@ -33,7 +33,9 @@ void SerialQueue::post(std::function<void()> function) {
     wake_.notify_one();
 }
 
-bool SerialQueue::isCurrent() const { return currentExecutor == this; }
+bool SerialQueue::isCurrent() const {
+    return currentExecutor == this;
+}
 
 void SerialQueue::sync(const std::function<void()>& function) {
     if (isCurrent()) {
@@ -89,7 +91,9 @@ void BackgroundExecutor::post(std::function<void()> function) {
     wake_.notify_one();
 }
 
-bool BackgroundExecutor::isCurrent() const { return currentExecutor == this; }
+bool BackgroundExecutor::isCurrent() const {
+    return currentExecutor == this;
+}
 
 void BackgroundExecutor::work() {
     currentExecutor = this;

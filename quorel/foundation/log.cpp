@@ -53,7 +53,9 @@ LogCapture::LogCapture() : state_(std::make_shared<State>()) {
     });
 }
 
-LogCapture::~LogCapture() { setLogSink({}); }
+LogCapture::~LogCapture() {
+    setLogSink({});
+}
 
 std::string LogCapture::text() const {
     std::lock_guard lock(state_->mutex);

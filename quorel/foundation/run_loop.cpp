@@ -6,7 +6,9 @@
 namespace quorel {
 namespace {
 
-Duration steadyNow() { return std::chrono::steady_clock::now().time_since_epoch(); }
+Duration steadyNow() {
+    return std::chrono::steady_clock::now().time_since_epoch();
+}
 
 // What never ran is destroyed while the loop is still whole, since destructors may post or cancel again.
 void dropAll(std::mutex& mutex, std::deque<std::function<void()>>& posted, TimerQueue& timers) {
@@ -30,7 +32,9 @@ Duration durationFromSeconds(double seconds) {
     return Duration(std::llround(seconds * 1e9));
 }
 
-double secondsFromDuration(Duration duration) { return static_cast<double>(duration.count()) / 1e9; }
+double secondsFromDuration(Duration duration) {
+    return static_cast<double>(duration.count()) / 1e9;
+}
 
 RunLoop::TimerId TimerQueue::add(Duration due, std::function<void()> function) {
     const RunLoop::TimerId id = ++lastId_;
@@ -55,7 +59,9 @@ std::function<void()> TimerQueue::takeDue(Duration now) {
 }
 
 RealRunLoop::RealRunLoop() : thread_(std::this_thread::get_id()) {}
-RealRunLoop::~RealRunLoop() { dropAll(mutex_, posted_, timers_); }
+RealRunLoop::~RealRunLoop() {
+    dropAll(mutex_, posted_, timers_);
+}
 
 void RealRunLoop::run() {
     std::unique_lock lock(mutex_);
@@ -135,7 +141,9 @@ void RealRunLoop::cancel(TimerId id) {
     dropped = timers_.remove(id);
 }
 
-Duration RealRunLoop::now() const { return steadyNow(); }
+Duration RealRunLoop::now() const {
+    return steadyNow();
+}
 
 double RealRunLoop::secondsSince1970() const {
     return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
@@ -143,7 +151,9 @@ double RealRunLoop::secondsSince1970() const {
 
 ManualRunLoop::ManualRunLoop(double secondsSince1970AtStart)
     : start1970_(secondsSince1970AtStart), thread_(std::this_thread::get_id()) {}
-ManualRunLoop::~ManualRunLoop() { dropAll(mutex_, posted_, timers_); }
+ManualRunLoop::~ManualRunLoop() {
+    dropAll(mutex_, posted_, timers_);
+}
 
 bool ManualRunLoop::runOne() {
     std::function<void()> function;
@@ -201,7 +211,9 @@ void ManualRunLoop::post(std::function<void()> function) {
     wake_.notify_all();
 }
 
-bool ManualRunLoop::isCurrent() const { return thread_ == std::this_thread::get_id(); }
+bool ManualRunLoop::isCurrent() const {
+    return thread_ == std::this_thread::get_id();
+}
 
 RunLoop::TimerId ManualRunLoop::schedule(Duration delay, std::function<void()> function) {
     std::lock_guard lock(mutex_);
@@ -221,7 +233,9 @@ Duration ManualRunLoop::now() const {
     return now_;
 }
 
-double ManualRunLoop::secondsSince1970() const { return start1970_ + secondsFromDuration(now()); }
+double ManualRunLoop::secondsSince1970() const {
+    return start1970_ + secondsFromDuration(now());
+}
 
 std::size_t ManualRunLoop::pendingTimers() const {
     std::lock_guard lock(mutex_);

@@ -14,11 +14,7 @@ std::shared_ptr<Timer> Timer::scheduled(RunLoop& loop, double interval, Repeats 
 }
 
 Timer::Timer(RunLoop& loop, Duration interval, Repeats repeats, Block block)
-    : loop_(loop),
-      interval_(interval),
-      repeats_(repeats),
-      block_(std::move(block)),
-      due_(loop.now() + interval) {}
+    : loop_(loop), interval_(interval), repeats_(repeats), block_(std::move(block)), due_(loop.now() + interval) {}
 
 void Timer::arm() {
     pending_ = loop_.schedule(due_ - loop_.now(), [self = shared_from_this()] { self->fire(); });

@@ -155,8 +155,10 @@ std::string withoutDotSegments(std::string_view path) {
     for (std::size_t i = 0; i < segments.size(); ++i) {
         const bool isUp = segments[i] == "..";
         if (isUp && !kept.empty()) kept.pop_back();
-        if (!isUp && segments[i] != ".") kept.push_back(segments[i]);
-        else if (i + 1 == segments.size()) kept.push_back("");
+        if (!isUp && segments[i] != ".")
+            kept.push_back(segments[i]);
+        else if (i + 1 == segments.size())
+            kept.push_back("");
     }
     std::string result = absolute ? "/" : "";
     for (std::size_t i = 0; i < kept.size(); ++i) result.append(i == 0 ? "" : "/").append(kept[i]);
