@@ -1,0 +1,28 @@
+// Plays one content and prints what happens: minimal_player TOKEN CONTENT-ID
+#include <cstdio>
+
+#include "engines/gstreamer/gstreamer_engine.h"
+#include "quorel/quorel.h"
+
+using namespace quorel;
+
+struct Printer : QuorelPlayerListener {
+    explicit Printer(RealRunLoop& mainLoop) : loop(mainLoop) {}
+    void onEvent(const QuorelPlayerEvent& event) override {
+        std::puts(describe(event).c_str());
+        if (event.getIf<QuorelPlayerEvent::ended>() || event.getIf<QuorelPlayerEvent::error>()) loop.stop();
+    }
+    RealRunLoop& loop;
+};
+
+int main(int argc, char** argv) {
+    if (argc != 3) return std::fputs("usage: minimal_player TOKEN CONTENT-ID\n", stderr), 2;
+    auto loop = std::make_shared<RealRunLoop>();
+    Quorel::shared().install(PlatformServices::standard(loop, makeGStreamerEngineFactory(loop)));
+    Quorel::shared().initialize(argv[1], std::nullopt, false);
+    auto player = QuorelPlayerViewController::make();
+    auto printer = std::make_shared<Printer>(*loop);
+    player->registerPlayerListener(printer);
+    player->setup(argv[2], /*hideUI=*/false, /*startTime=*/0, /*subtitle=*/"pt-br", {});
+    loop->run();
+}
