@@ -1,0 +1,77 @@
+#include "quorel/subtitles/sub.h"
+
+#include "quorel/foundation/text.h"
+#include "quorel/subtitles/lines_private.h"
+#include "quorel/subtitles/numbers_private.h"
+#include "quorel/subtitles/text_blocks_private.h"
+
+namespace quorel {
+namespace {
+
+// Runs of characters between braces, of which either kind ends a run.
+class Tokens {
+public:
+    explicit Tokens(std::string_view part) : rest_(part) {}
+
+    // An empty token is none.
+    bool next(std::string_view& token) {
+        const std::size_t begin = rest_.find_first_not_of("{}");
+        if (begin == std::string_view::npos) return false;
+        const std::size_t end = std::min(rest_.find_first_of("{}", begin), rest_.size());
+        token = rest_.substr(begin, end - begin);
+        rest_.remove_prefix(end);
+        return true;
+    }
+    // The last one that is left; empty when none is.
+    std::string_view last() {
+        std::string_view token;
+        while (next(token)) {
+        }
+        return token;
+    }
+
+private:
+    std::string_view rest_;
+};
+
+}  // namespace
+
+Subtitles Subtitles::Coder::SUB::decode(std::string_view content) const {
+    const std::string_view text = detail::decodableText(content);
+    detail::LineReader lines(text);
+    detail::TextBlocks blocks(text.size());
+    std::vector<Cue> cues;
+    for (std::string_view line; lines.next(line);) {
+        line = trimmedWhitespaceAndNewlines(line);
+        if (line.empty()) continue;
+        std::size_t partEnd = std::min(line.find('|'), line.size());
+        Tokens first(line.substr(0, partEnd));
+        std::string_view frames[2];
+        if (!first.next(frames[0]) || !first.next(frames[1])) throw SubTitlesError::invalidFile();
+        const std::string_view firstText = first.last();
+        if (firstText.empty()) throw SubTitlesError::invalidFile();
+        blocks.append(firstText);
+        while (partEnd < line.size()) {
+            line.remove_prefix(partEnd + 1);
+            partEnd = std::min(line.find('|'), line.size());
+            blocks.append('\n');
+            blocks.append(Tokens(line.substr(0, partEnd)).last());
+        }
+        Cue::Fields fields;
+        fields.startTime = Time(detail::readDouble(frames[0]).value_or(0) / framerate);
+        fields.endTime = Time(detail::readDouble(frames[1]).value_or(0) / framerate);
+        fields.text = blocks.finish();
+        cues.push_back(Cue::sharing(blocks.block(), fields));
+    }
+    return Subtitles(std::move(cues));
+}
+
+std::string Subtitles::Coder::SUB::encode(const Subtitles&) const {
+    throw SubTitlesError::coderDoesntSupportEncoding();
+}
+
+std::string Subtitles::Coder::SUB::encode(const Subtitles&, const TextEncoding&) const {
+    throw SubTitlesError::coderDoesntSupportEncoding();
+}
+
+}  // namespace quorel

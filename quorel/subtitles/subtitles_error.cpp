@@ -1,0 +1,56 @@
+#include "quorel/subtitles/subtitles_error.h"
+
+namespace quorel {
+namespace {
+
+const char* nameOf(SubTitlesError::Code code) {
+    switch (code) {
+        case SubTitlesError::Code::unsupportedFileType:
+            return "unsupportedFileType";
+        case SubTitlesError::Code::invalidPosition:
+            return "invalidPosition";
+        case SubTitlesError::Code::invalidTime:
+            return "invalidTime";
+        case SubTitlesError::Code::missingText:
+            return "missingText";
+        case SubTitlesError::Code::unexpectedEndOfCue:
+            return "unexpectedEndOfCue";
+        case SubTitlesError::Code::timeTooLargeToExport:
+            return "timeTooLargeToExport";
+        case SubTitlesError::Code::invalidFile:
+            return "invalidFile";
+        case SubTitlesError::Code::unexpectedEOF:
+            return "unexpectedEOF";
+        case SubTitlesError::Code::invalidEncoding:
+            return "invalidEncoding";
+        case SubTitlesError::Code::coderGeneratesBinaryContent:
+            return "coderGeneratesBinaryContent";
+        case SubTitlesError::Code::coderDoesntSupportEncoding:
+            return "coderDoesntSupportEncoding";
+    }
+    return "";
+}
+
+}  // namespace
+
+SubTitlesError::SubTitlesError(Code code) : Error(nameOf(code)), code_(code) {}
+
+SubTitlesError::SubTitlesError(Code code, std::int64_t line)
+    : Error(std::string(nameOf(code)) + "(" + std::to_string(line) + ")"), code_(code), line_(line) {}
+
+SubTitlesError::SubTitlesError(Code code, const std::string& payload)
+    : Error(std::string(nameOf(code)) + "(" + payload + ")"), code_(code) {}
+
+SubTitlesError SubTitlesError::unsupportedFileType(std::string_view fileExtension) {
+    SubTitlesError error(Code::unsupportedFileType, "\"" + std::string(fileExtension) + "\"");
+    error.fileExtension_ = fileExtension;
+    return error;
+}
+
+SubTitlesError SubTitlesError::timeTooLargeToExport(const SubtitlesCue& cue) {
+    SubTitlesError error(Code::timeTooLargeToExport, cue.startTime().text());
+    error.cue_ = cue;
+    return error;
+}
+
+}  // namespace quorel
