@@ -44,7 +44,8 @@ text() {  # text FONT SIZE COLOUR X Y TEXT [more drawtext options]
 # Made small and out of sight at its edges, where the colours stand still, then enlarged.
 gradient="gradients=s=480x270:r=$rate:d=$seconds:type=linear:n=4:speed=0.006:x0=150:y0=75:x1=330:y1=195"
 gradient+=":c0=0x123a6b:c1=0x0d6a76:c2=0x622b86:c3=0x1d3580,crop=160:90"
-background="$gradient,scale=1280:720:flags=bicubic,format=yuv420p"
+# Drawn as RGB and converted last, so that the colours are exact.
+background="$gradient,scale=1280:720:flags=bicubic,format=gbrp"
 
 picture() {
     printf '%s' "$background"
@@ -87,14 +88,15 @@ label() {  # label SIZE: the variant, in the corner of its own picture
     text "$sans" 34*h/720 'white@0.75' 'w-text_w-56*h/720' '70*h/720-ascent' "$1"
 }
 
-# One encode of the three sizes, with B-frames and closed groups of pictures, as services have them. The profiles and
-# levels are those that codecs() names.
+# One encode of the three sizes. Without B-frames the first picture's decoding time is 0 as well, so that no player's
+# position differs from the time code. The profiles and levels are those that codecs() names.
+bt709='scale=out_color_matrix=bt709:out_range=tv,format=yuv420p'
 graph="$(picture),split=3[a][b][c]"
-graph+=";[a]scale=426:240$(label '426 × 240')[v240]"
-graph+=";[b]scale=640:360$(label '640 × 360')[v360]"
-graph+=";[c]null$(label '1280 × 720')[v720]"
-encoder=(-c:v libx264 -preset veryfast -pix_fmt yuv420p -g $((rate * segment)) -keyint_min $((rate * segment))
-    -sc_threshold 0 -threads 2)
+graph+=";[a]scale=426:240$(label '426 × 240'),${bt709}[v240]"
+graph+=";[b]scale=640:360$(label '640 × 360'),${bt709}[v360]"
+graph+=";[c]null$(label '1280 × 720'),${bt709}[v720]"
+encoder=(-c:v libx264 -preset veryfast -bf 0 -g $((rate * segment)) -keyint_min $((rate * segment)) -sc_threshold 0
+    -threads 2 -colorspace bt709 -color_primaries bt709 -color_trc bt709 -color_range tv)
 run -filter_complex "$graph" \
     -map '[v240]' "${encoder[@]}" -profile:v main -level 3.0 -b:v 180k -maxrate 240k -bufsize 480k "$work/240.mp4" \
     -map '[v360]' "${encoder[@]}" -profile:v main -level 3.0 -b:v 450k -maxrate 600k -bufsize 1200k "$work/360.mp4" \

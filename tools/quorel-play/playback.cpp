@@ -1,0 +1,243 @@
+#include "tools/quorel-play/playback.h"
+
+#include <fmt/format.h>
+
+#include <atomic>
+#include <cmath>
+#include <csignal>
+#include <exception>
+#include <map>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "quorel/foundation/log.h"
+#include "quorel/foundation/timer.h"
+#include "quorel/player/controller.h"
+#include "quorel/session/quorel.h"
+#include "sandbox/sandbox.h"
+#include "sandbox/sandbox_protocol.h"
+#include "tools/quorel-play/observed_engine.h"
+#include "tools/quorel-play/snapshot.h"
+
+namespace quorel::play {
+
+namespace {
+
+volatile std::sig_atomic_t interrupted = 0;
+
+// A first signal ends the run in good order, a second one of its kind ends the process.
+void catchSignals() {
+    struct sigaction action {};
+    action.sa_handler = [](int) { interrupted = 1; };
+    action.sa_flags = static_cast<int>(SA_RESETHAND | SA_RESTART);
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+}
+
+// Watches one title from setup() to the end. Everything runs on the loop's thread, but for the frame callback.
+class Run final : public QuorelPlayerListener, public std::enable_shared_from_this<Run> {
+public:
+    Run(const Arguments& arguments, RealRunLoop& loop, Reporter& reporter)
+        : arguments_(arguments), loop_(loop), reporter_(reporter) {
+        summary_.contentId = arguments.contentId;
+    }
+
+    void start(const std::shared_ptr<QuorelPlayerViewController>& player) {
+        player_ = player;
+        begin_ = loop_.now();
+        lastProgress_ = begin_;
+        if (arguments_.mute) player->mute();
+        player->registerPlayerListener(shared_from_this());
+        player->layoutIn({0, 0, 1280, 720});
+        player->setup(arguments_.contentId, /*hideUI=*/true, arguments_.start, arguments_.subtitle, {});
+        watch_ = Timer::scheduled(loop_, 0.05, Timer::Repeats::yes, [weak = weak_from_this()](Timer& timer) {
+            if (const auto run = weak.lock())
+                run->check();
+            else
+                timer.invalidate();
+        });
+    }
+
+    void engineMade(const std::shared_ptr<THEOplayer>& engine) {
+        frames_ = engine->videoFrames();
+        if (frames_) {
+            frames_->setFrameCallback([this, weak = weak_from_this(), frames = std::weak_ptr(frames_)] {
+                const auto run = weak.lock();
+                const auto source = frames.lock();
+                if (run && source && firstFrameAt_.load() < 0 && source->latestFrame()) {
+                    firstFrameAt_ = secondsFromDuration(loop_.now());
+                }
+            });
+        }
+        engine->textTracks().addEventListener(TextTrackListEventTypes::ADD_TRACK, [weak = weak_from_this()](
+                                                                                      const AddTrackEvent& event) {
+            if (!event.track) return;
+            event.track->addEventListener(TextTrackEventTypes::ENTER_CUE, [weak](const EnterCueEvent& entered) {
+                if (const auto run = weak.lock()) run->cueEntered(entered);
+            });
+        });
+    }
+
+    void onEvent(const QuorelPlayerEvent& event) override {
+        if (done_) return;
+        ++summary_.events[std::string(eventName(event))];
+        if (const auto* update = event.getIf<QuorelPlayerEvent::timeUpdate>()) return moved(update->time);
+        reporter_.event(elapsed(), event);
+        if (const auto* loaded = event.getIf<QuorelPlayerEvent::metadataLoaded>()) metadata(loaded->metadata);
+        if (const auto* update = event.getIf<QuorelPlayerEvent::durationUpdate>()) setDuration(update->time);
+        if (const auto* error = event.getIf<struct QuorelPlayerEvent::error>()) fail(error->error);
+        if (event.getIf<QuorelPlayerEvent::ended>() != nullptr) finish(Outcome::ended, 0);
+    }
+
+    bool done() const { return done_; }
+
+    // What was seen, with the picture as it is now.
+    Summary finished() {
+        if (watch_) watch_->invalidate();
+        const auto frame = frames_ ? frames_->latestFrame() : nullptr;
+        if (frame) {
+            summary_.width = frame->width;
+            summary_.height = frame->height;
+            summary_.frameTime = frame->time;
+        }
+        if (firstFrameAt_ >= 0) summary_.firstFrame = firstFrameAt_ - secondsFromDuration(begin_);
+        if (arguments_.snapshot) takeSnapshot(frame.get());
+        if (frames_) frames_->setFrameCallback({});
+        return summary_;
+    }
+
+private:
+    double elapsed() const { return secondsFromDuration(loop_.now() - begin_); }
+
+    void finish(Outcome outcome, int exitCode) {
+        if (done_) return;
+        done_ = true;
+        summary_.outcome = outcome;
+        summary_.exitCode = exitCode;
+    }
+
+    void fail(std::string error) {
+        summary_.error = std::move(error);
+        finish(Outcome::failed, 1);
+    }
+
+    void metadata(const VideoMetadata& loaded) {
+        setDuration(loaded.duration);
+        const auto player = player_.lock();
+        if (!player) return;
+        if (arguments_.rate != 1) player->setPlaybackRate(arguments_.rate);
+        // Live content waits for its host.
+        if (loaded.isLive) player->play();
+    }
+
+    void setDuration(double duration) {
+        if (duration > 0) summary_.duration = duration;
+    }
+
+    void moved(double position) {
+        if (!summary_.firstPosition) summary_.firstPosition = position;
+        if (summary_.position != position) lastProgress_ = loop_.now();
+        summary_.position = position;
+        reporter_.timeUpdate(elapsed(), position, summary_.duration);
+        if (arguments_.seconds && position >= *summary_.firstPosition + *arguments_.seconds) {
+            finish(Outcome::stopped, 0);
+        }
+    }
+
+    void cueEntered(const EnterCueEvent& event) {
+        const auto track = event.cue ? event.cue->track() : nullptr;
+        if (!track || track->mode() != TextTrackMode::showing) return;
+        ++summary_.subtitleLines;
+        reporter_.subtitle(elapsed(), event.cue->contentString().value_or(""));
+    }
+
+    void check() {
+        const bool picture = firstFrameAt_ >= 0;
+        if (interrupted != 0) return finish(Outcome::interrupted, picture ? 0 : 3);
+        const double still = secondsFromDuration(loop_.now() - lastProgress_);
+        if (still < arguments_.timeout) return;
+        if (picture) return fail(fmt::format("no progress for {} s", arguments_.timeout));
+        summary_.error = fmt::format("nothing to see after {} s", arguments_.timeout);
+        finish(Outcome::noPicture, 3);
+    }
+
+    void takeSnapshot(const ui::VideoFrame* frame) {
+        if (frame == nullptr) return;
+        try {
+            writePNG(*frame, *arguments_.snapshot);
+            summary_.snapshot = arguments_.snapshot;
+        } catch (const SnapshotError& error) {
+            summary_.error = error.what();
+            summary_.outcome = Outcome::failed;
+            summary_.exitCode = 1;
+        }
+    }
+
+    const Arguments& arguments_;
+    RealRunLoop& loop_;
+    Reporter& reporter_;
+    std::weak_ptr<QuorelPlayerViewController> player_;
+    std::shared_ptr<ui::VideoFrameSource> frames_;
+    std::shared_ptr<Timer> watch_;
+    Duration begin_{0};
+    Duration lastProgress_{0};
+    std::atomic<double> firstFrameAt_ = -1;  // seconds on the loop's clock; written by the engine's thread
+    Summary summary_;
+    bool done_ = false;
+};
+
+// Sends the SDK's log lines to the reporter while it lives.
+class LogToReporter {
+public:
+    explicit LogToReporter(Reporter& reporter) {
+        setLogSink([&reporter](std::string_view line) { reporter.logged(line); });
+    }
+    ~LogToReporter() { setLogSink({}); }
+    LogToReporter(const LogToReporter&) = delete;
+    LogToReporter& operator=(const LogToReporter&) = delete;
+};
+
+}  // namespace
+
+int play(const Arguments& arguments, const std::shared_ptr<RealRunLoop>& loop,
+         std::shared_ptr<EngineFactory> engines, Reporter& reporter) {
+    catchSignals();
+    const LogToReporter logging(reporter);
+
+    std::optional<sandbox::Sandbox> backend;
+    if (arguments.sandbox) {
+        backend.emplace();
+        backend->start();
+    }
+
+    const auto run = std::make_shared<Run>(arguments, *loop, reporter);
+    auto services = PlatformServices::standard(
+        loop, std::make_shared<ObservedEngineFactory>(
+                  std::move(engines), [weak = std::weak_ptr(run)](const std::shared_ptr<THEOplayer>& engine) {
+                      if (const auto watching = weak.lock()) watching->engineMade(engine);
+                  }));
+    if (backend) services.urlSession->registerProtocol(backend->makeProtocol());
+    if (arguments.backend) {
+        services.urlSession->registerProtocol(std::make_shared<sandbox::SandboxProtocol>(*arguments.backend));
+    }
+    Quorel::shared().install(std::move(services));
+    Quorel::shared().initialize(arguments.token.value_or(backend ? backend->token() : ""), std::nullopt, false);
+
+    auto player = QuorelPlayerViewController::make();
+    run->start(player);
+    constexpr Duration forever = std::chrono::hours(24 * 365);
+    loop->runUntil([&] { return run->done(); }, forever);
+    const Summary summary = run->finished();
+
+    player->unmount();
+    player.reset();
+    // What the engine and a load under way still post is let go of here, before the loop is.
+    loop->runUntil([] { return false; }, std::chrono::milliseconds(50));
+    reporter.summary(summary);
+    Quorel::shared().install({});
+    return summary.exitCode;
+}
+
+}  // namespace quorel::play
