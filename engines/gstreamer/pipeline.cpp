@@ -11,7 +11,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto tickInterval = 250ms;
-constexpr auto seekGrace = 250ms;      // how long a seek may take before the player is told that it waits
+constexpr auto seekGrace = 250ms;      // how long a seek may take before it counts as waiting
 constexpr auto drainedAfter = 750ms;   // how long playback stands still before what was buffered counts as used up
 
 double seconds(GstClockTime time) { return static_cast<double>(time) / GST_SECOND; }
@@ -50,6 +50,7 @@ void Pipeline::load(std::uint64_t session, const std::string& uri) {
     lastPosition_ = 0;
     noteProgress();
     movedAt_ = progressAt_;
+    requested_ = GST_STATE_NULL;
 
     std::string problem;
     playbin_ = makePlaybin(uri, options_.audio, frames_, session, problem);
@@ -71,15 +72,23 @@ void Pipeline::unload() {
     gst_object_unref(std::exchange(playbin_, nullptr));
 }
 
+// Seeks are sent while paused, and PLAYING is asked for only when they are done: a pipeline that is sent back to
+// PAUSED on its way to PLAYING forgets that the flush has reset its clock, and jumps ahead by the time it has run.
 void Pipeline::applyState() {
     if (playbin_ == nullptr) return;
     // What is left of a source that has broken is played without waiting for more, which will not come.
-    const bool fed = buffering_ >= 100 || held_ || inFlight_;
-    const bool run = prerolled_ && wantPlaying_ && fed && !ended_;
-    if (run) restingAt_.reset();
-    if (gst_element_set_state(playbin_, run ? GST_STATE_PLAYING : GST_STATE_PAUSED) == GST_STATE_CHANGE_FAILURE) {
-        // The reason follows on the bus, as a rule; the next tick looks whether it did.
-        if (!held_) held_ = Failure{.message = "The pipeline refused to start."};
+    const bool fed = buffering_ >= 100 || held_;
+    const bool run = prerolled_ && wantPlaying_ && fed && !inFlight_ && !ended_;
+    const GstState state = run ? GST_STATE_PLAYING : GST_STATE_PAUSED;
+    if (std::exchange(requested_, state) == state) return;
+    if (run) {
+        restingAt_.reset();
+    } else {
+        running_ = false;
+    }
+    if (gst_element_set_state(playbin_, state) == GST_STATE_CHANGE_FAILURE && !held_) {
+        // The reason follows on the bus, as a rule; a later tick looks whether it did.
+        held_ = Failure{.message = "The pipeline refused to start."};
     }
 }
 
@@ -145,23 +154,20 @@ void Pipeline::onPrerolled() {
     updateTicks();
 }
 
+bool Pipeline::isFed() const { return prerolled_ && !inFlight_ && (buffering_ >= 100 || held_); }
+
+// Want of data is not worth telling while a seek is fresh: it has emptied every buffer, and most are full at once.
 void Pipeline::reportFed() {
-    const bool fed = prerolled_ && !inFlight_ && (buffering_ >= 100 || held_);
-    if (fed != std::exchange(reportedFed_, fed)) report(Fed{fed});
+    const bool fed = isFed();
+    if (fed == reportedFed_ || (!fed && Clock::now() - seekSentAt_ < seekGrace)) return;
+    reportedFed_ = fed;
+    report(Fed{fed});
 }
 
 void Pipeline::onRunning() {
-    if (inFlight_) return;
+    if (requested_ != GST_STATE_PLAYING) return;
     running_ = true;
     if (wantPlaying_) report(Running{play_, playerTime(streamPosition().value_or(lastPosition_))});
-}
-
-void Pipeline::onPaused() {
-    running_ = false;
-    if (const auto position = streamPosition(); position && !inFlight_ && prerolled_) {
-        lastPosition_ = *position;
-        report(Position{playerTime(*position), lastSeek_, false});
-    }
 }
 
 void Pipeline::onEnded() {
@@ -170,7 +176,6 @@ void Pipeline::onEnded() {
         return;
     }
     ended_ = true;
-    running_ = false;
     updateTicks();
     report(Ended{lastSeek_, playerTime(streamPosition().value_or(lastPosition_))});
     applyState();
@@ -201,13 +206,10 @@ void Pipeline::tick() {
                 lastPosition_ = *position;
                 movedAt_ = progressAt_ = now;
             }
-            report(Position{playerTime(*position), lastSeek_, true});
+            report(Position{playerTime(*position), lastSeek_});
         }
     }
-    if (inFlight_ && reportedFed_ && now - seekSentAt_ > seekGrace) {
-        reportedFed_ = false;
-        report(Fed{false});
-    }
+    reportFed();
     if (held_ && now - movedAt_ > drainedAfter) {
         fail(*std::exchange(held_, std::nullopt));
         return;

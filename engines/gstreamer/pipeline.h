@@ -52,6 +52,7 @@ private:
     };
 
     void report(decltype(Report::what) what);
+    bool isFed() const;
     void reportFed();
     std::optional<GstClockTime> streamPosition() const;
     double playerTime(GstClockTime streamTime) const;
@@ -60,7 +61,6 @@ private:
     // pipeline.cpp: states
     void applyState();
     void onPrerolled();
-    void onPaused();
     void onRunning();
     void onEnded();
     void noteProgress() { progressAt_ = Clock::now(); }
@@ -106,6 +106,7 @@ private:
     bool ended_ = false;
     bool wantPlaying_ = false;
     std::uint64_t play_ = 0;
+    GstState requested_ = GST_STATE_NULL;
     bool running_ = false;
     int buffering_ = 100;
     bool reportedFed_ = false;

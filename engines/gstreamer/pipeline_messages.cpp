@@ -45,14 +45,9 @@ void Pipeline::onMessage(GstMessage* message) {
             break;
         case GST_MESSAGE_STATE_CHANGED: {
             if (GST_MESSAGE_SRC(message) != GST_OBJECT(playbin_)) break;
-            GstState before{};
             GstState now{};
-            gst_message_parse_state_changed(message, &before, &now, nullptr);
-            if (now == GST_STATE_PLAYING) {
-                onRunning();
-            } else if (before == GST_STATE_PLAYING) {
-                onPaused();
-            }
+            gst_message_parse_state_changed(message, nullptr, &now, nullptr);
+            if (now == GST_STATE_PLAYING) onRunning();
             break;
         }
         case GST_MESSAGE_APPLICATION: markReached_ = true; break;
@@ -85,7 +80,7 @@ void Pipeline::onMessage(GstMessage* message) {
         case GST_MESSAGE_CLOCK_LOST:
             if (running_) {
                 gst_element_set_state(playbin_, GST_STATE_PAUSED);
-                applyState();
+                gst_element_set_state(playbin_, GST_STATE_PLAYING);
             }
             break;
         default: break;

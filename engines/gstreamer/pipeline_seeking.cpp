@@ -61,9 +61,10 @@ void Pipeline::startSeek() {
     }
     seekSentAt_ = Clock::now();
     noteProgress();
-    ended_ = running_ = false;
+    ended_ = false;
     restingAt_.reset();
     updateTicks();
+    applyState();
     markSeek();
     // The playlist's duration may promise a little more than the segments hold, and hlsdemux2 refuses what is past
     // their end: by then it has flushed, and would begin again at 0.

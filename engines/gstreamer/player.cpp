@@ -5,6 +5,8 @@
 #include <limits>
 #include <utility>
 
+#include "engines/gstreamer/diagnosis.h"
+
 namespace quorel::gstreamer {
 namespace {
 
@@ -21,6 +23,16 @@ std::string addressOf(const SourceDescription& source) {
 }
 
 }  // namespace
+
+UrlSession& Services::urlSession() {
+    // Playlists are small; what is not is no playlist.
+    if (!session) {
+        UrlSession::Configuration configuration;
+        configuration.maximumBodySize = 4u << 20;
+        session = std::make_unique<UrlSession>(std::move(configuration));
+    }
+    return *session;
+}
 
 Player::Player(std::shared_ptr<Services> services)
     : services_(std::move(services)),
@@ -46,6 +58,7 @@ void Player::start(std::optional<ui::Rect> frame) {
 }
 
 Player::~Player() {
+    if (diagnosis_) diagnosis_->abandon();
     view_->removeFromSuperview();
     frames_->begin(++session_);
     pipeline_->expect(session_);
@@ -80,6 +93,7 @@ void Player::addAsSubview(const std::shared_ptr<ui::View>& view) {
 void Player::setFrame(const ui::Rect& frame) { view_->setFrame(frame); }
 
 bool Player::endSource() {
+    if (diagnosis_) std::exchange(diagnosis_, nullptr)->abandon();
     const std::uint64_t session = ++session_;
     pipeline_->expect(session);
     frames_->begin(session);
@@ -206,20 +220,19 @@ void Player::setPlaybackRate(double rate) {
     emit(PlayerEventTypes::RATE_CHANGE);
 }
 
-void Player::setMuted(bool muted) {
-    if (muted == muted_) return;
-    muted_ = muted;
-    command([volume = volume_, muted](Pipeline& pipeline) { pipeline.setVolume(volume, muted); });
-    emit(PlayerEventTypes::VOLUME_CHANGE, {static_cast<float>(muted_ ? 0 : volume_)});
-}
+void Player::setMuted(bool muted) { changeVolume(volume_, muted); }
 
 void Player::setVolume(double volume) {
-    if (std::isnan(volume)) return;
-    volume = std::clamp(volume, 0.0, 1.0);
-    if (volume == volume_) return;
+    if (!std::isnan(volume)) changeVolume(std::clamp(volume, 0.0, 1.0), muted_);
+}
+
+void Player::changeVolume(double volume, bool muted) {
+    if (volume == volume_ && muted == muted_) return;
+    const float before = heardVolume();
     volume_ = volume;
-    command([volume, muted = muted_](Pipeline& pipeline) { pipeline.setVolume(volume, muted); });
-    emit(PlayerEventTypes::VOLUME_CHANGE, {static_cast<float>(muted_ ? 0 : volume_)});
+    muted_ = muted;
+    command([volume, muted](Pipeline& pipeline) { pipeline.setVolume(volume, muted); });
+    if (heardVolume() != before) emit(PlayerEventTypes::VOLUME_CHANGE, {heardVolume()});
 }
 
 }  // namespace quorel::gstreamer

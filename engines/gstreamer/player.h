@@ -15,21 +15,27 @@
 #include "engines/gstreamer/reports.h"
 #include "engines/gstreamer/video_frames.h"
 #include "quorel/engine/engine.h"
+#include "quorel/foundation/url_session.h"
 
 namespace quorel::gstreamer {
+
+class Diagnosis;
 
 // What a factory and its players share. The last of them waits for the threads, while the loop is still there.
 struct Services {
     std::shared_ptr<RunLoop> loop;
     GStreamerOptions options;
+    std::unique_ptr<UrlSession> session;  // made when the first failure asks for it
     ThreadPark threads;
+
+    UrlSession& urlSession();
 };
 
 class Player final : public THEOplayer, public std::enable_shared_from_this<Player> {
 public:
     explicit Player(std::shared_ptr<Services> services);
     ~Player() override;
-    void start(std::optional<ui::Rect> frame);  // once, when it is held by a shared_ptr
+    void start(std::optional<ui::Rect> frame);  // once, as soon as it is held by a shared_ptr
 
     void addIntegration(std::shared_ptr<Integration> integration) override;
     void addAsSubview(const std::shared_ptr<ui::View>& view) override;
@@ -83,6 +89,8 @@ private:
     bool ready() const { return readyState_ >= ReadyState::haveFutureData; }
     double limited(double time) const;
     void setPosition(double position, bool moving);
+    float heardVolume() const { return static_cast<float>(muted_ ? 0 : volume_); }
+    void changeVolume(double volume, bool muted);
 
     // player_reports.cpp: what the pipeline tells
     void handle(const Report& report);
@@ -132,6 +140,8 @@ private:
     Handlers seekHandlers_;
     double position_ = 0;
     std::optional<Clock::time_point> movingSince_;  // when position_ was right; absent while it stands still
+
+    std::shared_ptr<Diagnosis> diagnosis_;
 };
 
 template <class E>

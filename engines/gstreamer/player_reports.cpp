@@ -4,6 +4,7 @@
 #include <limits>
 #include <utility>
 
+#include "engines/gstreamer/diagnosis.h"
 #include "engines/gstreamer/player.h"
 
 namespace quorel::gstreamer {
@@ -84,10 +85,6 @@ void Player::on(const Running& report) {
 
 void Player::on(const Position& report) {
     if (seekTarget_ || report.seek != seek_ || ended_) return;
-    if (!report.tick) {
-        if (!movingSince_) setPosition(limited(report.position), false);
-        return;
-    }
     if (playTold_ && playingTold_) emitTimeUpdate(limited(report.position));
 }
 
@@ -108,10 +105,19 @@ void Player::on(const Ended& report) {
 
 void Player::on(const Failed& report) {
     failed_ = true;
-    giveUp(describe(report.failure, source_->source.src));
+    const std::string address = source_->source.src;
+    const auto url = URL::parse(address);
+    if (!url || !Diagnosis::canHelp(report.failure) || services_->options.diagnosisTimeout <= 0) {
+        giveUp(describe(report.failure, address));
+        return;
+    }
+    diagnosis_ = Diagnosis::start(*services_->loop, services_->urlSession(), report.failure, *url,
+                                  services_->options.diagnosisTimeout,
+                                  [this](const std::string& error) { giveUp(error); });
 }
 
 void Player::giveUp(const std::string& error) {
+    diagnosis_ = nullptr;
     setPosition(currentTime(), false);
     finishSeek();
     paused_ = true;

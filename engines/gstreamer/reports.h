@@ -32,10 +32,10 @@ struct Running {
     std::uint64_t play = 0;
     double position = 0;
 };
+// About four times a second while playback runs.
 struct Position {
     double position = 0;
     std::uint64_t seek = 0;  // the last one that was done before
-    bool tick = false;       // about four times a second while playback runs; else a correction
 };
 struct Ended {
     std::uint64_t seek = 0;  // as in Position
