@@ -8,7 +8,8 @@
 
 namespace quorel::detail {
 
-// Finds the first of a few bytes, and of those that a newline may begin with, 16 at a time where the processor can.
+// Finds the first of a few bytes, and of those that a newline may begin with, 16 at a time where the processor
+// can.
 class ByteScanner {
 public:
     // Bytes can be added up to `capacity`; then it finds them all the same, byte by byte.
@@ -33,12 +34,14 @@ public:
                 __m128i found = _mm_or_si128(_mm_cmpeq_epi8(block, first), _mm_cmpeq_epi8(block, second));
                 if (newlines_) {
                     const __m128i fromLineFeed = _mm_sub_epi8(block, _mm_set1_epi8('\n'));
-                    const __m128i isControl = _mm_cmpeq_epi8(_mm_min_epu8(fromLineFeed, _mm_set1_epi8(3)), fromLineFeed);
+                    const __m128i isControl =
+                        _mm_cmpeq_epi8(_mm_min_epu8(fromLineFeed, _mm_set1_epi8(3)), fromLineFeed);
                     const __m128i isLead = _mm_or_si128(_mm_cmpeq_epi8(block, _mm_set1_epi8('\xC2')),
                                                         _mm_cmpeq_epi8(block, _mm_set1_epi8('\xE2')));
                     found = _mm_or_si128(found, _mm_or_si128(isControl, isLead));
                 }
-                if (const int mask = _mm_movemask_epi8(found)) return at + __builtin_ctz(static_cast<unsigned>(mask));
+                if (const int mask = _mm_movemask_epi8(found))
+                    return at + __builtin_ctz(static_cast<unsigned>(mask));
                 at += 16;
             }
         }

@@ -37,7 +37,9 @@ private:
 namespace detail {
 std::size_t characterEndAmongAll(std::string_view text, std::size_t at);
 bool beginsCharacterAmongAll(std::string_view text, std::size_t at);
-inline bool isASCII(char c) { return static_cast<unsigned char>(c) < 0x80; }
+inline bool isASCII(char c) {
+    return static_cast<unsigned char>(c) < 0x80;
+}
 }  // namespace detail
 
 // The end of the character that begins at `at`, which is below text.size().
@@ -50,12 +52,24 @@ inline std::size_t characterEnd(std::string_view text, std::size_t at) {
 // Whether a character begins at `at`, for a place that is next to an ASCII character: its own byte or the one
 // before it is ASCII. No other place can be judged without reading the text before it.
 inline bool beginsCharacterNextToASCII(std::string_view text, std::size_t at) {
-    const bool isPlain = at == 0 || (detail::isASCII(text[at]) && text[at] != '\n' && detail::isASCII(text[at - 1]));
+    const bool isPlain =
+        at == 0 || (detail::isASCII(text[at]) && text[at] != '\n' && detail::isASCII(text[at - 1]));
     return isPlain || detail::beginsCharacterAmongAll(text, at);
 }
 
 // The length in bytes of the white space (Unicode White_Space) that stands at `at` as the first code point of a
 // character, 0 when there is none.
 std::size_t whiteSpaceLength(std::string_view text, std::size_t at);
+
+// The length in bytes of the decimal digit (Unicode category Nd, as \d in patterns) that stands at `at`, 0 when
+// there is none.
+std::size_t decimalDigitLength(std::string_view text, std::size_t at);
+
+// The decimal digits from `at` on, at most `limit`.
+struct DigitRun {
+    std::size_t end;
+    std::size_t count;
+};
+DigitRun decimalDigits(std::string_view text, std::size_t at, std::size_t limit = static_cast<std::size_t>(-1));
 
 }  // namespace quorel

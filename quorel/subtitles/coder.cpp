@@ -3,10 +3,16 @@
 #include "quorel/foundation/log.h"
 #include "quorel/foundation/text.h"
 #include "quorel/foundation/url.h"
+#include "quorel/subtitles/assa.h"
+#include "quorel/subtitles/csv.h"
+#include "quorel/subtitles/json.h"
+#include "quorel/subtitles/lrc.h"
+#include "quorel/subtitles/podcasts_index.h"
 #include "quorel/subtitles/sbv.h"
 #include "quorel/subtitles/srt.h"
 #include "quorel/subtitles/sub.h"
 #include "quorel/subtitles/text_file.h"
+#include "quorel/subtitles/ttml.h"
 #include "quorel/subtitles/vtt.h"
 
 namespace quorel {
@@ -51,7 +57,14 @@ std::span<const Subtitles::Coder::Entry> Subtitles::Coder::all() {
         entry<SRT>(),
         entry<VTT>(),
         entry<SBV>(),
+        entry<JSON>(),
         entry<SUB>(),
+        entry<CSV>(),
+        entry<PodcastsIndex>(),
+        entry<LRC>(),
+        entry<TTML>(),
+        entry<AdvancedSSA>(),
+        entry<SubStationAlpha>(),
     };
     return entries;
 }

@@ -70,6 +70,10 @@ SubtitlesCue SubtitlesCue::restoring(const ID& id, const Fields& fields) {
     return SubtitlesCue(std::move(block), id, copied);
 }
 
+SubtitlesCue SubtitlesCue::restoring(std::shared_ptr<const char[]> block, const ID& id, const Fields& fields) {
+    return SubtitlesCue(std::move(block), id, fields);
+}
+
 SubtitlesCue SubtitlesCue::between(double start, double end) const {
     return sharing(block_, {identifier(), position_, clamped(start), clamped(std::max(start, end)), text_, {}});
 }

@@ -43,6 +43,8 @@ public:
     static SubtitlesCue sharing(std::shared_ptr<const char[]> block, const Fields& fields);
     // A cue as it was stored once: the id is kept, and so is an end before the start.
     static SubtitlesCue restoring(const ID& id, const Fields& fields);
+    // The same, for coders: shares `block` as above.
+    static SubtitlesCue restoring(std::shared_ptr<const char[]> block, const ID& id, const Fields& fields);
 
     const ID& id() const { return id_; }
     std::optional<std::string_view> identifier() const { return label(identifier_); }

@@ -154,7 +154,9 @@ private:
 EventDrivenDecoder::EventDrivenDecoder(std::string_view text, DecoderOptions options)
     : text_(text), options_(std::move(options)) {}
 
-void EventDrivenDecoder::readRecords() { Reader(*this).readRecords(); }
+void EventDrivenDecoder::readRecords() {
+    Reader(*this).readRecords();
+}
 
 EventDrivenDecoder::Reader::Reader(const EventDrivenDecoder& decoder)
     : decoder_(decoder),
@@ -317,7 +319,8 @@ bool EventDrivenDecoder::Reader::find(const Stops& stops) {
 bool EventDrivenDecoder::Reader::isOneOf(const Stops& stops) const {
     if (scansBytes_ && characterEnd_ == index_ + 1) return true;
     if (stops.newlines && isNewline()) return true;
-    return std::any_of(stops.characters.begin(), stops.characters.end(), [this](const Character& c) { return is(c); });
+    return std::any_of(stops.characters.begin(), stops.characters.end(),
+                       [this](const Character& c) { return is(c); });
 }
 
 bool EventDrivenDecoder::Reader::advance() {
@@ -407,8 +410,9 @@ std::unique_ptr<const DelimitedTextData> Coder::decode(std::string text, std::op
                                                        std::optional<std::size_t> headerLineCount,
                                                        bool captureQuotedStringOverrunCharacters,
                                                        ProgressCallback progressCallback) const {
-    DecoderOptions options = optionsFrom(text, std::move(delimiter), std::move(fieldEscapeCharacter),
-                                         std::move(comment), headerLineCount, captureQuotedStringOverrunCharacters);
+    DecoderOptions options =
+        optionsFrom(text, std::move(delimiter), std::move(fieldEscapeCharacter), std::move(comment),
+                    headerLineCount, captureQuotedStringOverrunCharacters);
     auto decoder = std::make_unique<Decoder>(std::move(text), std::move(options));
     decoder->progressCallback = std::move(progressCallback);
     decoder->readRecords();
@@ -418,10 +422,11 @@ std::unique_ptr<const DelimitedTextData> Coder::decode(std::string text, std::op
 void Coder::startDecoding(std::string_view text, std::optional<Character> delimiter,
                           std::optional<Character> fieldEscapeCharacter, std::optional<Character> comment,
                           std::optional<std::size_t> headerLineCount, bool captureQuotedStringOverrunCharacters,
-                          ProgressCallback progressCallback, FieldCallback emitField, RecordCallback emitRecord) const {
-    EventDrivenDecoder decoder(text, optionsFrom(text, std::move(delimiter), std::move(fieldEscapeCharacter),
-                                                 std::move(comment), headerLineCount,
-                                                 captureQuotedStringOverrunCharacters));
+                          ProgressCallback progressCallback, FieldCallback emitField,
+                          RecordCallback emitRecord) const {
+    EventDrivenDecoder decoder(
+        text, optionsFrom(text, std::move(delimiter), std::move(fieldEscapeCharacter), std::move(comment),
+                          headerLineCount, captureQuotedStringOverrunCharacters));
     decoder.progressCallback = std::move(progressCallback);
     decoder.emitField = std::move(emitField);
     decoder.emitRecord = std::move(emitRecord);

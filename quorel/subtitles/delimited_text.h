@@ -6,8 +6,8 @@
 //   DelimitedText::Coder().encode(data->records(), ',');             // "\"a\",\"b\"\r\n..."
 //
 // What counts is characters as a person sees them (character.h), not bytes: CR LF is one newline, and a comma with
-// a combining accent on it is no comma. Rules, beyond RFC 4180: leading white space of a field is dropped, trailing
-// is kept; a form feed and a vertical tab end a line too; a record of one empty field is no record.
+// a combining accent on it is no comma. Rules, beyond RFC 4180: leading white space of a field is dropped,
+// trailing is kept; a form feed and a vertical tab end a line too; a record of one empty field is no record.
 //
 // A decoder is used by one thread at a time; the callbacks run on it, before the call returns.
 #pragma once
@@ -73,8 +73,8 @@ public:
     RecordCallback emitRecord;
     ProgressCallback progressCallback;
 
-    // Reads all records, each time from the start. A field that emitField refused is in no record: the fields before
-    // it are emitted as the last record, then the reading stops.
+    // Reads all records, each time from the start. A field that emitField refused is in no record: the fields
+    // before it are emitted as the last record, then the reading stops.
     void readRecords();
 
     const DecoderOptions& options() const { return options_; }
@@ -99,7 +99,9 @@ public:
 
     std::string_view text() const override { return ownedText; }
     const Character& delimiter() const override { return options().delimiter; }
-    const std::optional<Character>& fieldEscapeCharacter() const override { return options().fieldEscapeCharacter; }
+    const std::optional<Character>& fieldEscapeCharacter() const override {
+        return options().fieldEscapeCharacter;
+    }
     const std::vector<std::vector<std::string>>& records() const override { return records_; }
 
 private:
@@ -136,7 +138,8 @@ public:
     void startDecoding(std::string_view text, std::optional<Character> delimiter,
                        std::optional<Character> fieldEscapeCharacter, std::optional<Character> comment,
                        std::optional<std::size_t> headerLineCount, bool captureQuotedStringOverrunCharacters,
-                       ProgressCallback progressCallback, FieldCallback emitField, RecordCallback emitRecord) const;
+                       ProgressCallback progressCallback, FieldCallback emitField,
+                       RecordCallback emitRecord) const;
 
     // All records through an Encoder. No records give the empty text.
     std::string encode(std::span<const std::vector<std::string>> csvdata, const Character& delimiter) const;

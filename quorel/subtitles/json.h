@@ -1,0 +1,31 @@
+// The document itself in JSON: what is written is read back completely, ids and all.
+//
+//   const std::string stored = Subtitles::Coder::JSON().encode(document);
+//   Subtitles::Coder::JSON().decode(stored);          // the same cues, in the same order, under the same ids
+//
+// {"cues":[{"id":"<UUID>","identifier":"a","position":1,"startTime":{"hour":0,"minute":0,"second":1,"millisecond":500,
+// "timeInSeconds":1.5},"endTime":{...},"text":"Hello","speaker":"Ann"}]}, where "identifier", "position" and
+// "speaker" may be absent or null. A coder is a value; any thread.
+#pragma once
+
+#include "quorel/foundation/json.h"
+#include "quorel/subtitles/coder.h"
+
+namespace quorel {
+
+class Subtitles::Coder::JSON final : public SubtitlesLineCoder<Subtitles::Coder::JSON> {
+public:
+    static constexpr std::string_view extn = "json-subtitles";
+
+    using SubtitlesLineCoder::decode;
+    using SubtitlesLineCoder::encode;
+    // All throw JSONError, not SubTitlesError; a text that is not UTF-8 is SubTitlesError (invalidEncoding). The
+    // byte forms are UTF-8 whatever `encoding` says. What is read is taken as it stands: cues out of order, times
+    // whose parts contradict their seconds, an end before its start. At most 4 GiB can be read.
+    Subtitles decode(std::string_view content) const override;
+    Subtitles decode(std::string_view data, const TextEncoding& encoding) const override;
+    std::string encode(const Subtitles& subtitles) const override;
+    std::string encode(const Subtitles& subtitles, const TextEncoding& encoding) const override;
+};
+
+}  // namespace quorel

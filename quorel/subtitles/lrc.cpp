@@ -1,0 +1,105 @@
+#include "quorel/subtitles/lrc.h"
+
+#include <algorithm>
+
+#include "quorel/subtitles/character.h"
+#include "quorel/subtitles/lines_private.h"
+#include "quorel/subtitles/numbers_private.h"
+#include "quorel/subtitles/text_blocks_private.h"
+#include "quorel/subtitles/time_writing_private.h"
+
+namespace quorel {
+namespace {
+
+struct Timestamp {
+    SubtitlesTime time;
+    std::size_t capturesEnd;
+    std::size_t end;
+};
+
+// What the pattern matches at the bracket that stands at `at`.
+std::optional<Timestamp> matchTimestamp(std::string_view line, std::size_t at) {
+    const auto stands = [&](char c, std::size_t place) { return place < line.size() && line[place] == c; };
+    const DigitRun minutes = decimalDigits(line, at + 1, 2);
+    if (minutes.count < 2 || !stands(':', minutes.end)) return std::nullopt;
+    const DigitRun seconds = decimalDigits(line, minutes.end + 1, 2);
+    if (seconds.count < 2 || !stands('.', seconds.end)) return std::nullopt;
+    const DigitRun fraction = decimalDigits(line, seconds.end + 1, 3);
+    if (fraction.count < 2 || !stands(']', fraction.end)) return std::nullopt;
+
+    const auto number = [&](std::size_t from, std::size_t to) {
+        return detail::readUnsigned(line.substr(from, to - from)).value_or(0);
+    };
+    const std::uint64_t minute = number(at + 1, minutes.end);
+    const std::uint64_t millisecond = number(seconds.end + 1, fraction.end) * (fraction.count == 2 ? 10 : 1);
+    const SubtitlesTime time(minute / 60, minute % 60, number(minutes.end + 1, seconds.end), millisecond);
+    const std::size_t end = std::min(line.find_first_not_of(']', fraction.end), line.size());
+    return Timestamp{time, fraction.end, end};
+}
+
+void appendTimestamp(std::string& out, const SubtitlesCue& cue, bool inMilliseconds) {
+    const SubtitlesTime& time = cue.startTime();
+    if (time.hour() >= 2 || time.minute() >= 100 || time.hour() * 60 + time.minute() >= 100) {
+        throw SubTitlesError::timeTooLargeToExport(cue);
+    }
+    char buffer[detail::longestTime];
+    char* at = buffer;
+    *at++ = '[';
+    at = detail::writePadded(at, time.hour() * 60 + time.minute(), 2);
+    *at++ = ':';
+    at = detail::writePadded(at, time.second(), 2);
+    *at++ = '.';
+    at = inMilliseconds ? detail::writePadded(at, time.millisecond(), 3)
+                        : detail::writePadded(at, time.millisecond() / 10, 2);
+    *at++ = ']';
+    out.append(buffer, at);
+}
+
+}  // namespace
+
+Subtitles Subtitles::Coder::LRC::decode(std::string_view content) const {
+    std::vector<Cue> cues;
+    std::vector<Time> times;
+    detail::TextBlocks blocks(content.size());
+    detail::LineReader lines(detail::decodableText(content));
+    for (std::string_view line; lines.next(line);) {
+        line = detail::trimmedWhitespaces(line);
+        times.clear();
+        std::size_t textStart = 0;
+        for (std::size_t at = line.find('['); at != std::string_view::npos; at = line.find('[', at)) {
+            if (const auto timestamp = matchTimestamp(line, at)) {
+                times.push_back(timestamp->time);
+                textStart = characterEnd(line, timestamp->capturesEnd);
+                at = timestamp->end;
+            } else {
+                ++at;
+            }
+        }
+        if (times.empty()) continue;
+        blocks.append(line.substr(textStart));
+        const std::string_view text = blocks.finish();
+        for (const Time& time : times) {
+            cues.push_back(Cue::sharing(blocks.block(), {.startTime = time, .endTime = time, .text = text}));
+        }
+    }
+    return Subtitles(std::move(cues));
+}
+
+std::string Subtitles::Coder::LRC::encode(const Subtitles& subtitles) const {
+    const auto byStart = [](const Cue& a, const Cue& b) { return a.startTime() < b.startTime(); };
+    if (!std::is_sorted(subtitles.cues().begin(), subtitles.cues().end(), byStart)) {
+        return encode(subtitles.startTimeSorted());
+    }
+    std::size_t size = 0;
+    for (const Cue& cue : subtitles.cues()) size += cue.text().size() + 12;
+    std::string out;
+    out.reserve(size);
+    for (const Cue& cue : subtitles.cues()) {
+        appendTimestamp(out, cue, timeFormat == TimeFormat::minutesSecondsMilliseconds);
+        out += cue.text();
+        out += '\n';
+    }
+    return out;
+}
+
+}  // namespace quorel
