@@ -80,8 +80,8 @@ private:
     void startTransfer(Running& running, URLRequest request);
     enum class Ending { natural, cut };  // a protocol whose load is cut is told to stop
     void end(const Load* load, Result result, Ending ending);
-    void readMessages();
-    // Ends what has timed out and gives the time until the next load may.
+    bool readMessages();  // whether there was one
+    void endWhatIsLate();
     int milliSecondsToNextDeadline();
 
     const Configuration configuration_;
@@ -262,9 +262,13 @@ void UrlSession::Engine::run() {
             function = nullptr;
         }
         if (last) break;
-        int transfers = 0;
-        curl_multi_perform(multi_, &transfers);
-        readMessages();
+        endWhatIsLate();
+        // A load that ends lets one begin that waited for its connection. libcurl can lose the timer by which it
+        // would notice (7.88, when the waiting one was added in the same millisecond), so it is asked again.
+        do {
+            int transfers = 0;
+            curl_multi_perform(multi_, &transfers);
+        } while (readMessages());
         curl_multi_poll(multi_, nullptr, 0, milliSecondsToNextDeadline(), nullptr);
     }
     while (!running_.empty()) end(running_.begin()->first, cancelled(), Ending::cut);
@@ -325,9 +329,11 @@ void UrlSession::Engine::end(const Load* load, Result result, Ending ending) {
     running.load->complete(running.load->wasCancelled ? cancelled() : std::move(result));
 }
 
-void UrlSession::Engine::readMessages() {
+bool UrlSession::Engine::readMessages() {
+    bool any = false;
     int left = 0;
     while (const CURLMsg* message = curl_multi_info_read(multi_, &left)) {
+        any = true;
         if (message->msg != CURLMSG_DONE) continue;
         const CURLcode code = message->data.result;
         void* load = nullptr;
@@ -336,24 +342,30 @@ void UrlSession::Engine::readMessages() {
         if (found == running_.end()) continue;
         end(found->first, resultOf(*found->second.transfer, code), Ending::natural);
     }
+    return any;
 }
 
-int UrlSession::Engine::milliSecondsToNextDeadline() {
-    constexpr std::chrono::milliseconds longest = std::chrono::minutes(1);
+void UrlSession::Engine::endWhatIsLate() {
     const auto now = CurlTransfer::Clock::now();
-    auto next = now + longest;
     std::vector<const Load*> late;
     for (const auto& [load, running] : running_) {
         const auto deadline = running.transfer ? running.transfer->deadline() : std::nullopt;
-        if (!deadline) continue;
-        if (*deadline <= now)
-            late.push_back(load);
-        else
-            next = std::min(next, *deadline);
+        if (deadline && *deadline <= now) late.push_back(load);
     }
     for (const Load* load : late) {
         const auto found = running_.find(load);
         if (found != running_.end()) end(load, failed(found->second.transfer->timedOut()), Ending::cut);
+    }
+}
+
+int UrlSession::Engine::milliSecondsToNextDeadline() {
+    // While loads run, never long: whatever else libcurl may have lost, it finds when it is asked.
+    const std::chrono::milliseconds longest = running_.empty() ? std::chrono::minutes(1) : std::chrono::seconds(1);
+    const auto now = CurlTransfer::Clock::now();
+    auto next = now + longest;
+    for (const auto& [load, running] : running_) {
+        const auto deadline = running.transfer ? running.transfer->deadline() : std::nullopt;
+        if (deadline) next = std::clamp(*deadline, now, next);
     }
     return static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(next - now).count());
 }

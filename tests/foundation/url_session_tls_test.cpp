@@ -28,6 +28,7 @@ public:
         posix_spawn_file_actions_t files;
         ::posix_spawn_file_actions_init(&files);
         ::posix_spawn_file_actions_addopen(&files, 0, "/dev/null", 0, 0);
+        ::posix_spawn_file_actions_addopen(&files, 2, "/dev/null", 1, 0);
         ::posix_spawn_file_actions_adddup2(&files, output[1], 1);
         ::posix_spawn_file_actions_addclose(&files, output[0]);
         std::string words[] = {"openssl",   "s_server", "-accept", "127.0.0.1:0", "-www", "-cert",
