@@ -1,5 +1,4 @@
 // SRT, WebVTT, SBV and MicroDVD: what they read, refuse and write.
-#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <string>
@@ -10,40 +9,12 @@
 #include "quorel/subtitles/srt_to_vtt.h"
 #include "quorel/subtitles/sub.h"
 #include "quorel/subtitles/vtt.h"
+#include "tests/subtitles/coder_cases.h"
 
 namespace quorel {
 namespace {
 
 using Coder = Subtitles::Coder;
-
-// One line per cue, "identifier#position start-end [speaker] text", or the error.
-std::string described(const SubtitlesTextCodable& coder, std::string_view content) {
-    try {
-        std::string result;
-        for (const auto& cue : coder.decode(content).cues()) {
-            std::string text;
-            for (const char c : cue.text()) text += c == '\n' ? '/' : c;
-            if (cue.identifier()) result += *cue.identifier();
-            if (cue.position()) result += fmt::format("#{}", *cue.position());
-            result += fmt::format(" {}-{} ", cue.startTimeInSeconds(), cue.endTimeInSeconds());
-            if (cue.speaker()) result += fmt::format("[{}] ", *cue.speaker());
-            result += text + "\n";
-        }
-        return result;
-    } catch (const SubTitlesError& error) {
-        return error.what();
-    }
-}
-
-struct Case {
-    const char* name;
-    std::string content;
-    std::string expected;
-};
-
-void check(const SubtitlesTextCodable& coder, const std::vector<Case>& cases) {
-    for (const Case& c : cases) EXPECT_EQ(described(coder, c.content), c.expected) << c.name;
-}
 
 const std::string t12 = "00:00:01,000 --> 00:00:02,000";
 
