@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "quorel/foundation/dispatch.h"
+#include "quorel/foundation/error.h"
 #include "quorel/foundation/run_loop.h"
 
 namespace quorel {
@@ -70,9 +71,9 @@ TEST(Task, CompletionsMayComeAtOnceLaterOrAsErrors) {
         });
         try {
             (void)co_await completionOf<std::string>([&threads](auto complete) {
-                threads.emplace_back([complete] { complete(std::make_exception_ptr(std::runtime_error("c"))); });
+                threads.emplace_back([complete] { complete(std::make_exception_ptr(Error("c"))); });
             });
-        } catch (const std::runtime_error& error) {
+        } catch (const Error& error) {
             EXPECT_TRUE(loop.isCurrent());
             log += error.what();
         }
