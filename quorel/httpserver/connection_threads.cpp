@@ -79,6 +79,10 @@ private:
 ConnectionThreads::ConnectionThreads() : pool_(std::make_shared<Pool>()) {}
 
 ConnectionThreads::~ConnectionThreads() {
+    close();
+}
+
+void ConnectionThreads::close() {
     pool_->close();
 }
 

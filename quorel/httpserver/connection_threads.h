@@ -11,13 +11,15 @@ namespace quorel::http {
 class ConnectionThreads {
 public:
     ConnectionThreads();
-    // Idle threads end at once, the others when their function returns. Functions that have not begun are run.
-    ~ConnectionThreads();
+    ~ConnectionThreads();  // closes
     ConnectionThreads(const ConnectionThreads&) = delete;
     ConnectionThreads& operator=(const ConnectionThreads&) = delete;
 
     // Gives false when the system has no more threads; the function is then dropped.
     bool run(std::function<void()> function);
+    // Keeps no idle threads from now on: they end at once, the others when their function returns. Functions that have
+    // not begun are run.
+    void close();
 
 private:
     class Pool;

@@ -10,6 +10,8 @@ template <class... Functions>
 struct Overloaded : Functions... {
     using Functions::operator()...;
 };
+template <class... Functions>
+Overloaded(Functions...) -> Overloaded<Functions...>;
 
 HttpContent contentOf(std::string_view bytes) {
     return {static_cast<std::int64_t>(bytes.size()),

@@ -1,5 +1,8 @@
 #include "quorel/httpserver/http_server_io.h"
 
+#include <sys/socket.h>
+
+#include <atomic>
 #include <csignal>
 #include <exception>
 #include <mutex>
@@ -16,7 +19,9 @@ namespace quorel::http {
 
 namespace {
 
-constexpr int listenBacklog = 128;
+// As many as the system grants. With 128, the usual number of old, a burst of 256 clients overflows the queue, and
+// the rest of them wait a second until their handshake is repeated.
+constexpr int listenBacklog = SOMAXCONN;
 
 const auto notFoundRoute =
     std::make_shared<const HttpHandler>([](HttpRequest&) { return HttpResponse::notFound(); });
@@ -47,6 +52,7 @@ public:
 
     const std::shared_ptr<Socket> listener;
     const HttpLimits limits;
+    ConnectionThreads threads;
 
     bool operating() const { return operating_.load(std::memory_order_acquire); }
 
@@ -69,6 +75,7 @@ public:
         }
         for (const auto& socket : sockets) socket->close();
         listener->close();
+        threads.close();
     }
 
 private:
@@ -163,7 +170,7 @@ private:
             }
         }
         if (const HttpSessionFunction& session = response.sessionFunction()) {
-            if (const auto delegate = server->delegate.lock()) delegate->socketTakenOver(socket_);
+            if (const auto listener = server->delegate.lock()) listener->socketTakenOver(socket_);
             server = nullptr;
             session(socket_);
             return false;
@@ -199,13 +206,13 @@ private:
 class HttpServerIO::Loop : public std::enable_shared_from_this<Loop> {
 public:
     void start(const std::weak_ptr<HttpServerIO>& server, std::uint16_t port, bool forceIPv4,
-               const std::optional<std::string>& address, HttpLimits limits) {
+               const std::optional<std::string>& address, HttpLimits requestLimits) {
         const std::lock_guard lock(mutex_);
         if (state() == HttpServerIOState::running) return;
         setState(HttpServerIOState::starting);
-        auto run =
-            std::make_shared<Run>(Socket::tcpSocketForListen(port, forceIPv4, listenBacklog, address), limits);
-        if (!threads_.run([self = shared_from_this(), run, server] { self->acceptLoop(run, server); })) {
+        auto run = std::make_shared<Run>(Socket::tcpSocketForListen(port, forceIPv4, listenBacklog, address),
+                                         requestLimits);
+        if (!run->threads.run([self = shared_from_this(), run, server] { self->acceptLoop(run, server); })) {
             run->end();
             throw SocketError(SocketError::Code::listenFailed, "No thread for the accept loop");
         }
@@ -246,7 +253,7 @@ private:
         try {
             while (true) {
                 std::shared_ptr<Socket> client = run->listener->acceptClientSocket();
-                threads_.run([run, server, client = std::move(client)] {
+                run->threads.run([run, server, client = std::move(client)] {
                     if (!run->insert(client)) return;
                     Connection(*run, server, client).handle();
                     run->remove(client);
@@ -262,7 +269,6 @@ private:
     mutable std::mutex mutex_;
     std::atomic<std::int32_t> stateValue_{static_cast<std::int32_t>(HttpServerIOState::stopped)};
     std::shared_ptr<Run> run_;
-    ConnectionThreads threads_;
 };
 
 HttpServerIO::HttpServerIO() : loop_(std::make_shared<Loop>()) {}
