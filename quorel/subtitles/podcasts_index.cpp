@@ -1,5 +1,7 @@
 #include "quorel/subtitles/podcasts_index.h"
 
+#include <cmath>
+
 #include "quorel/subtitles/json_reading_private.h"
 #include "quorel/subtitles/json_writing_private.h"
 #include "quorel/subtitles/text_blocks_private.h"
@@ -34,8 +36,10 @@ public:
         blocks_.append(*body);
         if (speaker) blocks_.append(*speaker);
         const std::string_view all = blocks_.finish();
+        const double shifted = (*end - *start) + *start;
         SubtitlesCue::Fields fields{.startTime = SubtitlesTime(*start),
-                                    .endTime = SubtitlesTime((*end - *start) + *start)};
+                                    // Rounding can carry the largest numbers beyond all.
+                                    .endTime = SubtitlesTime(std::isfinite(shifted) ? shifted : *end)};
         fields.text = all.substr(0, body->size());
         if (speaker) fields.speaker = all.substr(body->size());
         cues.push_back(SubtitlesCue::sharing(blocks_.block(), fields));
