@@ -5,7 +5,9 @@
 
 namespace quorel::simulated {
 
-double EngineCore::startOf(const PlannedBreak& planned) const { return std::min(planned.script.offset, end()); }
+double EngineCore::startOf(const PlannedBreak& planned) const {
+    return std::min(planned.script.offset, end());
+}
 
 double EngineCore::nextBreak(double from) const {
     double next = SimulatedScript::infinite;

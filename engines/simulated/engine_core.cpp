@@ -110,7 +110,8 @@ void EngineCore::setSound(double volume, bool muted) {
     const float before = heard();
     volume_ = volume;
     muted_ = muted;
-    if (heard() != before) tell(PlayerEventTypes::VOLUME_CHANGE, {heard()}, shortestText(static_cast<double>(heard())));
+    if (heard() != before)
+        tell(PlayerEventTypes::VOLUME_CHANGE, {heard()}, shortestText(static_cast<double>(heard())));
 }
 
 void EngineCore::setPlaybackRate(double rate) {

@@ -15,7 +15,7 @@
 namespace quorel {
 
 struct SimulatedEvent {
-    std::string name;    // of the event type: "play", "adbreakbegin", "addtrack", ...
+    std::string name;  // of the event type: "play", "adbreakbegin", "addtrack", ...
     // What the event says: the state's name for "readystatechange", the number for "durationchange" and
     // "volumechange", the text for "error" and cues, language and mode ("pt-br showing") for tracks; else empty.
     std::string detail;

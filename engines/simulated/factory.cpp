@@ -28,12 +28,15 @@ void SimulatedEngineFactory::setScript(const std::string& url, SimulatedScript s
     scripts_->byUrl.insert_or_assign(url, std::move(script));
 }
 
-void SimulatedEngineFactory::setDefaultScript(SimulatedScript script) { scripts_->standard = std::move(script); }
+void SimulatedEngineFactory::setDefaultScript(SimulatedScript script) {
+    scripts_->standard = std::move(script);
+}
 
 std::shared_ptr<THEOplayer> SimulatedEngineFactory::makePlayer(std::optional<ui::Rect> frame,
                                                                const THEOplayerConfiguration&) {
     auto engine = simulated::EngineCore::make(
-        loop_, [scripts = scripts_](const SourceDescription& source) { return scripts->scriptFor(source); }, frame);
+        loop_, [scripts = scripts_](const SourceDescription& source) { return scripts->scriptFor(source); },
+        frame);
     std::erase_if(made_, [](const auto& made) { return made.expired(); });
     made_.push_back(engine);
     return engine;

@@ -7,15 +7,22 @@
 namespace quorel::simulated {
 namespace {
 
-double orZero(double number) { return number > 0 ? number : 0; }
+double orZero(double number) {
+    return number > 0 ? number : 0;
+}
 
 std::string kindName(std::optional<TextTrackKind> kind) {
     switch (kind.value_or(TextTrackKind::subtitles)) {
-        case TextTrackKind::subtitles: return "subtitles";
-        case TextTrackKind::captions: return "captions";
-        case TextTrackKind::descriptions: return "descriptions";
-        case TextTrackKind::chapters: return "chapters";
-        case TextTrackKind::metadata: return "metadata";
+        case TextTrackKind::subtitles:
+            return "subtitles";
+        case TextTrackKind::captions:
+            return "captions";
+        case TextTrackKind::descriptions:
+            return "descriptions";
+        case TextTrackKind::chapters:
+            return "chapters";
+        case TextTrackKind::metadata:
+            return "metadata";
     }
     return {};
 }
@@ -121,7 +128,8 @@ void EngineCore::askInterceptor() {
     const std::string& address = source_->source.src;
     const auto separator = address.find("://");
     std::optional<URL> url;
-    if (separator != std::string::npos) url = URL::parse(interceptor->customScheme() + address.substr(separator + 3));
+    if (separator != std::string::npos)
+        url = URL::parse(interceptor->customScheme() + address.substr(separator + 3));
     if (!url) {
         fail("The source's address \"" + address + "\" is not one that a manifest interceptor can be asked for.");
         return;

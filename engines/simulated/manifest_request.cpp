@@ -7,7 +7,9 @@ namespace quorel::simulated {
 ManifestRequest::ManifestRequest(URL url, std::shared_ptr<RunLoop> loop, Completion completion)
     : url_(std::move(url)), loop_(std::move(loop)), completion_(std::move(completion)) {}
 
-ManifestRequest::~ManifestRequest() { finishWithProblem("let go of it without an answer."); }
+ManifestRequest::~ManifestRequest() {
+    finishWithProblem("let go of it without an answer.");
+}
 
 void ManifestRequest::respondWithData(std::string_view data) {
     const std::lock_guard lock(mutex_);
@@ -39,9 +41,7 @@ void ManifestRequest::finishWithProblem(std::string problem) {
         data_.clear();
     }
     if (!completion) return;
-    loop_->post([completion = std::move(completion), problem = std::move(problem)] {
-        completion({{}, problem});
-    });
+    loop_->post([completion = std::move(completion), problem = std::move(problem)] { completion({{}, problem}); });
 }
 
 }  // namespace quorel::simulated

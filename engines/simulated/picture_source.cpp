@@ -57,8 +57,7 @@ std::optional<double> positionInPicture(const ui::VideoFrame& frame) {
     const int y = frame.height * blockHeight / 2 / simulatedPictureHeight;
     for (int block = 0; block < blocks; ++block) {
         const int x = static_cast<int>((2LL * block + 1) * frame.width / (2 * blocks));
-        const std::byte* pixel =
-            frame.pixels.get() + std::ptrdiff_t{y} * frame.stride + std::ptrdiff_t{4} * x;
+        const std::byte* pixel = frame.pixels.get() + std::ptrdiff_t{y} * frame.stride + std::ptrdiff_t{4} * x;
         bits = bits << 1;
         const int green = std::to_integer<int>(pixel[1]);
         if (green >= 192) bits |= 1;

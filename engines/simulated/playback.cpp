@@ -14,7 +14,9 @@ double EngineCore::position() const {
     return live ? std::min(clock_.position(), liveEdge()) : clock_.position();
 }
 
-double EngineCore::end() const { return duration_.value_or(SimulatedScript::infinite); }
+double EngineCore::end() const {
+    return duration_.value_or(SimulatedScript::infinite);
+}
 
 double EngineCore::clamped(double time) const {
     if (duration_) time = std::min(time, std::isinf(*duration_) ? liveEdge() : *duration_);

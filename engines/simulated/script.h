@@ -47,10 +47,10 @@ struct SimulatedError {
     bool operator==(const SimulatedError&) const = default;
 };
 
-// Played once, when playback reaches `offset`; a seek past it skips it until someone seeks back. The content stands
-// still meanwhile and goes on exactly where it was.
+// Played once, when playback reaches `offset`; a seek past it skips it until someone seeks back. The content
+// stands still meanwhile and goes on exactly where it was.
 struct SimulatedAdBreak {
-    double offset = 0;        // 0: before the content; the duration or more: after it
+    double offset = 0;             // 0: before the content; the duration or more: after it
     std::vector<double> ads = {};  // the duration of each ad
     bool operator==(const SimulatedAdBreak&) const = default;
 };
@@ -62,7 +62,8 @@ struct SimulatedScript {
     double canPlayAfter = 0;     // delay from the metadata on
     bool neverLoads = false;     // neither metadata nor an error, ever
 
-    std::optional<double> duration = 60.0;  // infinite: live; absent: the engine never learns it, and it never ends
+    std::optional<double> duration =
+        60.0;  // infinite: live; absent: the engine never learns it, and it never ends
     // For live: how much of the presentation exists when the metadata comes. Playback begins at the edge, which
     // moves on with the loop's clock; no position is ever past it.
     double liveEdge = 0;

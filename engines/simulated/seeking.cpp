@@ -41,10 +41,10 @@ void EngineCore::finishSeek() {
     const double target = clamped(*seekTarget_);
     seekTarget_.reset();
     clock_.setPosition(target);
-    nextStall_ = static_cast<std::size_t>(
-        std::partition_point(script_.stalls.begin(), script_.stalls.end(),
-                             [&](const auto& stall) { return stall.at < target; }) -
-        script_.stalls.begin());
+    nextStall_ =
+        static_cast<std::size_t>(std::partition_point(script_.stalls.begin(), script_.stalls.end(),
+                                                      [&](const auto& stall) { return stall.at < target; }) -
+                                 script_.stalls.begin());
     const auto handlers = std::exchange(seekHandlers_, {});
     goOn();
 

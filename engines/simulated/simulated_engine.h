@@ -8,9 +8,9 @@
 //   loop->advance(15s);
 //   EXPECT_EQ(factory->latest()->log().count("waiting"), 1u);
 //
-// Everything belongs to the run loop's thread, but for the picture, which any thread may ask for. There is no other
-// thread and no chance in it: the same calls at the same times give the same events at the same times. On a real
-// loop it plays in real time.
+// Everything belongs to the run loop's thread, but for the picture, which any thread may ask for. There is no
+// other thread and no chance in it: the same calls at the same times give the same events at the same times. On a
+// real loop it plays in real time.
 #pragma once
 
 #include <memory>
@@ -27,18 +27,21 @@
 namespace quorel {
 
 // What it does beyond the contract:
-// - A track is `disabled` when it is added. Cues enter and leave exactly at their times: EXIT_CUE before ENTER_CUE at
-//   one moment, each once per stay, also when a seek leads into or out of a cue. Disabling a track drops its active
-//   cues without EXIT_CUE.
+// - A track is `disabled` when it is added. Cues enter and leave exactly at their times: EXIT_CUE before ENTER_CUE
+// at
+//   one moment, each once per stay, also when a seek leads into or out of a cue. Disabling a track drops its
+//   active cues without EXIT_CUE.
 // - An ad break freezes the content. Its events come on ads() in the order AD_BREAK_BEGIN, AD_BEGIN, AD_END, ...,
 //   AD_BREAK_END, always in pairs, also when the source is taken away meanwhile; then PLAYING comes again. A break
 //   before the content comes between PLAY and the first PLAYING. pause() holds the ad. A seek during a break is
 //   done when the break is over. There is no TIME_UPDATE while ads play.
-// - With a manifest interceptor installed, setSource() makes it ask for the source's URL, its scheme replaced by the
+// - With a manifest interceptor installed, setSource() makes it ask for the source's URL, its scheme replaced by
+// the
 //   interceptor's, on the run loop; the script begins with the answer. A refusal, an error, an answer without
 //   data and a request that is released unanswered give ERROR. Server-side ad insertion sources are not asked for.
 // - A source whose every address is empty gives ERROR.
-// - The picture is simulatedPictureWidth x simulatedPictureHeight pixels, new with each TIME_UPDATE and each ad, and
+// - The picture is simulatedPictureWidth x simulatedPictureHeight pixels, new with each TIME_UPDATE and each ad,
+// and
 //   gone with its source (test_picture.h).
 // - When the last reference is released, no event comes any more, and the picture leaves its superview.
 class SimulatedEngine : public THEOplayer {
@@ -47,7 +50,7 @@ public:
 
     // What the world does to an engine. Each may be called at any time, and does nothing where it makes no sense.
 
-    // Waits for `seconds` from now, as at a scripted stall. Needs a source that can play and no ad break.
+    // Waits for `seconds` from now, as at a scripted stall. Needs a source that can play, no seek and no ad break.
     virtual void simulateStall(double seconds) = 0;
     // Breaks the source, while it loads too. Needs a source that is not broken.
     virtual void simulateError(std::string text) = 0;

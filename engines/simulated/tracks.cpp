@@ -10,9 +10,12 @@ namespace {
 std::string describe(const ScriptedTrack& track) {
     const auto mode = [&] {
         switch (track.mode()) {
-            case TextTrackMode::disabled: return "disabled";
-            case TextTrackMode::hidden: return "hidden";
-            case TextTrackMode::showing: return "showing";
+            case TextTrackMode::disabled:
+                return "disabled";
+            case TextTrackMode::hidden:
+                return "hidden";
+            case TextTrackMode::showing:
+                return "showing";
         }
         return "";
     };
@@ -59,8 +62,8 @@ std::optional<ScriptedTrack::Step> ScriptedTrack::stepTowards(double position) {
     if (position < position_) next_ = 0;
     position_ = position;
     if (mode_ == TextTrackMode::disabled) return {};
-    const auto leaving = std::find_if(active_.begin(), active_.end(),
-                                      [&](const auto& cue) { return !cue->covers(position); });
+    const auto leaving =
+        std::find_if(active_.begin(), active_.end(), [&](const auto& cue) { return !cue->covers(position); });
     if (leaving != active_.end()) {
         Step step{*leaving, false};
         active_.erase(leaving);
@@ -69,9 +72,10 @@ std::optional<ScriptedTrack::Step> ScriptedTrack::stepTowards(double position) {
     while (next_ < cues_.size() && cues_[next_]->startTime() <= position) {
         const auto& cue = cues_[next_++];
         if (!cue->covers(position) || std::find(active_.begin(), active_.end(), cue) != active_.end()) continue;
-        active_.insert(std::upper_bound(active_.begin(), active_.end(), cue,
-                                        [](const auto& a, const auto& b) { return a->startTime() < b->startTime(); }),
-                       cue);
+        active_.insert(
+            std::upper_bound(active_.begin(), active_.end(), cue,
+                             [](const auto& a, const auto& b) { return a->startTime() < b->startTime(); }),
+            cue);
         return Step{cue, true};
     }
     return {};

@@ -1,4 +1,5 @@
-// Private to this room. The simulated engine's text tracks: modes, and cues that enter and leave as the position moves.
+// Private to this room. The simulated engine's text tracks: modes, and cues that enter and leave as the position
+// moves.
 #pragma once
 
 #include <cstddef>

@@ -34,6 +34,8 @@ public:
     virtual std::string language() const = 0;  // RFC 5646 tag as the playlist has it
 };
 
+// Emits ENTER_CUE and EXIT_CUE, unless disabled, once each time that the position moves into and out of a cue, by
+// playing or by seeking.
 class TextTrack : public Track {
 public:
     virtual TextTrackMode mode() const = 0;

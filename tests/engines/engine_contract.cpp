@@ -13,12 +13,14 @@ void EngineContract::makePlayer() {
     player = harness->factory().makePlayer(std::nullopt, THEOplayerConfigurationBuilder().build());
     using P = PlayerEventTypes;
     const auto note = [this](const auto& type) {
-        player->addEventListener(type, [this, name = std::string(type.name)](const auto&) { events.push_back(name); });
+        player->addEventListener(type,
+                                 [this, name = std::string(type.name)](const auto&) { events.push_back(name); });
     };
     note(P::DURATION_CHANGE), note(P::LOADED_META_DATA), note(P::CAN_PLAY), note(P::CAN_PLAY_THROUGH);
     note(P::PLAY), note(P::PLAYING), note(P::PAUSE), note(P::WAITING), note(P::ENDED);
     note(P::RATE_CHANGE), note(P::VOLUME_CHANGE), note(P::ERROR);
-    player->addEventListener(P::TIME_UPDATE, [this](const auto& event) { timeUpdates.push_back(event.currentTime); });
+    player->addEventListener(P::TIME_UPDATE,
+                             [this](const auto& event) { timeUpdates.push_back(event.currentTime); });
     player->addEventListener(P::READY_STATE_CHANGE,
                              [this](const auto& event) { readyStates.push_back(event.readyState); });
     player->addEventListener(P::VOLUME_CHANGE, [this](const auto& event) { volumes.push_back(event.volume); });
@@ -47,7 +49,8 @@ std::size_t EngineContract::countOf(const std::string& event) const {
 Names EngineContract::course() const {
     Names names;
     for (const auto& event : events) {
-        if (event == "waiting" || event == "canplay" || event == "canplaythrough" || event == "durationchange") continue;
+        if (event == "waiting" || event == "canplay" || event == "canplaythrough" || event == "durationchange")
+            continue;
         if (event == "playing" && !names.empty() && names.back() == event) continue;
         names.push_back(event);
     }
@@ -78,8 +81,8 @@ TEST_P(EngineContract, TellsLoadingInOrder) {
     EXPECT_EQ(player->currentTime(), 0);
 }
 
-// play() tells PLAY before it returns and PLAYING later; at the end come a last TIME_UPDATE with the duration, PAUSE
-// and ENDED. play() then starts again from 0.
+// play() tells PLAY before it returns and PLAYING later; at the end come a last TIME_UPDATE with the duration,
+// PAUSE and ENDED. play() then starts again from 0.
 TEST_P(EngineContract, PlaysToTheEndAndAgain) {
     load(harness->vodSource());
     events.clear();
@@ -182,8 +185,8 @@ TEST_P(EngineContract, AnswersEachOfSeveralSeeks) {
     EXPECT_EQ(done, (Names{"first", "second", "replaced", "no source"}));
 }
 
-// A seek before the metadata says where playback begins; a play() from then is remembered, and its PLAY comes after
-// CAN_PLAY.
+// A seek before the metadata says where playback begins; a play() from then is remembered, and its PLAY comes
+// after CAN_PLAY.
 TEST_P(EngineContract, RemembersSeekAndPlayUntilReady) {
     makePlayer();
     player->setSource(harness->vodSource());
@@ -250,7 +253,7 @@ TEST_P(EngineContract, ChangesTheRate) {
     const struct {
         double set, expected;
         std::size_t told;
-    } cases[] = {{1, 1, 0},  {100, 16, 1}, {17, 16, 0},
+    } cases[] = {{1, 1, 0},   {100, 16, 1},           {17, 16, 0},
                  {0, 0.1, 1}, {std::nan(""), 0.1, 0}, {std::numeric_limits<double>::infinity(), 0.1, 0},
                  {2, 2, 1}};
     for (const auto& c : cases) {
@@ -289,8 +292,8 @@ TEST_P(EngineContract, TellsTheVolumeThatIsHeard) {
     EXPECT_EQ(player->volume(), 0);
 }
 
-// A source that replaces another in the middle of its playback: PAUSE and haveNothing for the old one at once, then
-// the new one from 0, paused.
+// A source that replaces another in the middle of its playback: PAUSE and haveNothing for the old one at once,
+// then the new one from 0, paused.
 TEST_P(EngineContract, ReplacesASourceThatPlays) {
     load(harness->vodSource());
     playPast(0.5);
@@ -376,8 +379,8 @@ TEST_P(EngineContract, PlaysLive) {
     EXPECT_EQ(course(), (Names{"loadedmetadata", "play", "playing"}));
 }
 
-// ADD_TRACK for each track; when one becomes showing, the one that was becomes hidden first; setting the mode it has
-// tells nothing; REMOVE_TRACK for each when the source goes.
+// ADD_TRACK for each track; when one becomes showing, the one that was becomes hidden first; setting the mode it
+// has tells nothing; REMOVE_TRACK for each when the source goes.
 TEST_P(EngineContract, ShowsOneTextTrackAtATime) {
     const auto subtitled = harness->subtitledSource();
     if (!subtitled) GTEST_SKIP() << "no source with text tracks";
@@ -385,7 +388,8 @@ TEST_P(EngineContract, ShowsOneTextTrackAtATime) {
     auto& tracks = player->textTracks();
     std::vector<std::shared_ptr<Track>> added, removed;
     tracks.addEventListener(TextTrackListEventTypes::ADD_TRACK, [&](const auto& e) { added.push_back(e.track); });
-    tracks.addEventListener(TextTrackListEventTypes::REMOVE_TRACK, [&](const auto& e) { removed.push_back(e.track); });
+    tracks.addEventListener(TextTrackListEventTypes::REMOVE_TRACK,
+                            [&](const auto& e) { removed.push_back(e.track); });
     load(*subtitled);
     ASSERT_TRUE(harness->waitUntil([&] { return tracks.count() >= 2; }));
     EXPECT_EQ(added.size(), tracks.count());
@@ -419,7 +423,8 @@ TEST_P(EngineContract, RemovesAnAdListenerThroughThePlayer) {
     makePlayer();
     int heard = 0;
     const auto kept = std::make_shared<int>();
-    const auto handle = player->ads().addEventListener(AdsEventTypes::AD_BEGIN, [&heard, kept](const auto&) { ++heard; });
+    const auto handle =
+        player->ads().addEventListener(AdsEventTypes::AD_BEGIN, [&heard, kept](const auto&) { ++heard; });
     player->ads().dispatchEvent(AdsEventTypes::AD_BEGIN, {});
     player->removeEventListener(AdsEventTypes::AD_BEGIN, handle);
     player->removeEventListener(AdsEventTypes::AD_BEGIN, handle);

@@ -1,8 +1,8 @@
 // The contract of the engine boundary as tests that every engine runs.
 //
 // The rules themselves stand in quorel/engine/player.h and quorel/engine/text_tracks.h; each case of
-// engine_contract.cpp opens with the one it holds an engine to. To put a third engine under the contract, derive an
-// EngineHarness, and write in a file beside this one:
+// engine_contract.cpp opens with the one it holds an engine to. To put a third engine under the contract, derive
+// an EngineHarness, and write in a file beside this one:
 //
 //   INSTANTIATE_TEST_SUITE_P(MyEngine, EngineContract, ::testing::Values(EngineHarnessMaker{[] {
 //       return std::make_unique<MyHarness>();
@@ -44,8 +44,8 @@ public:
     // On demand, with at least two text tracks of the kind "subtitles". Absent: its cases are skipped.
     virtual std::optional<SourceDescription> subtitledSource() = 0;
 
-    // Runs the loop until `done` gives true, asked after each turn or oftener than every 50 ms of the loop's clock;
-    // false after a limit that the harness chooses, generous where the clock is real.
+    // Runs the loop until `done` gives true, asked after each turn or oftener than every 50 ms of the loop's
+    // clock; false after a limit that the harness chooses, generous where the clock is real.
     virtual bool waitUntil(const std::function<bool()>& done) = 0;
     // Runs the loop for `seconds` of its clock. Used only to see that something does NOT happen, with short times.
     virtual void step(double seconds) = 0;
@@ -84,10 +84,10 @@ protected:
     std::shared_ptr<THEOplayer> player;
     // The events' names in their order: TIME_UPDATE is not among them, READY_STATE_CHANGE neither.
     std::vector<std::string> events;
-    std::vector<double> timeUpdates;    // the positions that TIME_UPDATE told
+    std::vector<double> timeUpdates;      // the positions that TIME_UPDATE told
     std::vector<ReadyState> readyStates;  // what READY_STATE_CHANGE told
-    std::vector<float> volumes;         // what VOLUME_CHANGE told
-    std::string errorText;              // of the last ERROR
+    std::vector<float> volumes;           // what VOLUME_CHANGE told
+    std::string errorText;                // of the last ERROR
 };
 
 }  // namespace quorel::testing

@@ -55,11 +55,12 @@ TEST_F(SimulatedEngineTest, LogsAWholeFilmWithAStall) {
     EXPECT_THAT(player->log().lines(),
                 ElementsAre("readystatechange(haveMetadata)", "durationchange(3)", "loadedmetadata",
                             "readystatechange(haveEnoughData)", "canplay", "canplaythrough", "play", "playing",
-                            "readystatechange(haveCurrentData)", "waiting", "readystatechange(haveEnoughData)", "canplay",
-                            "canplaythrough", "playing", "pause", "ended"));
+                            "readystatechange(haveCurrentData)", "waiting", "readystatechange(haveEnoughData)",
+                            "canplay", "canplaythrough", "playing", "pause", "ended"));
     std::vector<double> times;
     for (const auto& event : player->log().events()) times.push_back(event.time);
-    EXPECT_THAT(times, ElementsAre(0.1, 0.1, 0.1, 0.5, 0.5, 0.5, 0.5, 0.5, 1.5, 1.5, 3.5, 3.5, 3.5, 3.5, 5.5, 5.5));
+    EXPECT_THAT(times,
+                ElementsAre(0.1, 0.1, 0.1, 0.5, 0.5, 0.5, 0.5, 0.5, 1.5, 1.5, 3.5, 3.5, 3.5, 3.5, 5.5, 5.5));
     EXPECT_EQ(player->log().count("timeupdate"), 12u);
 }
 
@@ -122,7 +123,8 @@ TEST_F(SimulatedEngineTest, BreaksForAdsAndGoesOnWhereItWas) {
     loop->advance(400ms);
     EXPECT_EQ(sought, 0);
     loop->advance(1100ms);
-    EXPECT_THAT(news(), ElementsAre("adbreakbegin", "adbegin", "adend", "adbegin", "adend", "adbreakend", "playing"));
+    EXPECT_THAT(news(),
+                ElementsAre("adbreakbegin", "adbegin", "adend", "adbegin", "adend", "adbreakend", "playing"));
     EXPECT_EQ(sought, 1);
     EXPECT_DOUBLE_EQ(player->currentTime(), 8);
     loop->advance(2s);
@@ -156,8 +158,9 @@ TEST_F(SimulatedEngineTest, BreaksDown) {
 }
 
 TEST_F(SimulatedEngineTest, CuesEnterAndLeaveAtTheirTimes) {
-    load({.tracks = {{.label = "English", .language = "en", .cues = {{3, 5, "c"}, {1, 2, "a"}, {2, 4, "b"}, {2, 2, "-"}}},
-                     {.label = "Late", .language = "es", .addAfter = 1, .cues = {{0, 60, "todo"}}}}});
+    load({.tracks = {
+              {.label = "English", .language = "en", .cues = {{3, 5, "c"}, {1, 2, "a"}, {2, 4, "b"}, {2, 2, "-"}}},
+              {.label = "Late", .language = "es", .addAfter = 1, .cues = {{0, 60, "todo"}}}}});
     const auto english = player->textTracks().get(0);
     double exitAt = 0;
     english->addEventListener(TextTrackEventTypes::EXIT_CUE, [&](const auto& e) {
@@ -178,7 +181,8 @@ TEST_F(SimulatedEngineTest, CuesEnterAndLeaveAtTheirTimes) {
     loop->drain();
     player->setCurrentTime(40);
     loop->drain();
-    EXPECT_THAT(news(), ElementsAre("pause", "entercue(b)", "exitcue(b)", "exitcue(c)", "entercue(a)", "exitcue(a)"));
+    EXPECT_THAT(news(),
+                ElementsAre("pause", "entercue(b)", "exitcue(b)", "exitcue(c)", "entercue(a)", "exitcue(a)"));
 
     const auto late = player->textTracks().get(1);
     late->setMode(TextTrackMode::showing);
@@ -187,8 +191,8 @@ TEST_F(SimulatedEngineTest, CuesEnterAndLeaveAtTheirTimes) {
     late->setMode(TextTrackMode::disabled);
     EXPECT_THAT(late->activeCues(), IsEmpty());
     late->setMode(TextTrackMode::hidden);
-    EXPECT_THAT(news(), ElementsAre("change(es showing)", "entercue(todo)", "change(es disabled)", "change(es hidden)",
-                                    "entercue(todo)"));
+    EXPECT_THAT(news(), ElementsAre("change(es showing)", "entercue(todo)", "change(es disabled)",
+                                    "change(es hidden)", "entercue(todo)"));
     player->simulateTrack({.kind = "captions", .language = "fr"});
     held->setSource(std::nullopt);
     late->setMode(TextTrackMode::showing);
@@ -196,9 +200,11 @@ TEST_F(SimulatedEngineTest, CuesEnterAndLeaveAtTheirTimes) {
                                     "removetrack(fr disabled)"));
 }
 
-// A listener that reacts to a cue by restarting its track, or to a change by showing another track, ends somewhere.
+// A listener that reacts to a cue by restarting its track, or to a change by showing another track, ends
+// somewhere.
 TEST_F(SimulatedEngineTest, ListenersMayTurnTheTracksAround) {
-    load({.tracks = {{.language = "a", .cues = {{1, 2, "x"}, {1, 3, "y"}}}, {.language = "b"}, {.language = "c"}}});
+    load(
+        {.tracks = {{.language = "a", .cues = {{1, 2, "x"}, {1, 3, "y"}}}, {.language = "b"}, {.language = "c"}}});
     auto& tracks = player->textTracks();
     const auto a = tracks.get(0), b = tracks.get(1), c = tracks.get(2);
     a->setMode(TextTrackMode::showing);
@@ -214,7 +220,8 @@ TEST_F(SimulatedEngineTest, ListenersMayTurnTheTracksAround) {
         if (e.track == a) c->setMode(TextTrackMode::showing);
     });
     b->setMode(TextTrackMode::showing);
-    EXPECT_THAT(news(), ElementsAre("change(a hidden)", "change(c showing)", "change(c hidden)", "change(b showing)"));
+    EXPECT_THAT(news(),
+                ElementsAre("change(a hidden)", "change(c showing)", "change(c hidden)", "change(b showing)"));
 
     load({.tracks = {{.language = "d", .cues = {{1, 2, "x"}, {1, 3, "y"}}}}});
     const auto d = tracks.get(0);
@@ -285,7 +292,8 @@ struct Interceptor final : ManifestInterceptor {
 };
 
 TEST_F(SimulatedEngineTest, AsksTheManifestInterceptor) {
-    const std::string asked = "error(The manifest interceptor was asked for interceptedm3u8://cdn.example/film.m3u8 and ";
+    const std::string asked =
+        "error(The manifest interceptor was asked for interceptedm3u8://cdn.example/film.m3u8 and ";
     const auto inAThread = [](auto& request) {
         std::thread([request] {
             request->setResponse({*request->request(), 200, {}});
@@ -346,7 +354,8 @@ TEST_F(SimulatedEngineTest, PaintsThePosition) {
     const auto frame = frames->latestFrame();
     EXPECT_EQ(told, 2);
     EXPECT_EQ(positionInPicture(*frame), 12.345);
-    EXPECT_EQ(std::to_integer<int>(frame->pixels.get()[35 * frame->stride]), std::lround(simulatedContentColor.blue * 255));
+    EXPECT_EQ(std::to_integer<int>(frame->pixels.get()[35 * frame->stride]),
+              std::lround(simulatedContentColor.blue * 255));
 
     // Three times as wide and twice as high, as on a screenshot.
     ui::VideoFrame scaled{64 * 3, 36 * 2, 64 * 3 * 4, 0, 0, nullptr};
@@ -399,9 +408,16 @@ TEST_F(SimulatedEngineTest, PlaysADayInNoTime) {
 // Numbers that make no sense neither hang the loop nor move it backwards.
 TEST_F(SimulatedEngineTest, SurvivesAScriptOfNonsense) {
     for (const double odd : {std::nan(""), -1.0, SimulatedScript::infinite, -SimulatedScript::infinite}) {
-        load({.metadataAfter = -odd, .canPlayAfter = odd, .duration = odd, .liveEdge = odd,
-              .stalls = {{odd, odd}, {0.5, odd}}, .error = {}, .tracks = {{.addAfter = odd, .cues = {{odd, odd, ""}}}},
-              .adBreaks = {{odd, {odd}}}, .timeUpdateInterval = odd, .seekTakes = odd});
+        load({.metadataAfter = -odd,
+              .canPlayAfter = odd,
+              .duration = odd,
+              .liveEdge = odd,
+              .stalls = {{odd, odd}, {0.5, odd}},
+              .error = {},
+              .tracks = {{.addAfter = odd, .cues = {{odd, odd, ""}}}},
+              .adBreaks = {{odd, {odd}}},
+              .timeUpdateInterval = odd,
+              .seekTakes = odd});
         player->play();
         loop->advance(3s);
         player->setCurrentTime(1);

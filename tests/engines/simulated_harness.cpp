@@ -24,7 +24,8 @@ public:
         script.duration = SimulatedScript::infinite;
         script.liveEdge = 30;
         factory_.setScript("https://cdn.example/live.m3u8", script);
-        factory_.setScript("https://cdn.example/bad.m3u8", {.error = SimulatedError{{}, "The playlist is not there."}});
+        factory_.setScript("https://cdn.example/bad.m3u8",
+                           {.error = SimulatedError{{}, "The playlist is not there."}});
         factory_.setScript("https://cdn.example/subtitled.m3u8",
                            {.tracks = {{.label = "Português", .language = "pt-br"},
                                        {.label = "English", .language = "en", .addAfter = 0.5}}});
