@@ -62,8 +62,7 @@ struct SimulatedScript {
     double canPlayAfter = 0;     // delay from the metadata on
     bool neverLoads = false;     // neither metadata nor an error, ever
 
-    std::optional<double> duration =
-        60.0;  // infinite: live; absent: the engine never learns it, and it never ends
+    std::optional<double> duration = 60.0;  // infinite: live; absent: never learned, and it never ends
     // For live: how much of the presentation exists when the metadata comes. Playback begins at the edge, which
     // moves on with the loop's clock; no position is ever past it.
     double liveEdge = 0;

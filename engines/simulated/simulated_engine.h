@@ -28,21 +28,18 @@ namespace quorel {
 
 // What it does beyond the contract:
 // - A track is `disabled` when it is added. Cues enter and leave exactly at their times: EXIT_CUE before ENTER_CUE
-// at
-//   one moment, each once per stay, also when a seek leads into or out of a cue. Disabling a track drops its
+//   at one moment, each once per stay, also when a seek leads into or out of a cue. Disabling a track drops its
 //   active cues without EXIT_CUE.
 // - An ad break freezes the content. Its events come on ads() in the order AD_BREAK_BEGIN, AD_BEGIN, AD_END, ...,
 //   AD_BREAK_END, always in pairs, also when the source is taken away meanwhile; then PLAYING comes again. A break
 //   before the content comes between PLAY and the first PLAYING. pause() holds the ad. A seek during a break is
 //   done when the break is over. There is no TIME_UPDATE while ads play.
 // - With a manifest interceptor installed, setSource() makes it ask for the source's URL, its scheme replaced by
-// the
-//   interceptor's, on the run loop; the script begins with the answer. A refusal, an error, an answer without
+//   the interceptor's, on the run loop; the script begins with the answer. A refusal, an error, an answer without
 //   data and a request that is released unanswered give ERROR. Server-side ad insertion sources are not asked for.
 // - A source whose every address is empty gives ERROR.
 // - The picture is simulatedPictureWidth x simulatedPictureHeight pixels, new with each TIME_UPDATE and each ad,
-// and
-//   gone with its source (test_picture.h).
+//   and gone with its source (test_picture.h).
 // - When the last reference is released, no event comes any more, and the picture leaves its superview.
 class SimulatedEngine : public THEOplayer {
 public:
