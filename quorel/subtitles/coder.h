@@ -9,25 +9,22 @@
 //
 // How a coder is added, for a format "XYZ":
 //  1. Declare `class XYZ;` in Subtitles::Coder below, and add its line to the table in coder.cpp, at its place:
-//  the
-//     first coder with an extension wins.
+//     the first coder with an extension wins.
 //  2. xyz.h: `class Subtitles::Coder::XYZ final : public SubtitlesLineCoder<Subtitles::Coder::XYZ>` with a public
-//     `static constexpr std::string_view extn`, `using SubtitlesLineCoder::decode;` and the same for `encode`, and
-//     overrides of the two text forms. The byte forms and Create() are inherited; override a byte form when the
+//     `static constexpr std::string_view extn`, `using SubtitlesLineCoder::decode;`, the same for `encode`, and
+//     overrides of the two text forms. The byte forms and Create() are inherited; override a byte form where the
 //     format is not plain text (JSON, XML). A coder without a text form implements SubtitlesCodable alone.
 //  3. decode(content) gets any bytes: begin with detail::decodableText(content), which drops the byte-order mark
-//  and
-//     throws invalidEncoding for what is not UTF-8. Walk with detail::LineReader (lines_private.h), read numbers
-//     with numbers_private.h, write times with time_writing_private.h.
-//  4. Put texts into detail::TextBlocks and make cues with Cue::sharing: no allocation per cue, and cues that
-//  share
-//     one text (several time stamps on one line) share its bytes, so that memory stays in proportion to the input.
-//     End with Subtitles(std::move(cues)), which sorts.
-//  5. The format's pattern is a Regex constant in a function; a Regex::Matcher, made once per call, runs it. Where
-//  a
-//     scan by hand is faster, it may accept a part of the language and leave the rest to the pattern; a test
-//     compares the two. Beware of patterns that try again from every character of a run, such as "\[[^\]]+\]" on a
-//     megabyte of "[": guard them with a look-behind as srt.cpp does, or find the delimiters by hand.
+//     and throws invalidEncoding for what is not UTF-8. Walk with detail::LineReader (lines_private.h), read
+//     numbers with numbers_private.h, write times with time_writing_private.h.
+//  4. Put texts into detail::TextBlocks and cues into a detail::CueList, whose take() makes the sorted document:
+//     no allocation per cue, and cues that share one text (several time stamps on one line) share its bytes, so
+//     that memory stays in proportion to the input.
+//  5. The format's pattern is a Regex constant in a function; a Regex::Matcher, made once per call, runs it.
+//     Where a scan by hand is faster, it may accept a part of the language and leave the rest to the pattern; a
+//     test compares the two. Beware of patterns that try again from every character of a run, such as
+//     "\[[^\]]+\]" on a megabyte of "[": guard them with a look-behind as srt.cpp does, or find the delimiters by
+//     hand.
 //  6. Tests: a table of inputs and expected cues or errors in tests/subtitles, a fuzz target in fuzz/.
 #pragma once
 

@@ -62,6 +62,8 @@ public:
         }
     }
 
+    // The start of the next line, or the end of the text.
+    const char* position() const { return at_; }
     // Of the line that was read last, from 0; -1 before the first. After the last line has been read, that plus
     // one is the count of all lines.
     std::int64_t number() const { return count_ - 1; }

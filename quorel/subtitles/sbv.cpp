@@ -1,5 +1,6 @@
 #include "quorel/subtitles/sbv.h"
 
+#include "quorel/subtitles/cue_list_private.h"
 #include "quorel/subtitles/lines_private.h"
 #include "quorel/subtitles/sbv_reading_private.h"
 #include "quorel/subtitles/text_blocks_private.h"
@@ -29,7 +30,7 @@ Subtitles Subtitles::Coder::SBV::decode(std::string_view content) const {
     detail::TextBlocks blocks(text.size());
     detail::OnlyMatch pattern(&detail::sbvTimingPattern);
     detail::TimingParts parts;
-    std::vector<Cue> cues;
+    detail::CueList cues(text);
     for (std::string_view line; lines.next(line);) {
         if (line.empty()) continue;
         if (!detail::scanSBVTiming(line, parts) && !(pattern.find(line) && pattern.numbers(parts))) {
@@ -48,9 +49,9 @@ Subtitles Subtitles::Coder::SBV::decode(std::string_view content) const {
         fields.startTime = timing.start;
         fields.endTime = timing.end;
         fields.text = blocks.finish();
-        cues.push_back(Cue::sharing(blocks.block(), fields));
+        cues.add(blocks.block(), fields, lines.position());
     }
-    return Subtitles(std::move(cues));
+    return cues.take();
 }
 
 std::string Subtitles::Coder::SBV::encode(const Subtitles& subtitles) const {

@@ -1,5 +1,6 @@
 #include "quorel/subtitles/srt.h"
 
+#include "quorel/subtitles/cue_list_private.h"
 #include "quorel/subtitles/srt_scanner_private.h"
 #include "quorel/subtitles/text_blocks_private.h"
 #include "quorel/subtitles/time_writing_private.h"
@@ -12,7 +13,7 @@ constexpr std::string_view timingPattern =
 
 class DocumentSink {
 public:
-    explicit DocumentSink(std::size_t size) : blocks_(size) {}
+    explicit DocumentSink(std::string_view content) : cues(content), blocks_(content.size()) {}
 
     void timing(std::int64_t position, const detail::Timing& timing) {
         fields_.position = position;
@@ -23,13 +24,13 @@ public:
         if (!blocks_.pending().empty()) blocks_.append('\n');
         blocks_.append(line);
     }
-    void finish() {
+    void finish(const char* reached) {
         fields_.text = blocks_.finish();
-        cues.push_back(Subtitles::Cue::sharing(blocks_.block(), fields_));
+        cues.add(blocks_.block(), fields_, reached);
     }
     void drop() { blocks_.drop(); }
 
-    std::vector<Subtitles::Cue> cues;
+    detail::CueList cues;
 
 private:
     detail::TextBlocks blocks_;
@@ -60,9 +61,9 @@ bool detail::scanSRTTiming(std::string_view line, TimingParts& parts) {
 }
 
 Subtitles Subtitles::Coder::SRT::decode(std::string_view content) const {
-    DocumentSink sink(content.size());
+    DocumentSink sink(content);
     detail::scanSRT(content, sink);
-    return Subtitles(std::move(sink.cues));
+    return sink.cues.take();
 }
 
 std::string Subtitles::Coder::SRT::encode(const Subtitles& subtitles) const {

@@ -15,7 +15,7 @@ const Regex& guardedSRTTimingPattern();
 bool scanSRTTiming(std::string_view line, TimingParts& parts);
 
 // Calls, for each cue, sink.timing(position, timing), sink.line(text) for each line of its text, and at last
-// sink.finish(), or sink.drop() for a cue that does not count.
+// sink.finish(reached), or sink.drop() for a cue that does not count.
 template <class Sink>
 void scanSRT(std::string_view content, Sink& sink) {
     constexpr std::int64_t none = -1;
@@ -49,7 +49,7 @@ void scanSRT(std::string_view content, Sink& sink) {
                     sink.line(line);
                     break;
                 }
-                sink.finish();
+                sink.finish(lines.position());
                 position = none;
                 state = State::idle;
                 break;
@@ -58,7 +58,7 @@ void scanSRT(std::string_view content, Sink& sink) {
     if (state == State::timing && position != none) throw SubTitlesError::invalidTime(-1);
     if (state != State::text) return;
     if (position != none) {
-        sink.finish();
+        sink.finish(lines.position());
     } else {
         sink.drop();
     }

@@ -29,7 +29,7 @@ public:
         if (out.size() != textStart_) out += '\n';
         out += line;
     }
-    void finish() { out += "\n\n"; }
+    void finish(const char*) { out += "\n\n"; }
     void drop() { out.resize(cueStart_); }
 
     std::string out;

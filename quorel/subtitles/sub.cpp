@@ -1,6 +1,7 @@
 #include "quorel/subtitles/sub.h"
 
 #include "quorel/foundation/text.h"
+#include "quorel/subtitles/cue_list_private.h"
 #include "quorel/subtitles/lines_private.h"
 #include "quorel/subtitles/numbers_private.h"
 #include "quorel/subtitles/text_blocks_private.h"
@@ -15,9 +16,11 @@ public:
 
     // An empty token is none.
     bool next(std::string_view& token) {
-        const std::size_t begin = rest_.find_first_not_of("{}");
-        if (begin == std::string_view::npos) return false;
-        const std::size_t end = std::min(rest_.find_first_of("{}", begin), rest_.size());
+        std::size_t begin = 0;
+        while (begin < rest_.size() && isBrace(rest_[begin])) ++begin;
+        if (begin == rest_.size()) return false;
+        std::size_t end = begin + 1;
+        while (end < rest_.size() && !isBrace(rest_[end])) ++end;
         token = rest_.substr(begin, end - begin);
         rest_.remove_prefix(end);
         return true;
@@ -31,6 +34,8 @@ public:
     }
 
 private:
+    static bool isBrace(char c) { return c == '{' || c == '}'; }
+
     std::string_view rest_;
 };
 
@@ -40,7 +45,7 @@ Subtitles Subtitles::Coder::SUB::decode(std::string_view content) const {
     const std::string_view text = detail::decodableText(content);
     detail::LineReader lines(text);
     detail::TextBlocks blocks(text.size());
-    std::vector<Cue> cues;
+    detail::CueList cues(text);
     for (std::string_view line; lines.next(line);) {
         line = trimmedWhitespaceAndNewlines(line);
         if (line.empty()) continue;
@@ -61,9 +66,9 @@ Subtitles Subtitles::Coder::SUB::decode(std::string_view content) const {
         fields.startTime = Time(detail::readDouble(frames[0]).value_or(0) / framerate);
         fields.endTime = Time(detail::readDouble(frames[1]).value_or(0) / framerate);
         fields.text = blocks.finish();
-        cues.push_back(Cue::sharing(blocks.block(), fields));
+        cues.add(blocks.block(), fields, lines.position());
     }
-    return Subtitles(std::move(cues));
+    return cues.take();
 }
 
 std::string Subtitles::Coder::SUB::encode(const Subtitles&) const {

@@ -42,7 +42,7 @@ SubTitlesError::SubTitlesError(Code code, const std::string& payload)
     : Error(std::string(nameOf(code)) + "(" + payload + ")"), code_(code) {}
 
 SubTitlesError SubTitlesError::unsupportedFileType(std::string_view fileExtension) {
-    SubTitlesError error(Code::unsupportedFileType, "\"" + std::string(fileExtension) + "\"");
+    SubTitlesError error(Code::unsupportedFileType, std::string(fileExtension));
     error.fileExtension_ = fileExtension;
     return error;
 }

@@ -1,5 +1,6 @@
 #include "quorel/subtitles/vtt.h"
 
+#include "quorel/subtitles/cue_list_private.h"
 #include "quorel/subtitles/lines_private.h"
 #include "quorel/subtitles/text_blocks_private.h"
 #include "quorel/subtitles/vtt_reading_private.h"
@@ -136,7 +137,7 @@ Subtitles Subtitles::Coder::VTT::decode(std::string_view content) const {
     };
     skipBlock();
 
-    std::vector<Cue> cues;
+    detail::CueList cues(content);
     CueTexts texts(content.size());
     detail::OnlyMatch pattern(&detail::guardedVTTTimingPattern);
     detail::TimingParts parts;
@@ -158,9 +159,9 @@ Subtitles Subtitles::Coder::VTT::decode(std::string_view content) const {
         texts.begin(fields.identifier.value_or(std::string_view()));
         while (lines.next(line) && !line.empty()) texts.line(line);
         std::shared_ptr<const char[]> block = texts.finish(fields);
-        cues.push_back(Cue::sharing(std::move(block), fields));
+        cues.add(std::move(block), fields, lines.position());
     }
-    return Subtitles(std::move(cues));
+    return cues.take();
 }
 
 std::string Subtitles::Coder::VTT::encode(const Subtitles& subtitles) const {

@@ -60,7 +60,8 @@ std::uint32_t compileOptions(Regex::Options options) {
     if (contains(options, O::caseInsensitive)) result |= PCRE2_CASELESS;
     // The engine knows no other option together with a literal pattern, and none would change anything.
     if (contains(options, O::ignoreMetacharacters)) return result | PCRE2_LITERAL;
-    result |= PCRE2_UCP;
+    // \C matches a single byte, and a match could end within a character.
+    result |= PCRE2_UCP | PCRE2_NEVER_BACKSLASH_C;
     if (contains(options, O::allowCommentsAndWhitespace)) result |= PCRE2_EXTENDED;
     if (contains(options, O::dotMatchesLineSeparators)) result |= PCRE2_DOTALL;
     if (contains(options, O::anchorsMatchLines)) result |= PCRE2_MULTILINE;
@@ -132,6 +133,7 @@ Regex::Engine::Engine(std::string_view pattern, Options options) : pattern_(patt
                              std::to_string(offset) + ": " + engineMessage(error) + ".",
                          offset);
     }
+    limits_ = sharedLimits();
     pcre2_pattern_info(code_, PCRE2_INFO_CAPTURECOUNT, &captureCount_);
     jit_ = pcre2_jit_compile(code_, PCRE2_JIT_COMPLETE) == 0;
     // \G holds where a search begins, so a search cut into slices would find it where it is not.
@@ -180,7 +182,7 @@ bool Regex::Engine::search(std::string_view subject, std::size_t from, std::uint
     if (subject.size() - from > longText && mayBeSliced_ && (flags & PCRE2_ANCHORED) == 0) {
         return searchInSlices(subject, from, flags, memory, progress);
     }
-    int result = run(subject, from, flags, memory, sharedLimits());
+    int result = run(subject, from, flags, memory, limits_);
     if (result == PCRE2_ERROR_JIT_STACKLIMIT) {
         ThreadState& state = threadState();
         if (state.stack == nullptr) {

@@ -89,6 +89,7 @@ private:
     std::string pattern_;
     Options options_;
     pcre2_real_code_8* code_ = nullptr;
+    pcre2_real_match_context_8* limits_ = nullptr;  // shared by all
     std::uint32_t captureCount_ = 0;
     bool jit_ = false;
     bool mayBeSliced_ = true;

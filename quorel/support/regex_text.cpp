@@ -53,7 +53,9 @@ Regex::Matches Regex::matchesUpToIncluding(const Text& text, std::size_t last, M
 }
 
 std::string Regex::UTF16Range::description() const {
-    return "{" + std::to_string(location) + ", " + std::to_string(length) + "}";
+    std::string text = "{";
+    text.append(std::to_string(location)).append(", ").append(std::to_string(length)).append("}");
+    return text;
 }
 
 std::string Regex::Match::captureString(std::size_t index) const {

@@ -56,6 +56,7 @@ TEST(Regex, ReportsBadPatternsOptionsAndTexts) {
     };
     EXPECT_EQ(code([] { Regex("ab(c"); }), std::pair(RegexError::Code::invalidPattern, std::size_t{4}));
     EXPECT_EQ(code([] { Regex("\xFF"); }).first, RegexError::Code::invalidPattern);
+    EXPECT_EQ(code([] { Regex(R"(\C)"); }).first, RegexError::Code::invalidPattern);  // half a character
     EXPECT_EQ(code([] { Regex("a", Options::useUnicodeWordBoundaries); }).first,
               RegexError::Code::unsupportedOption);
     EXPECT_EQ(code([] { Regex("a").hasMatch("a\xC3"); }).first, RegexError::Code::invalidText);
