@@ -199,6 +199,32 @@ public:
     LogToReporter& operator=(const LogToReporter&) = delete;
 };
 
+// Answers every request with an error.
+class Refusal final : public UrlProtocol {
+public:
+    bool canInit(const URLRequest&) const override { return true; }
+    void startLoading(const URLRequest&, std::shared_ptr<UrlProtocolClient> client) override {
+        client->didFail(URLError(URLError::Code::cancelled));
+    }
+};
+
+// A load that is under way keeps the player, and needs the loop and the executor that it lives on. It ends when
+// its requests do: the old URL session cancels them as it goes, the new one gives no others.
+void letGo(std::shared_ptr<QuorelPlayerViewController> player, RealRunLoop& loop) {
+    UrlSession::Configuration refusing;
+    refusing.protocols.push_back(std::make_shared<Refusal>());
+    PlatformServices services = Quorel::shared().services();
+    services.urlSession = std::make_shared<UrlSession>(std::move(refusing));
+    Quorel::shared().install(std::move(services));
+
+    const std::weak_ptr<QuorelPlayerViewController> ending = player;
+    player.reset();
+    loop.runUntil([&] { return ending.expired(); }, std::chrono::seconds(5));
+    Quorel::shared().install({});
+    // Whatever the engine posted last holds on to what it speaks of.
+    loop.runUntil([] { return false; }, std::chrono::milliseconds(10));
+}
+
 }  // namespace
 
 int play(const Arguments& arguments, const std::shared_ptr<RealRunLoop>& loop,
@@ -232,11 +258,8 @@ int play(const Arguments& arguments, const std::shared_ptr<RealRunLoop>& loop,
     const Summary summary = run->finished();
 
     player->unmount();
-    player.reset();
-    // What the engine and a load under way still post is let go of here, before the loop is.
-    loop->runUntil([] { return false; }, std::chrono::milliseconds(50));
+    letGo(std::move(player), *loop);
     reporter.summary(summary);
-    Quorel::shared().install({});
     return summary.exitCode;
 }
 
