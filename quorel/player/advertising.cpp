@@ -3,6 +3,8 @@
 namespace quorel {
 
 // Until the details' ad groups are read, no content has ad tags.
-std::vector<AdDescription> QuorelPlayerViewController::makeAds() const { return {}; }
+std::vector<AdDescription> QuorelPlayerViewController::makeAds() const {
+    return {};
+}
 
 }  // namespace quorel

@@ -42,7 +42,8 @@ void QuorelPlayerViewController::setup(const std::string& with, bool hideUI, dou
         removeEngineListeners(*old);
         player_ = nullptr;
     }
-    // The configuration stays: until the new one is there, a second call with the new id is taken for a repetition.
+    // The configuration stays: until the new one is there, a second call with the new id is taken for a
+    // repetition.
     videoDetail_.reset();
     liveDetails_.reset();
     liveStatus_.reset();

@@ -44,8 +44,8 @@ public:
     //
     // `startTime` (seconds) is where playback begins, `subtitle` the language code of the subtitle to show, in any
     // case; `customImaParams` is extra ad targeting. Once any configuration has been loaded, a call with the id of
-    // the call before changes nothing at all, not even `startTime`. Two loads at once are not ordered: the one that
-    // finishes later wins.
+    // the call before changes nothing at all, not even `startTime`. Two loads at once are not ordered: the one
+    // that finishes later wins.
     void setup(const std::string& with, bool hideUI, double startTime, const std::optional<std::string>& subtitle,
                std::map<std::string, std::string> customImaParams);
 
@@ -128,7 +128,7 @@ private:
     std::shared_ptr<THEOplayer> player_;
     std::weak_ptr<QuorelPlayerListener> listener_;
     std::map<std::string, EventListener, std::less<>> internalListeners_;  // by the keys of engine_listeners.cpp
-    std::shared_ptr<AdPlayerViewController> prerollAdVC_;  // present while it owns the screen
+    std::shared_ptr<AdPlayerViewController> prerollAdVC_;                  // present while it owns the screen
     bool isInAdBreak_ = false;
     bool muted_ = false;
     double currentTime_ = 0;  // seconds; the last position outside an ad break

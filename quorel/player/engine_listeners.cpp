@@ -1,7 +1,7 @@
 // What the engine reports, and what the host hears of it.
 //
-// Every function here holds the public listener strongly, and the controller and the engine weakly. Those that need
-// the listener alone go on for as long as the engine lives, whatever becomes of the controller.
+// Every function here holds the public listener strongly, and the controller and the engine weakly. Those that
+// need the listener alone go on for as long as the engine lives, whatever becomes of the controller.
 #include <string_view>
 #include <utility>
 
@@ -35,7 +35,8 @@ void QuorelPlayerViewController::registerEngineListeners(const std::shared_ptr<Q
            listener->onEvent(Event::metadataLoaded{{controller->isLive_, engine->duration().value_or(0)}});
            engine->setCurrentTime(controller->startTime_);
        });
-    on("play", *player, PlayerEventTypes::PLAY, [listener](const PlayEvent&) { listener->onEvent(Event::play{}); });
+    on("play", *player, PlayerEventTypes::PLAY,
+       [listener](const PlayEvent&) { listener->onEvent(Event::play{}); });
     on("playing", *player, PlayerEventTypes::PLAYING, [listener, weakSelf, weakEngine](const PlayingEvent&) {
         listener->onEvent(Event::playing{});
         const auto controller = weakSelf.lock();
@@ -53,8 +54,9 @@ void QuorelPlayerViewController::registerEngineListeners(const std::shared_ptr<Q
        [listener, outsideAdBreak](const DurationChangeEvent& event) {
            if (outsideAdBreak()) listener->onEvent(Event::durationUpdate{event.duration.value_or(0)});
        });
-    on("error", *player, PlayerEventTypes::ERROR,
-       [listener](const ErrorEvent& event) { listener->onEvent(Event::error{event.error, true}); });
+    on("error", *player, PlayerEventTypes::ERROR, [listener](const ErrorEvent& event) {
+        listener->onEvent(Event::error{event.error, true});
+    });
     on("timeUpdate", *player, PlayerEventTypes::TIME_UPDATE,
        [listener, outsideAdBreak](const TimeUpdateEvent& event) {
            const auto controller = outsideAdBreak();
@@ -85,22 +87,24 @@ void QuorelPlayerViewController::registerEngineListeners(const std::shared_ptr<Q
        [listener, weakSelf](const TrackChangeEvent& event) {
            if (const auto controller = weakSelf.lock()) controller->subtitleChanged(event.track, *listener);
        });
-    on("playbackRateChanged", *player, PlayerEventTypes::RATE_CHANGE, [listener, weakSelf](const RateChangeEvent&) {
-        const auto controller = weakSelf.lock();
-        if (!controller || !controller->player_) return;
-        listener->onEvent(Event::playbackRateChanged{controller->player_->playbackRate()});
-    });
+    on("playbackRateChanged", *player, PlayerEventTypes::RATE_CHANGE,
+       [listener, weakSelf](const RateChangeEvent&) {
+           const auto controller = weakSelf.lock();
+           if (!controller || !controller->player_) return;
+           listener->onEvent(Event::playbackRateChanged{controller->player_->playbackRate()});
+       });
     on("adbegin", player->ads(), AdsEventTypes::AD_BEGIN,
        [listener](const AdBeginEvent&) { listener->onEvent(Event::adBegin{}); });
     on("adend", player->ads(), AdsEventTypes::AD_END,
        [listener](const AdEndEvent&) { listener->onEvent(Event::adEnd{}); });
-    on("adbreakstart", player->ads(), AdsEventTypes::AD_BREAK_BEGIN, [listener, weakSelf](const AdBreakBeginEvent&) {
-        const auto controller = weakSelf.lock();
-        if (!controller) return;
-        controller->isInAdBreak_ = true;
-        if (controller->playerUI_) controller->playerUI_->setHidden(true);
-        listener->onEvent(Event::adBreakBegin{});
-    });
+    on("adbreakstart", player->ads(), AdsEventTypes::AD_BREAK_BEGIN,
+       [listener, weakSelf](const AdBreakBeginEvent&) {
+           const auto controller = weakSelf.lock();
+           if (!controller) return;
+           controller->isInAdBreak_ = true;
+           if (controller->playerUI_) controller->playerUI_->setHidden(true);
+           listener->onEvent(Event::adBreakBegin{});
+       });
     on("adbreakend", player->ads(), AdsEventTypes::AD_BREAK_END, [listener, weakSelf](const AdBreakEndEvent&) {
         const auto controller = weakSelf.lock();
         if (!controller) return;

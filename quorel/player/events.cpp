@@ -37,7 +37,9 @@ struct Payload {
     std::string operator()(const Event::metadataLoaded& event) const {
         return fmt::format("(isLive: {}, duration: {})", event.metadata.isLive, event.metadata.duration);
     }
-    std::string operator()(const Event::durationUpdate& event) const { return fmt::format("(time: {})", event.time); }
+    std::string operator()(const Event::durationUpdate& event) const {
+        return fmt::format("(time: {})", event.time);
+    }
     std::string operator()(const Event::error& event) const {
         return fmt::format("(error: \"{}\", canRetry: {})", event.error, event.canRetry);
     }
@@ -59,7 +61,9 @@ struct Payload {
 
 }  // namespace
 
-std::string_view eventName(const QuorelPlayerEvent& event) { return names[event.value().index()]; }
+std::string_view eventName(const QuorelPlayerEvent& event) {
+    return names[event.value().index()];
+}
 
 std::string describe(const QuorelPlayerEvent& event) {
     return std::string(eventName(event)) + std::visit(Payload(), event.value());

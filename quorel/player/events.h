@@ -94,13 +94,14 @@ public:
         bool operator==(const adBreakEnd&) const = default;
     };
 
-    using Case = std::variant<metadataLoaded, durationUpdate, error, timeUpdate, subtitlesAvailable, subtitleSelected,
-                              playbackRateChanged, play, playing, pause, waiting, ended, muted, unmuted,
-                              enterFullScreen, exitFullScreen, adBegin, adBreakBegin, adEnd, adBreakEnd>;
+    using Case = std::variant<metadataLoaded, durationUpdate, error, timeUpdate, subtitlesAvailable,
+                              subtitleSelected, playbackRateChanged, play, playing, pause, waiting, ended, muted,
+                              unmuted, enterFullScreen, exitFullScreen, adBegin, adBreakBegin, adEnd, adBreakEnd>;
 
     template <class C>
-        requires(!std::same_as<std::remove_cvref_t<C>, QuorelPlayerEvent> && std::constructible_from<Case, C>)
-    QuorelPlayerEvent(C&& oneCase) : value_(std::forward<C>(oneCase)) {}
+    requires(!std::same_as<std::remove_cvref_t<C>, QuorelPlayerEvent> && std::constructible_from<Case, C>)
+        QuorelPlayerEvent(C&& oneCase)
+        : value_(std::forward<C>(oneCase)) {}
 
     template <class C>
     const C* getIf() const {

@@ -3,6 +3,8 @@
 namespace quorel {
 
 // Until live state is evaluated, all content counts as on air.
-bool QuorelPlayerViewController::evaluateLiveState() { return false; }
+bool QuorelPlayerViewController::evaluateLiveState() {
+    return false;
+}
 
 }  // namespace quorel

@@ -9,7 +9,8 @@
 
 namespace quorel {
 
-Task<void> QuorelPlayerViewController::load(std::shared_ptr<QuorelPlayerViewController> controller, std::string id) {
+Task<void> QuorelPlayerViewController::load(std::shared_ptr<QuorelPlayerViewController> controller,
+                                            std::string id) {
     controller->player_ = controller->session_.createPlayer();
     std::optional<PlayerConfigModel> config;
     std::exception_ptr failure;
@@ -27,7 +28,8 @@ Task<void> QuorelPlayerViewController::load(std::shared_ptr<QuorelPlayerViewCont
 
 // The caller keeps the controller alive. Nothing here compares the id on its way: two loads at once write the same
 // fields, and the later one wins.
-Task<PlayerConfigModel> QuorelPlayerViewController::loadContent(std::string id, std::shared_ptr<THEOplayer> player) {
+Task<PlayerConfigModel> QuorelPlayerViewController::loadContent(std::string id,
+                                                                std::shared_ptr<THEOplayer> player) {
     loadViewIfNeeded();
     player->setFrame(viewHolder_->bounds());
     player->addAsSubview(viewHolder_);
@@ -77,7 +79,8 @@ void QuorelPlayerViewController::loadSource(PlayerConfigModel config) {
 
         if (videoDetail_ && videoDetail_->assets.availableSrt) {
             QuorelPlayerEvent::subtitlesAvailable available;
-            for (const auto& entry : *videoDetail_->assets.availableSrt) available.subtitles.push_back(entry.first);
+            for (const auto& entry : *videoDetail_->assets.availableSrt)
+                available.subtitles.push_back(entry.first);
             sendToListener(available);
         }
     }

@@ -7,7 +7,8 @@ namespace quorel {
 
 using Event = QuorelPlayerEvent;
 
-void QuorelPlayerViewController::subtitleAdded(const std::shared_ptr<Track>& added, QuorelPlayerListener& listener) {
+void QuorelPlayerViewController::subtitleAdded(const std::shared_ptr<Track>& added,
+                                               QuorelPlayerListener& listener) {
     const auto track = std::dynamic_pointer_cast<TextTrack>(added);
     if (!track) return;
     if (track->kind() == "captions") {

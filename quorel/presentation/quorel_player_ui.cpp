@@ -21,6 +21,8 @@ QuorelPlayerUI::QuorelPlayerUI(const std::shared_ptr<THEOplayer>& player, std::v
     setAccessibilityName("Player controls");
 }
 
-void QuorelPlayerUI::moveButtonsToNavigationBar(ui::NavigationItem& item) { item.rightBarItems = topRightButtons_; }
+void QuorelPlayerUI::moveButtonsToNavigationBar(ui::NavigationItem& item) {
+    item.rightBarItems = topRightButtons_;
+}
 
 }  // namespace quorel

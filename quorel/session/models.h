@@ -122,7 +122,7 @@ struct VideoDetailAssets {
     std::string player;
     std::string thumbnail;
     std::string endScreen;
-    std::optional<std::string> hls;  // what is played comes from the configuration
+    std::optional<std::string> hls;                                  // what is played comes from the configuration
     std::optional<std::map<std::string, std::string>> availableSrt;  // language code to URL of an SRT file
     QUOREL_JSON_FIELDS(VideoDetailAssets, iframe, player, thumbnail, endScreen, hls, availableSrt)
     bool operator==(const VideoDetailAssets&) const = default;

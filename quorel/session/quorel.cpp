@@ -59,7 +59,9 @@ void Quorel::registerFonts() {
     for (const std::string& font : fonts) services_.fontRegistry->registerFont(font);
 }
 
-void Quorel::setSessionId(std::string token) { ssid_ = std::move(token); }
+void Quorel::setSessionId(std::string token) {
+    ssid_ = std::move(token);
+}
 
 std::shared_ptr<THEOplayer> Quorel::createPlayer() {
     const PlatformServices& platform = services();

@@ -24,8 +24,12 @@ QuorelAPI& QuorelAPI::shared() {
     return api;
 }
 
-std::string_view QuorelAPI::defaultBaseURL() { return QUOREL_API_BASE_URL; }
-std::string_view QuorelAPI::defaultVantorURL() { return QUOREL_VANTOR_BASE_URL; }
+std::string_view QuorelAPI::defaultBaseURL() {
+    return QUOREL_API_BASE_URL;
+}
+std::string_view QuorelAPI::defaultVantorURL() {
+    return QUOREL_VANTOR_BASE_URL;
+}
 
 QuorelAPI::QuorelAPI(Quorel& session, std::string_view baseURL, std::string_view vantorURL)
     : session_(session), baseURL_(urlOrFatal(baseURL)), vantorURL_(urlOrFatal(vantorURL)) {}

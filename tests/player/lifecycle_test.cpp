@@ -7,62 +7,21 @@ namespace {
 using Lifecycle = PlayerTest;
 
 TEST_F(Lifecycle, TheViewsStandInTheirPlaces) {
-    controller->layoutIn({10, 20, 640, 360});
-    load("film");
-    const auto& holder = controller->view()->subviews().front();
-    EXPECT_EQ(holder->backgroundColor(), ui::Color::black());
-    EXPECT_EQ(holder->frame(), (ui::Rect{0, 0, 640, 360}));
-    EXPECT_EQ(factory->latest()->frame(), (ui::Rect{0, 0, 640, 360}));
-    EXPECT_EQ(holder->subviews().back(), controller->playerUI());
-
-    const auto& badge = controller->view()->subviews().back();
-    EXPECT_TRUE(badge->isHidden());
-    EXPECT_EQ((ui::Point{badge->frame().x, badge->frame().y}), (ui::Point{16, 16}));
-    EXPECT_EQ(badge->cornerRadius(), 4);
-    const auto label = std::dynamic_pointer_cast<ui::Label>(badge->subviews().front());
-    ASSERT_TRUE(label);
-    EXPECT_EQ(label->text(), "Live");
-    EXPECT_EQ(label->font(), (ui::Font{"Poppins-Bold", 14}));
-
-    controller->layoutIn({0, 0, 320, 180});
-    EXPECT_EQ(factory->latest()->frame(), (ui::Rect{0, 0, 320, 180}));
-    EXPECT_EQ(controller->playerUI()->frame(), (ui::Rect{0, 0, 320, 180}));
-}
-
-TEST_F(Lifecycle, OverlaysOfEarlierLoadsStayBelow) {
     load("film");
     const auto first = controller->playerUI();
     load("other");
-    EXPECT_EQ(first->superview(), controller->playerUI()->superview());
-    EXPECT_EQ(first->superview()->subviews().back(), controller->playerUI());
-    EXPECT_EQ(first->player(), nullptr) << "an overlay does not keep its engine";
-}
-
-TEST_F(Lifecycle, HostOperationsReachTheEngineWhenThereIsOne) {
-    double time = -1;
-    const auto readTime = [&] { controller->getCurrentTime([&](double now) { time = now; }); };
-    const auto useAll = [&] {
-        controller->pause();
-        controller->seekTo(30);
-        controller->setPlaybackRate(2);
-        controller->mute();
-        readTime();
-    };
-    useAll();
-    EXPECT_EQ(time, 0);
-
-    load("film");
-    loop->advance(std::chrono::seconds(1));
-    const auto engine = factory->latest();
-    useAll();
-    EXPECT_TRUE(engine->paused());
-    EXPECT_EQ(time, 30);
-    EXPECT_EQ(engine->playbackRate(), 2);
-    EXPECT_TRUE(engine->muted());
-    controller->unmute();
-    EXPECT_FALSE(engine->muted());
-    controller->play();
-    EXPECT_FALSE(engine->paused());
+    controller->layoutIn({10, 20, 640, 360});
+    const auto& holder = controller->view()->subviews().front();
+    EXPECT_EQ(holder->backgroundColor(), ui::Color::black());
+    EXPECT_EQ(holder->subviews().back(), controller->playerUI());
+    EXPECT_EQ(first->superview(), holder) << "the overlay of an earlier load stays below";
+    EXPECT_EQ(first->player(), nullptr) << "and does not keep its engine";
+    for (const ui::Rect frame : {holder->frame(), controller->playerUI()->frame(), factory->latest()->frame()}) {
+        EXPECT_EQ(frame, (ui::Rect{0, 0, 640, 360}));
+    }
+    const auto& badge = controller->view()->subviews().back();
+    EXPECT_TRUE(badge->isHidden());
+    EXPECT_EQ(std::dynamic_pointer_cast<ui::Label>(badge->subviews().front())->text(), "Live");
 }
 
 TEST_F(Lifecycle, UnmountEndsTheEngineAndKeepsTheConfiguration) {
@@ -73,6 +32,8 @@ TEST_F(Lifecycle, UnmountEndsTheEngineAndKeepsTheConfiguration) {
     EXPECT_EQ(factory->latest(), nullptr);
     EXPECT_EQ(recorder->take().back(), "pause");
     controller->unmount();
+    controller->play();
+    controller->getCurrentTime([](double time) { EXPECT_EQ(time, 0); });
     load("film");
     EXPECT_EQ(controller->player(), nullptr);
     load("other");
@@ -104,6 +65,22 @@ TEST_F(Lifecycle, ALoadKeepsItsPlayerUntilItIsDone) {
     EXPECT_TRUE(engine->source());
     EXPECT_TRUE(engine->paused());
     EXPECT_EQ(log.text(), "QuorelPlayer deinit\n");
+}
+
+TEST_F(Lifecycle, AHostMayDoAnythingInAnEvent) {
+    load("film");
+    recorder->then = [&](const QuorelPlayerEvent& event) {
+        if (event.getIf<QuorelPlayerEvent::playing>() != nullptr) controller->unmount();
+        if (event.getIf<QuorelPlayerEvent::pause>() != nullptr) {
+            recorder->then = nullptr;
+            controller->setup("other", false, 0, {}, {});
+        }
+    };
+    loop->advance(std::chrono::seconds(1));
+    finishLoads();
+    EXPECT_EQ(factory->players().size(), 1u);
+    EXPECT_EQ(factory->latest()->source()->source.src, "https://cdn.test/other.m3u8");
+    EXPECT_FALSE(factory->latest()->paused());
 }
 
 }  // namespace

@@ -8,22 +8,28 @@ namespace quorel {
 namespace {
 
 constexpr const char* base = "https://backend.test/v1/";
+using Lines = std::vector<std::string>;
 
-std::string configBody(const std::string& createdAt) {
-    return R"({"title":"Film","broadcasting":false,"videoOnDemand":true,"assets":{"hls":"h","thumbnail":"t",)"
-           R"("endScreen":"e","playerColor":"c"},"createdAt":")" +
-           createdAt + R"("})";
-}
+struct CountingExecutor final : Executor {
+    void post(std::function<void()> function) override {
+        ++posted;
+        inner.post(std::move(function));
+    }
+    bool isCurrent() const override { return inner.isCurrent(); }
+    std::atomic<int> posted = 0;
+    BackgroundExecutor inner;
+};
 
 class QuorelAPITest : public ::testing::Test {
 protected:
     QuorelAPITest() {
+        PlatformServices services = PlatformServices::standard(loop, nullptr);
         services.urlSession->registerProtocol(backend);
-        session.install(services);
-        services = {};
+        services.background = background;
+        session.install(std::move(services));
     }
 
-    // Runs the operation on `executor` to its end: the model's text form, or what was thrown.
+    // Runs the operation on `executor` to its end: when the content was created, or the text of what was thrown.
     template <class Model>
     std::string outcome(Task<Model> operation, Executor& executor) {
         std::atomic<bool> done = false;
@@ -32,11 +38,10 @@ protected:
         EXPECT_TRUE(loop->drainUntil([&] { return done.load(); }));
         return result;
     }
-    std::string outcome() { return outcome(api.fetchPlayerConfig("film"), *loop); }
 
     const std::shared_ptr<ManualRunLoop> loop = std::make_shared<ManualRunLoop>();
     const std::shared_ptr<ScriptedBackend> backend = std::make_shared<ScriptedBackend>(base);
-    PlatformServices services = PlatformServices::standard(loop, nullptr);
+    const std::shared_ptr<CountingExecutor> background = std::make_shared<CountingExecutor>();
     Quorel session;
     const QuorelAPI api{session, base};
 
@@ -46,9 +51,9 @@ private:
                                   std::atomic<bool>& done) {
         try {
             const Model model = co_await std::move(operation);
-            JSONEncoder encoder;
-            encoder.dateFormatter = DateFormatter("HH:mm:ss.SSS");
-            result = encoder.encode(model);
+            if constexpr (std::is_same_v<Model, PlayerConfigModel>) {
+                result = DateFormatter("HH:mm:ss.SSS").string(model.createdAt);
+            }
         } catch (const std::exception& error) {
             result = error.what();
         }
@@ -66,62 +71,42 @@ TEST_F(QuorelAPITest, RequestsCarryTheTokenOfTheMomentAndNothingElse) {
     SerialQueue elsewhere("elsewhere");
     outcome(api.fetchLiveStatus("show"), elsewhere);
 
-    EXPECT_EQ(backend->paths(), (std::vector<std::string>{"players/configuration/a/b%20c%3F", "videos/film",
-                                                          "live-streams/show", "live-streams/show/status"}));
-    const std::vector<URLRequest> requests = backend->requests();
-    EXPECT_EQ(requests[0].headers.fields(), (std::vector<HTTPHeaders::Field>{{"Authorization", "Bearer first"}}));
-    EXPECT_EQ(requests[1].headers.fields(), (std::vector<HTTPHeaders::Field>{{"Authorization", "Bearer "}}));
-    for (const URLRequest& request : requests) {
+    EXPECT_EQ(background->posted, 8) << "to build each request, and to decode its reply";
+    EXPECT_EQ(backend->paths(), (Lines{"players/configuration/a/b%20c%3F", "videos/film", "live-streams/show",
+                                       "live-streams/show/status"}));
+    std::string token = "first";
+    for (const URLRequest& request : backend->requests()) {
+        EXPECT_EQ(request.headers.fields(),
+                  (std::vector<HTTPHeaders::Field>{{"Authorization", "Bearer " + token}}));
         EXPECT_EQ(request.httpMethod, "GET");
         EXPECT_FALSE(request.httpBody);
         EXPECT_EQ(request.timeoutInterval, 60.0);
-        EXPECT_EQ(request.cachePolicy, CachePolicy::useProtocolCachePolicy);
+        token = "";
     }
-}
-
-TEST_F(QuorelAPITest, WithoutATokenNothingIsSent) {
-    EXPECT_EQ(outcome(), "Missing token error");
-    EXPECT_TRUE(backend->paths().empty());
 }
 
 TEST_F(QuorelAPITest, RepliesBecomeModelsOrErrors) {
     session.initialize("t", std::nullopt, false);
-    const std::string good = configBody("2024-01-02T03:04:05.678Z");
-    struct Row {
-        std::optional<int> status;
-        std::string body;
-        std::string expected;
+    const auto body = [](const std::string& createdAt) {
+        return R"({"title":"","broadcasting":false,"videoOnDemand":true,"assets":{"hls":"","thumbnail":"",)"
+               R"("endScreen":"","playerColor":""},"createdAt":")" +
+               createdAt + R"("})";
     };
-    const std::vector<Row> rows{
-        {200, good, configBody("03:04:05.678")},
-        {299, configBody("2024-01-02T03:04:05+0100"), configBody("02:04:05.000")},
-        {200, configBody("2024-01-02 03:04:05"), "Decode error"},
+    const std::string good = body("2024-01-02T03:04:05.678Z");
+    const std::vector<std::tuple<int, std::string, std::string>> rows{
+        {200, good, "03:04:05.678"},
+        {299, body("2024-01-02T03:04:05+0100"), "02:04:05.000"},
+        {200, body("2024-01-02 03:04:05"), "Decode error"},
         {200, "", "Decode error"},
-        {200, "{}", "Decode error"},
         {204, "", "Decode error"},
         {300, good, "Unknown content"},
         {199, good, "Unknown content"},
-        {404, "", "Unknown content"},
-        {403, "", "Unknown content"},
-        {500, good, "Unknown content"},
         {401, good, "Authorization error"},
-        {std::nullopt, good, "Authorization error"},
     };
-    for (const Row& row : rows) {
-        const std::string path = "players/configuration/film";
-        if (row.status) {
-            backend->reply(path, *row.status, row.body);
-        } else {
-            backend->replyWithoutHTTP(path, row.body);
-        }
-        EXPECT_EQ(outcome(), row.expected) << row.status.value_or(0) << " " << row.body;
+    for (const auto& [status, reply, expected] : rows) {
+        backend->reply("players/configuration/film", status, reply);
+        EXPECT_EQ(outcome(api.fetchPlayerConfig("film"), *loop), expected) << status << " " << reply;
     }
-}
-
-TEST_F(QuorelAPITest, TransportErrorsPassThroughUnchanged) {
-    session.initialize("t", std::nullopt, false);
-    backend->fail("players/configuration/film", URLError::Code::timedOut);
-    EXPECT_EQ(outcome(), URLError(URLError::Code::timedOut).localizedDescription());
 }
 
 TEST(QuorelAPIDeathTest, ABaseURLThatIsNoneStopsTheProcess) {

@@ -20,61 +20,33 @@ struct RecordingFonts final : FontRegistry {
     std::vector<std::string> names;
 };
 
-// Gives away what the session attaches to an engine.
-struct RecordingIntegrations final : GoogleIMAIntegrationFactory {
-    std::shared_ptr<Integration> createIntegration(const std::shared_ptr<THEOplayer>&,
-                                                   const IMASettings& settings) override {
-        languages.push_back(settings.language);
-        return std::make_shared<Integration>();
-    }
-    std::vector<std::string> languages;
-};
-
 TEST(Quorel, InitializeSetsUpCastOnlyForAnApplicationId) {
-    struct Row {
-        std::optional<std::string> applicationId;
-        bool isDevMode;
-        std::string log;
+    const std::vector<std::pair<std::optional<std::string>, std::string>> rows{
+        {"ABCD", "Quorel SDK initializing...\nInitializing Chromecast ABCD\n"},
+        {"", "Quorel SDK initializing...\nInitializing Chromecast \n"},
+        {std::nullopt, "Quorel SDK initializing...\n"},
     };
-    const std::vector<Row> rows{
-        {std::nullopt, true, "Quorel SDK initializing...\n"},
-        {std::nullopt, false, "Quorel SDK initializing...\n"},
-        {"ABCD", false, "Quorel SDK initializing...\nInitializing Chromecast ABCD\n"},
-        {"", false, "Quorel SDK initializing...\nInitializing Chromecast \n"},
-    };
-    for (const Row& row : rows) {
+    Quorel session;
+    for (const auto& [applicationId, lines] : rows) {
         const auto cast = std::make_shared<NullCastContext>();
         PlatformServices services;
         services.castContext = cast;
-        Quorel session(services);
-        session.initialize("old", "old", false);
-        cast->setSharedInstanceWithOptions({});
+        session.install(services);
         const LogCapture log;
-        session.initialize("token", row.applicationId, row.isDevMode);
-        EXPECT_EQ(log.text(), row.log);
-        EXPECT_EQ(session.quorelToken(), "token");
-        EXPECT_EQ(session.applicationId(), row.applicationId);
-        GCKCastOptions expected;
-        if (row.applicationId) expected = {{*row.applicationId}, true};
+        session.initialize("token", applicationId, true);
+        EXPECT_EQ(log.text(), lines);
+        EXPECT_EQ(session.applicationId(), applicationId);
+        std::optional<GCKCastOptions> expected;
+        if (applicationId) expected = GCKCastOptions{{*applicationId}, true};
         EXPECT_EQ(cast->options(), expected);
     }
-}
-
-TEST(Quorel, TheSessionIdIsNotTheToken) {
-    Quorel session;
-    EXPECT_EQ(session.getSessionId(), std::nullopt);
-    session.setSessionId("s");
-    EXPECT_EQ(session.getSessionId(), "s");
-    EXPECT_EQ(session.quorelToken(), std::nullopt);
 }
 
 TEST(Quorel, FontsOfTheResourceDirectoryAreRegistered) {
     std::string directory = (std::filesystem::temp_directory_path() / "quorel-fonts-XXXXXX").string();
     ASSERT_NE(mkdtemp(directory.data()), nullptr);
-    for (const char* name : {"b.ttf", "a.ttf", "c.TTF", "d.png"}) std::ofstream(directory + "/" + name);
     std::filesystem::create_directories(directory + "/sub.ttf");
-    std::ofstream(directory + "/sub.ttf/e.ttf");
-
+    for (const char* name : {"b.ttf", "a.ttf", "d.png", "sub.ttf/e.ttf"}) std::ofstream(directory + "/" + name);
     const auto fonts = std::make_shared<RecordingFonts>();
     PlatformServices services;
     services.fontRegistry = fonts;
@@ -84,11 +56,6 @@ TEST(Quorel, FontsOfTheResourceDirectoryAreRegistered) {
     }
     EXPECT_EQ(fonts->names, (std::vector<std::string>{"a.ttf", "b.ttf"}));
     std::filesystem::remove_all(directory);
-}
-
-TEST(QuorelDeathTest, WithoutServicesNothingCanBePlayed) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_DEATH(Quorel().createPlayer(), "install");
 }
 
 }  // namespace
