@@ -50,12 +50,12 @@ TEST(Socket, ReadsLinesAndBytesAndNothingAhead) {
 
     std::string large(300'000, '\0');
     for (std::size_t i = 0; i < large.size(); ++i) large[i] = static_cast<char>(i % 251);
-    std::thread writer([&, socket = a] { socket->writeParts("<", large); });
+    std::thread writer([socket = a] { socket->writeParts("<", large); });
     EXPECT_EQ(text(b->read(300'001)), "<" + large);
     writer.join();
     a->close();
-    expectError(Code::recvFailed, [&] { b->read(1'000'000'000'000); });
-    expectError(Code::recvFailed, [&] { b->readLine(); });
+    expectError(Code::recvFailed, [socket = b] { socket->read(1'000'000'000'000); });
+    expectError(Code::recvFailed, [socket = b] { socket->readLine(); });
 }
 
 TEST(Socket, CopiesFiles) {
@@ -114,11 +114,11 @@ TEST(Socket, ClosingWakesWhoWaits) {
     reader.join();
     acceptor.join();
     EXPECT_TRUE(b->shutdown());
-    expectError(Code::recvFailed, [&, socket = a] { socket->read(); });
-    expectError(Code::recvFailed, [&, socket = b] { socket->read(); });
-    expectError(Code::writeFailed, [&, socket = b] { socket->writeUTF8("x"); });
+    expectError(Code::recvFailed, [socket = a] { socket->read(); });
+    expectError(Code::recvFailed, [socket = b] { socket->read(); });
+    expectError(Code::writeFailed, [socket = b] { socket->writeUTF8("x"); });
     expectError(Code::getSockNameFailed, [&] { listener->port(); });
-    expectError(Code::getPeerNameFailed, [&, socket = b] { socket->peername(); });
+    expectError(Code::getPeerNameFailed, [socket = b] { socket->peername(); });
 }
 
 TEST(Socket, ListensWhereItIsTold) {
