@@ -50,7 +50,7 @@ TEST(Socket, ReadsLinesAndBytesAndNothingAhead) {
 
     std::string large(300'000, '\0');
     for (std::size_t i = 0; i < large.size(); ++i) large[i] = static_cast<char>(i % 251);
-    std::thread writer([socket = a] { socket->writeParts("<", large); });
+    std::thread writer([&large, socket = a] { socket->writeParts("<", large); });
     EXPECT_EQ(text(b->read(300'001)), "<" + large);
     writer.join();
     a->close();
