@@ -6,7 +6,7 @@ in the machine's mood meets all of them. Told per server, body and number of con
 time of the server per request, the 99th percentile of the latency, and requests per second relative to ours. All
 figures are medians over the rounds. "floor" is no server: it parses nothing and shows what the system calls cost.
 
-    run.py --build build/release [--rounds 3] [--seconds 2] [--connections 16,64,256] [--json FILE]
+    run.py --build build/release [--rounds 3] [--seconds 1] [--connections 16,64,256] [--json FILE]
 """
 
 import argparse
@@ -76,7 +76,7 @@ def compare(programs, args):
                 for name, program in programs.items():
                     server = Server(name, program)
                     try:
-                        measure(server, body, connections, 0.2 if args.seconds < 1 else 1)  # warms up
+                        measure(server, body, connections, 1)  # warms up
                         rounds[name].append(measure(server, body, connections, args.seconds))
                     finally:
                         server.close()
@@ -104,7 +104,7 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--build", default="build/release", help="where the programs were built")
     parser.add_argument("--rounds", type=int, default=3)
-    parser.add_argument("--seconds", type=int, default=2, help="length of one measurement")
+    parser.add_argument("--seconds", type=int, default=1, help="length of one measurement")
     parser.add_argument("--connections", type=lambda s: [int(n) for n in s.split(",")], default=[16, 64, 256])
     parser.add_argument("--json", metavar="FILE", help="write the figures there too")
     args = parser.parse_args()
