@@ -59,11 +59,6 @@ std::vector<std::string> ScriptedServer::requests() const {
     return requests_;
 }
 
-std::size_t ScriptedServer::connections() const {
-    std::lock_guard lock(mutex_);
-    return connections_;
-}
-
 ScriptedServer::Reply ScriptedServer::ok(std::string_view body, std::string_view fields) {
     std::string bytes = "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(body.size()) + "\r\n";
     return {bytes.append(fields).append("\r\n").append(body)};
@@ -83,7 +78,6 @@ void ScriptedServer::serve() {
         if (waiting[0].revents != 0) break;
         if (waiting[1].revents != 0) {
             connections.emplace(::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC), "");
-            std::lock_guard lock(mutex_);
             ++connections_;
         }
         for (std::size_t i = 2; i < waiting.size(); ++i) {
@@ -105,25 +99,15 @@ bool ScriptedServer::answer(int connection, std::string& received) {
     while (const std::size_t length = requestLength(received)) {
         const std::string request = received.substr(0, length);
         received.erase(0, length);
-        {
-            std::lock_guard lock(mutex_);
-            requests_.push_back(request);
-        }
+        std::unique_lock lock(mutex_);
+        requests_.push_back(request);
+        lock.unlock();
         const Reply reply = handler_(request);
-        std::string_view rest = reply.bytes;
-        while (!rest.empty()) {
-            const ssize_t sent = ::send(connection, rest.data(), rest.size(), MSG_NOSIGNAL);
-            if (sent <= 0) return false;
-            rest.remove_prefix(static_cast<std::size_t>(sent));
-        }
-        if (reply.after == Reply::After::close) return false;
+        // The socket blocks, so that a short count means that the client has gone.
+        const ssize_t sent = ::send(connection, reply.bytes.data(), reply.bytes.size(), MSG_NOSIGNAL);
+        if (sent != static_cast<ssize_t>(reply.bytes.size()) || reply.after == After::close) return false;
     }
     return true;
-}
-
-RefusingPort::RefusingPort() : socket_(boundSocket(port_)) {}
-RefusingPort::~RefusingPort() {
-    ::close(socket_);
 }
 
 }  // namespace quorel

@@ -1,6 +1,7 @@
 // A server on loopback that answers each HTTP request with the bytes a test hands it, right or wrong.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -14,9 +15,10 @@ namespace quorel {
 
 class ScriptedServer {
 public:
+    enum class After { keep, close };  // a kept connection whose reply is not complete stalls
     struct Reply {
         std::string bytes;
-        enum class After { keep, close } after = After::keep;  // a kept connection without bytes stalls
+        After after = After::keep;
     };
     // Called on the server's thread with head and body of each request.
     using Handler = std::function<Reply(std::string_view request)>;
@@ -30,7 +32,7 @@ public:
     std::string host() const { return "127.0.0.1:" + std::to_string(port_); }
 
     std::vector<std::string> requests() const;
-    std::size_t connections() const;
+    std::size_t connections() const { return connections_; }
 
     // A reply with status line, the given fields, Content-Length and body.
     static Reply ok(std::string_view body, std::string_view fields = "");
@@ -46,21 +48,8 @@ private:
     int wake_[2];
     mutable std::mutex mutex_;
     std::vector<std::string> requests_;
-    std::size_t connections_ = 0;
+    std::atomic<std::size_t> connections_ = 0;
     std::thread thread_;
-};
-
-// A loopback port that refuses connections for as long as this lives.
-class RefusingPort {
-public:
-    RefusingPort();
-    ~RefusingPort();
-    RefusingPort(const RefusingPort&) = delete;
-    std::uint16_t port() const { return port_; }
-
-private:
-    std::uint16_t port_ = 0;
-    const int socket_;
 };
 
 }  // namespace quorel

@@ -64,11 +64,9 @@ TEST(Task, CompletionsMayComeAtOnceLaterOrAsErrors) {
     std::string log;
     const auto work = [&]() -> Task<> {
         log += co_await completionOf<std::string>([](auto complete) { complete("a"); });
-        log += co_await completionOf<std::string>([&threads](auto complete) {
-            // Completes, as it may, while the operation has not returned.
-            std::thread([complete] { complete("b"); }).join();
-            threads.emplace_back([] {});
-        });
+        // Completes, as it may, while the operation has not returned.
+        log += co_await completionOf<std::string>(
+            [](auto complete) { std::thread([complete] { complete("b"); }).join(); });
         try {
             (void)co_await completionOf<std::string>([&threads](auto complete) {
                 threads.emplace_back([complete] { complete(std::make_exception_ptr(Error("c"))); });
@@ -104,20 +102,17 @@ Task<> waitingFor(Held held, Task<> inner) {
 TEST(Task, AChainThatCanNeverGoOnIsDestroyedWithAllItHolds) {
     int held = 0;
     CompletionAwaiter<int>::Completion kept;
-    {
-        const Task<> neverStarted = waitingFor(Held(held), waiting(Held(held), kept));
-        EXPECT_EQ(held, 2);
-    }
+    const auto chain = [&] { return waitingFor(Held(held), waiting(Held(held), kept)); };
+    { const Task<> neverStarted = chain(); }
     EXPECT_EQ(held, 0);
     {
         ManualRunLoop loop;
-        startTask(loop, waitingFor(Held(held), waiting(Held(held), kept)));
-        EXPECT_EQ(held, 2);
+        startTask(loop, chain());
     }
     EXPECT_EQ(held, 0) << "the loop ended before the task began";
     {
         ManualRunLoop loop;
-        startTask(loop, waitingFor(Held(held), waiting(Held(held), kept)));
+        startTask(loop, chain());
         loop.drain();
         kept(5);
         EXPECT_EQ(held, 2);
@@ -125,7 +120,7 @@ TEST(Task, AChainThatCanNeverGoOnIsDestroyedWithAllItHolds) {
     kept = nullptr;
     EXPECT_EQ(held, 0) << "the loop ended before the completion arrived";
     ManualRunLoop loop;
-    startTask(loop, waitingFor(Held(held), waiting(Held(held), kept)));
+    startTask(loop, chain());
     loop.drain();
     kept = nullptr;
     EXPECT_EQ(held, 0) << "nobody completes any more";
@@ -153,29 +148,24 @@ TEST(SerialQueue, RunsInOrderOneAtATimeOnOneThread) {
     EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
 }
 
-// What both executors promise: the rest is dropped, also what posts again while it is dropped.
+// What both executors promise.
 template <class Pool>
 void dropsTheRest(std::unique_ptr<Pool> pool) {
     Pool& target = *pool;
     std::promise<void> running, release;
-    std::atomic<int> dropped = 0;
-    struct Goodbye {
-        Pool& pool;
-        std::atomic<int>& count;
-        Goodbye(Pool& itsPool, std::atomic<int>& counter) : pool(itsPool), count(counter) {}
-        Goodbye(const Goodbye&) = delete;
-        ~Goodbye() {
-            pool.post([] { ADD_FAILURE() << "ran after its executor"; });
-            ++count;
-        }
+    int dropped = 0;
+    // Posts again while it is dropped.
+    const auto goodbye = [&] {
+        return std::shared_ptr<void>(nullptr, [&](void*) {
+            target.post([] { ADD_FAILURE() << "ran after its executor"; });
+            ++dropped;
+        });
     };
     target.post([&] {
         running.set_value();
         release.get_future().wait();
     });
-    for (int i = 0; i < 3; ++i) {
-        target.post([held = std::make_shared<Goodbye>(target, dropped)] { ADD_FAILURE() << "ran"; });
-    }
+    for (int i = 0; i < 3; ++i) target.post([held = goodbye()] { ADD_FAILURE() << "ran"; });
     running.get_future().wait();
     std::thread destroying([&pool] { pool.reset(); });
     // Refuses what is posted as soon as its destruction has begun, which waits for the function above.
@@ -200,12 +190,7 @@ TEST(BackgroundExecutor, DropsTheRestWhenItIsDestroyed) {
 TEST(BackgroundExecutor, RunsOnAllItsThreads) {
     BackgroundExecutor pool(2);
     std::barrier meeting(3);
-    for (int i = 0; i < 2; ++i) {
-        pool.post([&] {
-            EXPECT_TRUE(pool.isCurrent());
-            meeting.arrive_and_wait();
-        });
-    }
+    for (int i = 0; i < 2; ++i) pool.post([&meeting] { meeting.arrive_and_wait(); });
     meeting.arrive_and_wait();
 }
 
