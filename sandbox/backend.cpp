@@ -81,14 +81,11 @@ void Sandbox::Backend::start(std::uint16_t port) {
 }
 
 void Sandbox::Backend::stop() {
-    std::shared_ptr<http::HttpServer> server;
-    {
-        const std::lock_guard lock(mutex_);
-        stopping_ = true;
-        server = std::exchange(server_, nullptr);
-    }
+    const std::lock_guard lock(mutex_);
+    // First the connections, then those who wait to answer on them.
+    if (const auto server = std::exchange(server_, nullptr)) server->stop();
+    stopping_ = true;
     wake_.notify_all();
-    if (server) server->stop();
 }
 
 std::string Sandbox::Backend::baseURL() const {

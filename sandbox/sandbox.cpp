@@ -90,7 +90,7 @@ void Sandbox::clearRequests() {
 }
 
 std::shared_ptr<UrlProtocol> Sandbox::makeProtocol() const {
-    return std::make_shared<SandboxProtocol>(*URL::parse(baseURL()));
+    return std::make_shared<SandboxProtocol>(*URL::parse(baseURL()), network_);
 }
 
 }  // namespace quorel::sandbox

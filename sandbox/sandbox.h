@@ -82,12 +82,14 @@ public:
     std::vector<RequestRecord> requests() const;  // the last 1000, without control requests
     void clearRequests();
 
-    // Brings what the SDK asks of its backend to this sandbox. For after start().
+    // Brings what the SDK asks of its backend to this sandbox. For after start(); works for as long as the sandbox
+    // lives.
     std::shared_ptr<UrlProtocol> makeProtocol() const;
 
 private:
     class Backend;
     std::shared_ptr<Backend> backend_;
+    const std::shared_ptr<UrlSession> network_ = std::make_shared<UrlSession>();  // of the protocols
 };
 
 }  // namespace quorel::sandbox

@@ -51,10 +51,9 @@ std::vector<std::string> SandboxProtocol::serviceHosts() {
     return hosts;
 }
 
-SandboxProtocol::SandboxProtocol(URL server, std::vector<std::string> hosts)
-    : server_(std::move(server)), hosts_(std::move(hosts)) {}
-
-SandboxProtocol::~SandboxProtocol() = default;
+SandboxProtocol::SandboxProtocol(URL server, const std::shared_ptr<UrlSession>& network,
+                                 std::vector<std::string> hosts)
+    : server_(std::move(server)), hosts_(std::move(hosts)), network_(network) {}
 
 bool SandboxProtocol::canInit(const URLRequest& request) const {
     const auto scheme = request.url.scheme();
@@ -66,10 +65,12 @@ bool SandboxProtocol::canInit(const URLRequest& request) const {
 
 void SandboxProtocol::startLoading(const URLRequest& request, std::shared_ptr<UrlProtocolClient> client) {
     const auto url = redirected(request.url, server_);
+    const auto network = network_.lock();
+    if (!network) return client->didFail(URLError(URLError::Code::cancelled));
     if (!url) return client->didFail(URLError(URLError::Code::badURL, request.url.absoluteString()));
     URLRequest moved = request;
     moved.url = *url;
-    const auto task = session_.dataTask(
+    const auto task = network->dataTask(
         std::move(moved), [client, asked = request.url, weak = std::weak_ptr(loads_)](UrlSession::Result result) {
             if (const auto loads = weak.lock()) {
                 const std::lock_guard lock(loads->mutex);

@@ -2,7 +2,8 @@
 // "http://127.0.0.1:8080/v1/x". Everything else of the request, and the reply, stay as they are; the reply's URL
 // is the one that was asked for.
 //
-//   session.registerProtocol(std::make_shared<SandboxProtocol>(*URL::parse("http://127.0.0.1:8080")));
+//   auto network = std::make_shared<UrlSession>();
+//   session.registerProtocol(std::make_shared<SandboxProtocol>(*URL::parse("http://127.0.0.1:8080"), network));
 //
 // Any thread.
 #pragma once
@@ -23,10 +24,11 @@ public:
     // The hosts of the SDK's backends, as this library was built.
     static std::vector<std::string> serviceHosts();
 
-    // `server` gives the scheme, host and port to go to; a path of it is put before the request's.
-    explicit SandboxProtocol(URL server, std::vector<std::string> hosts = serviceHosts());
-    // Cancels the loads that are under way.
-    ~SandboxProtocol() override;
+    // `server` gives the scheme, host and port to go to; a path of it is put before the request's. `network` is what
+    // the requests go out by, and belongs to somebody else: once it is gone, they fail. (The last reference to a
+    // protocol may go on a thread of that very session, which must not end its own session.)
+    SandboxProtocol(URL server, const std::shared_ptr<UrlSession>& network,
+                    std::vector<std::string> hosts = serviceHosts());
 
     bool canInit(const URLRequest& request) const override;
     void startLoading(const URLRequest& request, std::shared_ptr<UrlProtocolClient> client) override;
@@ -41,7 +43,7 @@ private:
     const URL server_;
     const std::vector<std::string> hosts_;
     const std::shared_ptr<Loads> loads_ = std::make_shared<Loads>();
-    UrlSession session_;  // last, so that it ends before what its completions use
+    const std::weak_ptr<UrlSession> network_;
 };
 
 }  // namespace quorel::sandbox

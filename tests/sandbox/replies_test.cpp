@@ -131,7 +131,8 @@ TEST_F(SandboxTest, TitlesCanBeAddedAndChanged) {
 }
 
 TEST_F(SandboxTest, TheProtocolTakesItsHostsOnly) {
-    const auto protocol = std::make_shared<SandboxProtocol>(*URL::parse(sandbox.baseURL() + "/media/"),
+    const auto network = std::make_shared<UrlSession>();
+    const auto protocol = std::make_shared<SandboxProtocol>(*URL::parse(sandbox.baseURL() + "/media/"), network,
                                                             std::vector<std::string>{"cdn.example"});
     session.registerProtocol(protocol);
     const auto reply = load("https://CDN.example:444/sample-aes/key.bin?a=b");

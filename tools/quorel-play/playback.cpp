@@ -238,6 +238,7 @@ int play(const Arguments& arguments, const std::shared_ptr<RealRunLoop>& loop,
         backend->start();
     }
 
+    const auto network = std::make_shared<UrlSession>();  // to the backend that is named
     const auto run = std::make_shared<Run>(arguments, *loop, reporter);
     auto services = PlatformServices::standard(
         loop, std::make_shared<ObservedEngineFactory>(
@@ -246,7 +247,8 @@ int play(const Arguments& arguments, const std::shared_ptr<RealRunLoop>& loop,
                   }));
     if (backend) services.urlSession->registerProtocol(backend->makeProtocol());
     if (arguments.backend) {
-        services.urlSession->registerProtocol(std::make_shared<sandbox::SandboxProtocol>(*arguments.backend));
+        services.urlSession->registerProtocol(
+            std::make_shared<sandbox::SandboxProtocol>(*arguments.backend, network));
     }
     Quorel::shared().install(std::move(services));
     Quorel::shared().initialize(arguments.token.value_or(backend ? backend->token() : ""), std::nullopt, false);
