@@ -16,7 +16,6 @@
 #include <chrono>
 #include <csignal>
 #include <cstring>
-#include <system_error>
 
 #include "quorel/httpserver/latin1.h"
 
@@ -108,7 +107,10 @@ SocketError::SocketError(Code code, std::string message)
     : Error(described(code, message)), code_(code), message_(std::move(message)) {}
 
 std::string Errno::description() {
-    return std::generic_category().message(errno);
+    // Not by std::generic_category(): a connection's thread may fail while the process ends, after the category was
+    // destroyed.
+    std::array<char, 256> text;
+    return strerror_r(errno, text.data(), text.size());
 }
 
 // A call that uses the descriptor; while one lives, the number stays ours.
