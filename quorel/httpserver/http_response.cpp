@@ -30,10 +30,6 @@ HttpContent contentOwning(std::string text) {
             true};
 }
 
-void merge(HttpHeaders& headers, const HttpHeaders& more) {
-    for (const auto& [name, value] : more) headers.insert_or_assign(name, value);
-}
-
 }  // namespace
 
 SerializationError::SerializationError(Code code)
@@ -175,24 +171,36 @@ std::string_view HttpResponse::reasonPhrase() const {
     return raw != nullptr ? std::string_view(raw->reason) : status_.reason;
 }
 
+// Each name once: of a payload's headers, "Server" takes the place of ours.
+template <class Function>
+void HttpResponse::forEachHeader(Function function) const {
+    static const std::string server = std::string("QuorelHTTP ").append(HttpServer::VERSION);
+    const HttpHeaders* given = nullptr;
+    if (const auto* body = std::get_if<HttpResponseBody>(&payload_)) {
+        // A bad request's body goes without a type, on purpose.
+        if (status_.code == 200 && !body->contentType().empty()) function("Content-Type", body->contentType());
+    } else if (const auto* redirect = std::get_if<Redirect>(&payload_)) {
+        function("Location", std::string_view(redirect->url));
+    } else if (const auto* change = std::get_if<Switch>(&payload_)) {
+        given = &change->headers;
+    } else if (const auto* raw = std::get_if<Raw>(&payload_); raw != nullptr && raw->headers) {
+        given = &*raw->headers;
+    }
+    if (given == nullptr || !given->contains("Server")) function("Server", std::string_view(server));
+    if (given == nullptr) return;
+    for (const auto& [name, value] : *given) function(std::string_view(name), std::string_view(value));
+}
+
 HttpHeaders HttpResponse::headers() const {
     HttpHeaders headers;
-    headers.emplace("Server", std::string("QuorelHTTP ").append(HttpServer::VERSION));
-    std::visit(Overloaded{
-                   [](std::monostate) {},
-                   [&](const HttpResponseBody& body) {
-                       // A bad request's body goes without a type, on purpose.
-                       if (status_.code == 200 && !body.contentType().empty())
-                           headers.insert_or_assign("Content-Type", std::string(body.contentType()));
-                   },
-                   [&](const Redirect& redirect) { headers.insert_or_assign("Location", redirect.url); },
-                   [&](const Switch& payload) { merge(headers, payload.headers); },
-                   [&](const Raw& raw) {
-                       if (raw.headers) merge(headers, *raw.headers);
-                   },
-               },
-               payload_);
+    forEachHeader([&](std::string_view name, std::string_view value) { headers.emplace(name, value); });
     return headers;
+}
+
+void HttpResponse::appendHeaderLines(std::string& text) const {
+    forEachHeader([&](std::string_view name, std::string_view value) {
+        text.append(name).append(": ").append(value).append("\r\n");
+    });
 }
 
 HttpContent HttpResponse::content() const {

@@ -136,6 +136,8 @@ public:
     // "Server" and what the case adds: Content-Type, Location, the payload's headers. Content-Length and
     // Connection are the connection's business and are not among them.
     HttpHeaders headers() const;
+    // The same as lines, each with its line end.
+    void appendHeaderLines(std::string& text) const;
     HttpContent content() const;
     // Of switchProtocols; empty for all others.
     const HttpSessionFunction& sessionFunction() const;
@@ -161,6 +163,8 @@ private:
     using Payload = std::variant<std::monostate, HttpResponseBody, Redirect, Switch, Raw>;
 
     explicit HttpResponse(Status status, Payload payload = {});
+    template <class Function>
+    void forEachHeader(Function function) const;
 
     Status status_;
     Payload payload_;

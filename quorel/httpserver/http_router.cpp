@@ -32,10 +32,9 @@ struct HttpRouter::Node {
 class HttpRouter::Search {
 public:
     Search(const Node& root, std::string_view method, std::string_view path) {
-        std::string whole(method);
-        whole.append("/").append(path);
-        whole_ = std::move(whole);
-        segments_ = split(whole_, '/', EmptyPieces::drop);
+        segments_.reserve(8);
+        append(method);
+        append(path);
         step(root, 0);
     }
 
@@ -46,6 +45,15 @@ public:
     }
 
 private:
+    // A slash within a method separates as one within a path does.
+    void append(std::string_view text) {
+        while (!text.empty()) {
+            const std::size_t slash = text.find('/');
+            if (slash != 0) segments_.push_back(text.substr(0, slash));
+            text.remove_prefix(slash == text.npos ? text.size() : slash + 1);
+        }
+    }
+
     void matched(const Node& node) {
         if (first_ == nullptr) first_ = &node;
     }
@@ -99,7 +107,6 @@ private:
             if (const Node* behind = many.child(text)) step(*behind, i + 1);
     }
 
-    std::string whole_;
     std::vector<std::string_view> segments_;
     HttpParams params_;
     const Node* first_ = nullptr;

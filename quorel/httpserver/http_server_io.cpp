@@ -114,8 +114,7 @@ bool respond(const Run& run, Socket& socket, const HttpResponse& response, bool 
     head.append(response.reasonPhrase()).append("\r\n");
     if (content.length >= 0) head.append("Content-Length: ").append(std::to_string(content.length)).append("\r\n");
     if (goesOn) head.append("Connection: keep-alive\r\n");
-    for (const auto& [name, value] : response.headers())
-        head.append(name).append(": ").append(value).append("\r\n");
+    response.appendHeaderLines(head);
     head.append("\r\n");
 
     InnerWriteContext context(socket, std::move(head));
