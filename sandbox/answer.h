@@ -1,4 +1,4 @@
-// One answer of the sandbox before it goes out, so that HEAD and faults can still change it.
+// One answer of the sandbox before it goes out, so that HEAD and faults can still change it. Private to this room.
 #pragma once
 
 #include <filesystem>

@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <ctime>
 #include <utility>
 
 #include "quorel/foundation/json_coding.h"
@@ -62,6 +61,24 @@ std::pair<std::string, Fault> faultOfBody(const http::HttpRequest& request) {
 
 }  // namespace
 
+class Sandbox::Backend::Answering {
+public:
+    explicit Answering(Backend& backend) : backend_(backend) {
+        const std::lock_guard lock(backend_.mutex_);
+        ++backend_.answering_;
+    }
+    ~Answering() {
+        const std::lock_guard lock(backend_.mutex_);
+        --backend_.answering_;
+        backend_.wake_.notify_all();
+    }
+    Answering(const Answering&) = delete;
+    Answering& operator=(const Answering&) = delete;
+
+private:
+    Backend& backend_;
+};
+
 Sandbox::Backend::Backend(MediaFiles mediaFiles, std::string bearerToken)
     : files(std::move(mediaFiles)), token(std::move(bearerToken)), titles_(sampleTitles(secondsSince1970())) {}
 
@@ -81,11 +98,13 @@ void Sandbox::Backend::start(std::uint16_t port) {
 }
 
 void Sandbox::Backend::stop() {
-    const std::lock_guard lock(mutex_);
-    // First the connections, then those who wait to answer on them.
+    std::unique_lock lock(mutex_);
+    // First the connections, then those who wait to answer on them. They are waited for, so that no answer is being
+    // made while the process ends.
     if (const auto server = std::exchange(server_, nullptr)) server->stop();
     stopping_ = true;
     wake_.notify_all();
+    wake_.wait(lock, [this] { return answering_ == 0; });
 }
 
 std::string Sandbox::Backend::baseURL() const {
@@ -111,18 +130,22 @@ void Sandbox::Backend::setTitle(Title title) {
 std::shared_ptr<http::HttpServer> Sandbox::Backend::makeServer() {
     auto server = std::make_shared<http::HttpServer>();
     // The server belongs to this backend, so its handlers must not keep the backend in turn.
-    const auto met = [weak = weak_from_this()](Handler handler) {
-        return [weak, handler](http::HttpRequest& request) {
-            const auto backend = weak.lock();
-            return backend ? backend->answer(request, handler) : http::HttpResponse::internalServerError();
-        };
-    };
-    const auto control = [weak = weak_from_this()](Handler handler) {
-        return [weak, handler](http::HttpRequest& request) {
+    const auto guarded = [weak = weak_from_this()](auto give) {
+        return [weak, give](http::HttpRequest& request) {
             const auto backend = weak.lock();
             if (!backend) return http::HttpResponse::internalServerError();
-            return ((*backend).*handler)(request).response(request.method != "HEAD");
+            const Answering answering(*backend);
+            return give(*backend, request);
         };
+    };
+    const auto met = [&](Handler handler) {
+        return guarded(
+            [handler](Backend& backend, http::HttpRequest& request) { return backend.answer(request, handler); });
+    };
+    const auto control = [&](Handler handler) {
+        return guarded([handler](Backend& backend, http::HttpRequest& request) {
+            return (backend.*handler)(request).response(request.method != "HEAD");
+        });
     };
     (*server)["/v1/players/configuration/:id"] = met(&Backend::config);
     (*server)["/v1/videos/:id"] = met(&Backend::video);

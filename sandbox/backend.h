@@ -1,5 +1,7 @@
-// What stands behind the Sandbox: the server, its routes and everything they answer from. The server's threads
-// hold it while they answer, so it may outlive the Sandbox by a request. Any thread.
+// Private to this room.
+//
+// What stands behind the Sandbox: the server, its routes and everything they answer from. The server's threads hold it
+// while they answer, so it may outlive the Sandbox by a moment. Any thread.
 #pragma once
 
 #include <condition_variable>
@@ -38,6 +40,7 @@ public:
     void setTitle(Title title);
 
 private:
+    class Answering;
     using Handler = Answer (Backend::*)(http::HttpRequest&);
     using TitleReply = std::function<Answer(const Title&)>;
 
@@ -59,6 +62,7 @@ private:
     mutable std::mutex mutex_;
     std::condition_variable wake_;
     bool stopping_ = false;
+    int answering_ = 0;  // requests whose answers are being made
     std::vector<Title> titles_;
     std::uint16_t port_ = 0;
     std::shared_ptr<http::HttpServer> server_;  // null while stopped

@@ -60,13 +60,14 @@ public:
     Sandbox();
     // Throws SandboxError (noMedia).
     explicit Sandbox(Options options);
-    // Stops; requests being answered are dropped, their threads end by themselves.
+    // Stops.
     ~Sandbox();
     Sandbox(const Sandbox&) = delete;
     Sandbox& operator=(const Sandbox&) = delete;
 
     // Listens; port 0 lets the system choose. Nothing when it listens already. Throws SandboxError (cannotListen).
     void start(std::uint16_t port = 0);
+    // Closes all connections. Answers that are being made are waited for and dropped; delays are cut short.
     void stop();
 
     std::string baseURL() const;  // "http://127.0.0.1:<port>"; the port is 0 before start()
