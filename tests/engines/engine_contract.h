@@ -15,6 +15,7 @@
 
 #include <functional>
 #include <memory>
+#include <ostream>
 #include <optional>
 #include <string>
 #include <vector>
@@ -58,9 +59,10 @@ public:
     virtual bool clockIsVirtual() const = 0;
 };
 
-// A struct, so that a failing test does not print the function's bytes.
+// A struct with a text of its own, since GoogleTest would print its bytes, addresses and all, as the case's name.
 struct EngineHarnessMaker {
     std::function<std::unique_ptr<EngineHarness>()> make;
+    friend void PrintTo(const EngineHarnessMaker&, std::ostream* out) { *out << "engine"; }
 };
 
 class EngineContract : public ::testing::TestWithParam<EngineHarnessMaker> {
