@@ -174,7 +174,8 @@ std::string_view HttpResponse::reasonPhrase() const {
 // Each name once: of a payload's headers, "Server" takes the place of ours.
 template <class Function>
 void HttpResponse::forEachHeader(Function function) const {
-    static const std::string server = std::string("QuorelHTTP ").append(HttpServer::VERSION);
+    // Never destroyed: a connection may answer while the process ends.
+    static const std::string& server = *new std::string(std::string("QuorelHTTP ").append(HttpServer::VERSION));
     const HttpHeaders* given = nullptr;
     if (const auto* body = std::get_if<HttpResponseBody>(&payload_)) {
         // A bad request's body goes without a type, on purpose.
@@ -210,7 +211,7 @@ HttpContent HttpResponse::content() const {
 }
 
 const HttpSessionFunction& HttpResponse::sessionFunction() const {
-    static const HttpSessionFunction none;
+    static const HttpSessionFunction& none = *new HttpSessionFunction();
     const auto* payload = std::get_if<Switch>(&payload_);
     return payload != nullptr ? payload->session : none;
 }

@@ -23,8 +23,12 @@ namespace {
 // the rest of them wait a second until their handshake is repeated.
 constexpr int listenBacklog = SOMAXCONN;
 
-const auto notFoundRoute =
-    std::make_shared<const HttpHandler>([](HttpRequest&) { return HttpResponse::notFound(); });
+// Never destroyed: a connection may ask for it while the process ends.
+const std::shared_ptr<const HttpHandler>& notFoundRoute() {
+    static const auto& route = *new std::shared_ptr<const HttpHandler>(
+        std::make_shared<HttpHandler>([](HttpRequest&) { return HttpResponse::notFound(); }));
+    return route;
+}
 
 // Accepting must not be interrupted by the application's signal handlers: an interrupted accept(2) ends the
 // server.
@@ -303,7 +307,7 @@ std::shared_ptr<Socket> HttpServerIO::socket() const {
 }
 
 HttpRouteMatch HttpServerIO::dispatch(HttpRequest&) {
-    return {{}, notFoundRoute};
+    return {{}, notFoundRoute()};
 }
 
 }  // namespace quorel::http
