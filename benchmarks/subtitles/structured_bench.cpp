@@ -186,8 +186,9 @@ void measureJSON(Report& report, const Subtitles& document) {
                megabytesPerSecond(json.size(), [&] { return Coder::JSON().decode(json).cues().size(); }));
     report.add("JSON encode (MB/s)",
                megabytesPerSecond(json.size(), [&] { return Coder::JSON().encode(document).size(); }));
-    report.add("podcast index decode (MB/s)",
-               megabytesPerSecond(index.size(), [&] { return Coder::PodcastsIndex().decode(index).cues().size(); }));
+    report.add("podcast index decode (MB/s)", megabytesPerSecond(index.size(), [&] {
+                   return Coder::PodcastsIndex().decode(index).cues().size();
+               }));
     report.add("podcast index encode (MB/s)",
                megabytesPerSecond(index.size(), [&] { return Coder::PodcastsIndex().encode(document).size(); }));
 #ifdef QUOREL_BENCH_RAPIDJSON

@@ -5,6 +5,7 @@
 #include "quorel/foundation/log.h"
 #include "quorel/foundation/text.h"
 #include "quorel/subtitles/assa_scanner_private.h"
+#include "quorel/subtitles/cue_room_private.h"
 #include "quorel/subtitles/lines_private.h"
 #include "quorel/subtitles/text_blocks_private.h"
 #include "quorel/subtitles/time_parsing.h"
@@ -60,8 +61,16 @@ private:
 
 class ScriptReader {
 public:
-    explicit ScriptReader(std::size_t size) : blocks_(size) {}
+    explicit ScriptReader(std::string_view script) : script_(script), blocks_(script.size()) {}
 
+    void read() {
+        detail::LineReader lines(script_);
+        for (std::string_view line; lines.next(line);) readLine(line);
+    }
+
+    std::vector<SubtitlesCue> cues;
+
+private:
     void readLine(std::string_view line) {
         if (line.empty()) {
             section_ = {};
@@ -72,9 +81,6 @@ public:
         }
     }
 
-    std::vector<SubtitlesCue> cues;
-
-private:
     void readValue(std::string_view key, std::string_view value) {
         if (key == "ScriptType" && !value.starts_with("v4.00")) {
             logLine("Unsupported script type " + std::string(value));
@@ -106,6 +112,7 @@ private:
             if (column == DialogueFormat::Actor) speaker = trimmedWhitespaceAndNewlines(piece);
             if (column != DialogueFormat::Text) continue;
             if (!start || !end) break;
+            detail::makeRoom(cues, static_cast<std::size_t>(piece.data() - script_.data()), script_.size());
             do {
                 blocks_.append(piece);
             } while (pieces.next(piece));
@@ -126,6 +133,7 @@ private:
         cues.push_back(SubtitlesCue::sharing(blocks_.block(), fields));
     }
 
+    std::string_view script_;
     detail::TextBlocks blocks_;
     std::string_view section_;
     std::vector<DialogueFormat> format_;
@@ -157,9 +165,8 @@ std::optional<detail::KeyValue> detail::matchKeyValue(std::string_view line) {
 }
 
 Subtitles Subtitles::Coder::AdvancedSSA::decode(std::string_view content) const {
-    ScriptReader script(content.size());
-    detail::LineReader lines(detail::decodableText(content));
-    for (std::string_view line; lines.next(line);) script.readLine(line);
+    ScriptReader script(detail::decodableText(content));
+    script.read();
     return Subtitles(std::move(script.cues));
 }
 

@@ -75,21 +75,9 @@ std::size_t whiteSpaceLength(std::string_view text, std::size_t at) {
     return white ? point.length : 0;
 }
 
-std::size_t decimalDigitLength(std::string_view text, std::size_t at) {
-    if (at >= text.size()) return 0;
-    if (detail::isASCII(text[at])) return text[at] >= '0' && text[at] <= '9' ? 1 : 0;
+std::size_t detail::decimalDigitLengthAmongAll(std::string_view text, std::size_t at) {
     const CodePoint point = codePointAt(text, at);
     return point.isValid && utf8proc_category(point.value) == UTF8PROC_CATEGORY_ND ? point.length : 0;
-}
-
-DigitRun decimalDigits(std::string_view text, std::size_t at, std::size_t limit) {
-    DigitRun run{at, 0};
-    for (; run.count < limit; ++run.count) {
-        const std::size_t length = decimalDigitLength(text, run.end);
-        if (length == 0) break;
-        run.end += length;
-    }
-    return run;
 }
 
 }  // namespace quorel

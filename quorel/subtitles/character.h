@@ -37,6 +37,7 @@ private:
 namespace detail {
 std::size_t characterEndAmongAll(std::string_view text, std::size_t at);
 bool beginsCharacterAmongAll(std::string_view text, std::size_t at);
+std::size_t decimalDigitLengthAmongAll(std::string_view text, std::size_t at);
 inline bool isASCII(char c) {
     return static_cast<unsigned char>(c) < 0x80;
 }
@@ -63,13 +64,26 @@ std::size_t whiteSpaceLength(std::string_view text, std::size_t at);
 
 // The length in bytes of the decimal digit (Unicode category Nd, as \d in patterns) that stands at `at`, 0 when
 // there is none.
-std::size_t decimalDigitLength(std::string_view text, std::size_t at);
+inline std::size_t decimalDigitLength(std::string_view text, std::size_t at) {
+    if (at >= text.size()) return 0;
+    if (detail::isASCII(text[at])) return text[at] >= '0' && text[at] <= '9' ? 1 : 0;
+    return detail::decimalDigitLengthAmongAll(text, at);
+}
 
 // The decimal digits from `at` on, at most `limit`.
 struct DigitRun {
     std::size_t end;
     std::size_t count;
 };
-DigitRun decimalDigits(std::string_view text, std::size_t at, std::size_t limit = static_cast<std::size_t>(-1));
+inline DigitRun decimalDigits(std::string_view text, std::size_t at,
+                              std::size_t limit = static_cast<std::size_t>(-1)) {
+    DigitRun run{at, 0};
+    for (; run.count < limit; ++run.count) {
+        const std::size_t length = decimalDigitLength(text, run.end);
+        if (length == 0) break;
+        run.end += length;
+    }
+    return run;
+}
 
 }  // namespace quorel

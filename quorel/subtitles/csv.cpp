@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "quorel/foundation/text.h"
+#include "quorel/subtitles/cue_room_private.h"
 #include "quorel/subtitles/delimited_text.h"
 #include "quorel/subtitles/number_writing_private.h"
 #include "quorel/subtitles/numbers_private.h"
@@ -72,20 +73,14 @@ SubtitlesTime endOf(const Row& row) {
 }
 
 SubtitlesCue makeCue(const Row& row, detail::TextBlocks& blocks) {
-    const auto lengthOf = [](const auto& label) { return label ? label->size() : 0; };
-    blocks.append(row.text);
-    if (row.identifier) blocks.append(*row.identifier);
-    if (row.speaker) blocks.append(*row.speaker);
-    std::string_view all = blocks.finish();
-    const auto take = [&](std::size_t length) {
-        const std::string_view part = all.substr(0, length);
-        all.remove_prefix(length);
-        return part;
-    };
+    const auto text = blocks.add(row.text);
+    const auto identifier = blocks.add(row.identifier.value_or(""));
+    const auto speaker = blocks.add(row.speaker.value_or(""));
+    const std::string_view all = blocks.finish();
     SubtitlesCue::Fields fields{.position = row.position, .startTime = *row.start, .endTime = endOf(row)};
-    fields.text = take(row.text.size());
-    if (row.identifier) fields.identifier = take(lengthOf(row.identifier));
-    if (row.speaker) fields.speaker = take(lengthOf(row.speaker));
+    fields.text = text.of(all);
+    if (row.identifier) fields.identifier = identifier.of(all);
+    if (row.speaker) fields.speaker = speaker.of(all);
     return SubtitlesCue::sharing(blocks.block(), fields);
 }
 
@@ -156,7 +151,9 @@ Subtitles Subtitles::Coder::CSV::decode(std::string_view content) const {
     decoder.emitRecord = [&](std::size_t, std::span<const std::string_view> record) {
         Row row;
         for (std::size_t i = 0; i < record.size(); ++i) readColumn(row, fields[i].kind, record[i]);
-        if (row.start) cues.push_back(makeCue(row, blocks));
+        if (!row.start) return true;
+        detail::makeRoom(cues, decoder.currentIndex(), content.size());
+        cues.push_back(makeCue(row, blocks));
         return true;
     };
     decoder.readRecords();

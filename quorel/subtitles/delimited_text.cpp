@@ -88,7 +88,7 @@ std::optional<Character> detectSeparator(std::string_view text) {
 
 class EventDrivenDecoder::Reader {
 public:
-    explicit Reader(const EventDrivenDecoder& decoder);
+    explicit Reader(EventDrivenDecoder& decoder);
 
     void readRecords();
 
@@ -104,6 +104,7 @@ private:
     EndState readRow();
     EndState skipLine();
     EndState readField();
+    bool readUsualField(EndState& state);
     EndState readPlainField();
     EndState readQuotedField();
     EndState readQuotedOverrun();
@@ -124,10 +125,11 @@ private:
     void emitRow();
     void reportProgress();
 
-    const EventDrivenDecoder& decoder_;
+    EventDrivenDecoder& decoder_;
     const DecoderOptions& options_;
     const std::string_view text_;
     bool scansBytes_ = true;  // all characters that mean something are ASCII
+    bool hasUsualFields_ = false;
     Stops lineStops_, plainStops_, quotedStops_, overrunStops_;
     std::size_t headerLinesLeft_;
     std::size_t index_ = 0;         // where the current character begins
@@ -158,7 +160,7 @@ void EventDrivenDecoder::readRecords() {
     Reader(*this).readRecords();
 }
 
-EventDrivenDecoder::Reader::Reader(const EventDrivenDecoder& decoder)
+EventDrivenDecoder::Reader::Reader(EventDrivenDecoder& decoder)
     : decoder_(decoder),
       options_(decoder.options_),
       text_(decoder.text_),
@@ -174,6 +176,9 @@ EventDrivenDecoder::Reader::Reader(const EventDrivenDecoder& decoder)
     addStop(quotedStops_, Character('"'));
     addStop(quotedStops_, options_.fieldEscapeCharacter);
     addStop(overrunStops_, options_.delimiter);
+    const std::string_view delimiter = options_.delimiter.text();
+    hasUsualFields_ = scansBytes_ && !options_.fieldEscapeCharacter && delimiter != "\"" &&
+                      (delimiter[0] > ' ' || delimiter == "\t");
 }
 
 void EventDrivenDecoder::Reader::addStop(Stops& stops, const std::optional<Character>& character) {
@@ -241,8 +246,35 @@ EventDrivenDecoder::Reader::EndState EventDrivenDecoder::Reader::readField() {
         if (whiteSpaceLength(text_, index_) == 0 || (c == '\t' && options_.delimiter == Character::tab())) break;
         if (!advance()) return EndState::end;
     }
+    if (EndState state{}; hasUsualFields_ && readUsualField(state)) return state;
     characterEnd_ = characterEnd(text_, index_);
     return isQuote() ? readQuotedField() : readPlainField();
+}
+
+// Reads a field where the next stop ends it and ASCII stands around that, so that nothing else needs a look; any other
+// is left as it was.
+bool EventDrivenDecoder::Reader::readUsualField(EndState& state) {
+    using quorel::detail::isASCII;
+    const char* const end = text_.data() + text_.size();
+    const char* begin = text_.data() + index_;
+    const bool isQuoted = *begin == '"';
+    if (isQuoted && (++begin == end || !isASCII(*begin))) return false;
+    const char* const fieldEnd = (isQuoted ? quotedStops_ : plainStops_).bytes.find(begin, end);
+    const char* const stop = isQuoted && fieldEnd != end ? fieldEnd + 1 : fieldEnd;
+    if (end - stop < 3 || !isASCII(stop[1]) || (fieldEnd != begin && !isASCII(fieldEnd[-1]))) return false;
+
+    std::ptrdiff_t length = 1;
+    if (*stop == options_.delimiter.text()[0]) {
+        state = EndState::delimiter;
+    } else if (*stop == '\n' || (*stop == '\r' && stop[1] == '\n')) {
+        state = EndState::newline;
+        if (*stop == '\r') length = 2;
+    } else {
+        return false;
+    }
+    piece_ = std::string_view(begin, static_cast<std::size_t>(fieldEnd - begin));
+    index_ = static_cast<std::size_t>(stop + length - text_.data());
+    return true;
 }
 
 EventDrivenDecoder::Reader::EndState EventDrivenDecoder::Reader::readPlainField() {
@@ -348,6 +380,7 @@ void EventDrivenDecoder::Reader::append(std::size_t from, std::size_t to) {
 
 bool EventDrivenDecoder::Reader::finishField() {
     const std::string_view field = isFieldInBuffer_ ? std::string_view(buffer_).substr(fieldInBuffer_) : piece_;
+    decoder_.currentIndex_ = index_;
     if (decoder_.emitField && !decoder_.emitField(currentRow_, columns_, field)) return false;
     if (columns_ == 0) isFirstFieldEmpty_ = field.empty();
     if (columns_ < options_.keptColumns) {

@@ -78,12 +78,15 @@ public:
     void readRecords();
 
     const DecoderOptions& options() const { return options_; }
+    // How far the reading has come, in bytes: while a callback runs, behind the field or record that it gets.
+    std::size_t currentIndex() const { return currentIndex_; }
 
 private:
     class Reader;
 
     std::string_view text_;
     DecoderOptions options_;
+    std::size_t currentIndex_ = 0;
 };
 
 namespace detail {

@@ -1,99 +1,83 @@
 #include "quorel/subtitles/json.h"
 
-#include "quorel/subtitles/json_reading_private.h"
+#include "quorel/subtitles/cue_room_private.h"
+#include "quorel/subtitles/json_reader_private.h"
 #include "quorel/subtitles/json_writing_private.h"
 #include "quorel/subtitles/text_blocks_private.h"
 
 namespace quorel {
 namespace {
 
-using detail::JSONCursor;
+using detail::JSONReader;
 
-SubtitlesTime readTime(const JSONCursor& cursor) {
+SubtitlesTime readTime(JSONReader& json, const JSONPath& path) {
     constexpr std::string_view keys[] = {"hour", "minute", "second", "millisecond"};
     std::uint64_t parts[4] = {};
     bool found[4] = {};
     std::optional<double> seconds;
-    cursor.readMembers([&](std::string_view key, const JSONCursor& member) {
-        if (key == "timeInSeconds") seconds = member.number();
+    json.readMembers(path, [&](std::string_view key, const JSONPath& place) {
+        if (key == "timeInSeconds") {
+            seconds = json.readNumber(place);
+            return;
+        }
         for (std::size_t i = 0; i < 4; ++i) {
             if (key != keys[i]) continue;
-            parts[i] = member.unsignedInteger();
+            parts[i] = json.readUnsigned(place);
             found[i] = true;
+            return;
         }
     });
-    for (std::size_t i = 0; i < 4; ++i) cursor.require(found[i], keys[i]);
-    cursor.require(seconds.has_value(), "timeInSeconds");
+    for (std::size_t i = 0; i < 4; ++i) json.require(found[i], path, keys[i]);
+    json.require(seconds.has_value(), path, "timeInSeconds");
     return SubtitlesTime::restoring(parts[0], parts[1], parts[2], parts[3], *seconds);
 }
 
-UUID readID(const JSONCursor& cursor) {
-    const auto id = UUID::parse(cursor.text());
+UUID readID(JSONReader& json, const JSONPath& path) {
+    const auto id = UUID::parse(json.readText(path));
     if (id) return *id;
-    throw JSONError(JSONError::Code::typeMismatch, cursor.path().text(), "expected a UUID, found another text");
+    throw JSONError(JSONError::Code::typeMismatch, path.text(), "expected a UUID, found another text");
 }
 
-// A text that has been appended to the pending one.
-struct Part {
-    std::size_t begin, length;
-};
+SubtitlesCue readCue(JSONReader& json, const JSONPath& path, detail::TextBlocks& blocks) {
+    using Part = detail::TextBlocks::Part;
+    std::optional<UUID> id;
+    std::optional<SubtitlesTime> start, end;
+    std::optional<Part> identifier, text, speaker;
+    SubtitlesCue::Fields fields;
+    const auto readOptional = [&](const JSONPath& place) -> std::optional<Part> {
+        if (json.readNull()) return std::nullopt;
+        return blocks.add(json.readText(place));
+    };
+    json.readMembers(path, [&](std::string_view key, const JSONPath& place) {
+        if (key == "id") {
+            id = readID(json, place);
+        } else if (key == "identifier") {
+            identifier = readOptional(place);
+        } else if (key == "position") {
+            fields.position = json.readNull() ? std::nullopt : std::optional(json.readSigned(place));
+        } else if (key == "startTime") {
+            start = readTime(json, place);
+        } else if (key == "endTime") {
+            end = readTime(json, place);
+        } else if (key == "text") {
+            text = blocks.add(json.readText(place));
+        } else if (key == "speaker") {
+            speaker = readOptional(place);
+        }
+    });
+    json.require(id.has_value(), path, "id");
+    json.require(start.has_value(), path, "startTime");
+    json.require(end.has_value(), path, "endTime");
+    json.require(text.has_value(), path, "text");
 
-class DocumentReader {
-public:
-    explicit DocumentReader(std::size_t size) : blocks_(size) {}
-
-    void readCue(const JSONCursor& cursor) {
-        std::optional<UUID> id;
-        std::optional<SubtitlesTime> start, end;
-        std::optional<Part> identifier, text, speaker;
-        SubtitlesCue::Fields fields;
-        cursor.readMembers([&](std::string_view key, const JSONCursor& member) {
-            if (key == "id") {
-                id = readID(member);
-            } else if (key == "identifier") {
-                identifier = readOptional(member);
-            } else if (key == "position") {
-                fields.position = member.isNull() ? std::nullopt : std::optional(member.signedInteger());
-            } else if (key == "startTime") {
-                start = readTime(member);
-            } else if (key == "endTime") {
-                end = readTime(member);
-            } else if (key == "text") {
-                text = append(member.text());
-            } else if (key == "speaker") {
-                speaker = readOptional(member);
-            }
-        });
-        cursor.require(id.has_value(), "id");
-        cursor.require(start.has_value(), "startTime");
-        cursor.require(end.has_value(), "endTime");
-        cursor.require(text.has_value(), "text");
-
-        const std::string_view all = blocks_.finish();
-        const auto viewed = [&](const Part& part) { return all.substr(part.begin, part.length); };
-        fields.startTime = *start;
-        fields.endTime = *end;
-        fields.text = viewed(*text);
-        if (identifier) fields.identifier = viewed(*identifier);
-        if (speaker) fields.speaker = viewed(*speaker);
-        cues.push_back(SubtitlesCue::restoring(blocks_.block(), SubtitlesCue::ID{*id}, fields));
-    }
-
-    std::vector<SubtitlesCue> cues;
-
-private:
-    Part append(std::string_view text) {
-        const std::size_t begin = blocks_.pending().size();
-        blocks_.append(text);
-        return {begin, text.size()};
-    }
-    std::optional<Part> readOptional(const JSONCursor& cursor) {
-        if (cursor.isNull()) return std::nullopt;
-        return append(cursor.text());
-    }
-
-    detail::TextBlocks blocks_;
-};
+    const std::string_view all = blocks.finish();
+    fields.startTime = *start;
+    fields.endTime = *end;
+    fields.text = text->of(all);
+    if (identifier) fields.identifier = identifier->of(all);
+    if (speaker) fields.speaker = speaker->of(all);
+    return SubtitlesCue::restoring(blocks.block(), SubtitlesCue::ID{*id}, fields);
+}
 
 void appendID(std::string& out, const UUID& id) {
     constexpr char digits[] = "0123456789ABCDEF";
@@ -147,18 +131,23 @@ void appendCue(std::string& out, const SubtitlesCue& cue, const JSONPath& path) 
 }
 
 Subtitles read(std::string_view data) {
-    DocumentReader reader(data.size());
-    const detail::JSONDocument document(data);
-    const JSONCursor root = document.root();
+    JSONReader json(data);
+    detail::TextBlocks blocks(data.size());
+    std::vector<SubtitlesCue> cues;
     bool found = false;
-    root.readMembers([&](std::string_view key, const JSONCursor& member) {
+    const JSONPath root;
+    json.readMembers(root, [&](std::string_view key, const JSONPath& place) {
         if (key != "cues") return;
         found = true;
-        reader.cues.clear();
-        member.readElements([&](const JSONCursor& cue) { reader.readCue(cue); });
+        cues.clear();
+        json.readElements(place, [&](const JSONPath& path) {
+            detail::makeRoom(cues, json.position(), data.size());
+            cues.push_back(readCue(json, path, blocks));
+        });
     });
-    root.require(found, "cues");
-    return Subtitles::restoring(std::move(reader.cues));
+    json.finish();
+    json.require(found, root, "cues");
+    return Subtitles::restoring(std::move(cues));
 }
 
 }  // namespace

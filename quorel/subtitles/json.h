@@ -21,7 +21,7 @@ public:
     using SubtitlesLineCoder::encode;
     // All throw JSONError, not SubTitlesError; a text that is not UTF-8 is SubTitlesError (invalidEncoding). The
     // byte forms are UTF-8 whatever `encoding` says. What is read is taken as it stands: cues out of order, times
-    // whose parts contradict their seconds, an end before its start. At most 4 GiB can be read.
+    // whose parts contradict their seconds, an end before its start.
     Subtitles decode(std::string_view content) const override;
     Subtitles decode(std::string_view data, const TextEncoding& encoding) const override;
     std::string encode(const Subtitles& subtitles) const override;

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "quorel/subtitles/character.h"
+#include "quorel/subtitles/cue_room_private.h"
 #include "quorel/subtitles/lines_private.h"
 #include "quorel/subtitles/numbers_private.h"
 #include "quorel/subtitles/text_blocks_private.h"
@@ -61,7 +62,8 @@ Subtitles Subtitles::Coder::LRC::decode(std::string_view content) const {
     std::vector<Cue> cues;
     std::vector<Time> times;
     detail::TextBlocks blocks(content.size());
-    detail::LineReader lines(detail::decodableText(content));
+    content = detail::decodableText(content);
+    detail::LineReader lines(content);
     for (std::string_view line; lines.next(line);) {
         line = detail::trimmedWhitespaces(line);
         times.clear();
@@ -79,6 +81,8 @@ Subtitles Subtitles::Coder::LRC::decode(std::string_view content) const {
         blocks.append(line.substr(textStart));
         const std::string_view text = blocks.finish();
         for (const Time& time : times) {
+            detail::makeRoom(cues, static_cast<std::size_t>(line.data() + line.size() - content.data()),
+                             content.size());
             cues.push_back(Cue::sharing(blocks.block(), {.startTime = time, .endTime = time, .text = text}));
         }
     }

@@ -2,74 +2,68 @@
 
 #include <cmath>
 
-#include "quorel/subtitles/json_reading_private.h"
+#include "quorel/subtitles/cue_room_private.h"
+#include "quorel/subtitles/json_reader_private.h"
 #include "quorel/subtitles/json_writing_private.h"
 #include "quorel/subtitles/text_blocks_private.h"
 
 namespace quorel {
 namespace {
 
-using detail::JSONCursor;
+using detail::JSONReader;
 
-class IndexReader {
-public:
-    explicit IndexReader(std::size_t size) : blocks_(size) {}
-
-    void readSegment(const JSONCursor& cursor) {
-        std::optional<std::string_view> speaker, body;
-        std::optional<double> start, end;
-        cursor.readMembers([&](std::string_view key, const JSONCursor& member) {
-            if (key == "speaker") {
-                speaker = member.isNull() ? std::nullopt : std::optional(member.text());
-            } else if (key == "startTime") {
-                start = member.number();
-            } else if (key == "endTime") {
-                end = member.number();
-            } else if (key == "body") {
-                body = member.text();
-            }
-        });
-        cursor.require(start.has_value(), "startTime");
-        cursor.require(end.has_value(), "endTime");
-        cursor.require(body.has_value(), "body");
-
-        blocks_.append(*body);
-        if (speaker) blocks_.append(*speaker);
-        const std::string_view all = blocks_.finish();
-        const double shifted = (*end - *start) + *start;
-        SubtitlesCue::Fields fields{.startTime = SubtitlesTime(*start),
-                                    // Rounding can carry the largest numbers beyond all.
-                                    .endTime = SubtitlesTime(std::isfinite(shifted) ? shifted : *end)};
-        fields.text = all.substr(0, body->size());
-        if (speaker) fields.speaker = all.substr(body->size());
-        cues.push_back(SubtitlesCue::sharing(blocks_.block(), fields));
-    }
-
-    std::vector<SubtitlesCue> cues;
-
-private:
-    detail::TextBlocks blocks_;
-};
-
-Subtitles read(std::string_view data) {
-    IndexReader reader(data.size());
-    const detail::JSONDocument document(data);
-    const JSONCursor root = document.root();
-    bool hasVersion = false;
-    bool hasSegments = false;
-    root.readMembers([&](std::string_view key, const JSONCursor& member) {
-        if (key == "version") {
-            hasVersion = true;
-            member.text();
-        } else if (key == "segments") {
-            hasSegments = true;
-            reader.cues.clear();
-            member.readElements([&](const JSONCursor& segment) { reader.readSegment(segment); });
+SubtitlesCue readSegment(JSONReader& json, const JSONPath& path, detail::TextBlocks& blocks) {
+    std::optional<detail::TextBlocks::Part> speaker, body;
+    std::optional<double> start, end;
+    json.readMembers(path, [&](std::string_view key, const JSONPath& place) {
+        if (key == "speaker") {
+            speaker = json.readNull() ? std::nullopt : std::optional(blocks.add(json.readText(place)));
+        } else if (key == "startTime") {
+            start = json.readNumber(place);
+        } else if (key == "endTime") {
+            end = json.readNumber(place);
+        } else if (key == "body") {
+            body = blocks.add(json.readText(place));
         }
     });
-    root.require(hasVersion, "version");
-    root.require(hasSegments, "segments");
-    return Subtitles(std::move(reader.cues));
+    json.require(start.has_value(), path, "startTime");
+    json.require(end.has_value(), path, "endTime");
+    json.require(body.has_value(), path, "body");
+
+    const double shifted = (*end - *start) + *start;
+    SubtitlesCue::Fields fields{.startTime = SubtitlesTime(*start),
+                                // Rounding can carry the largest numbers beyond all.
+                                .endTime = SubtitlesTime(std::isfinite(shifted) ? shifted : *end)};
+    const std::string_view all = blocks.finish();
+    fields.text = body->of(all);
+    if (speaker) fields.speaker = speaker->of(all);
+    return SubtitlesCue::sharing(blocks.block(), fields);
+}
+
+Subtitles read(std::string_view data) {
+    JSONReader json(data);
+    detail::TextBlocks blocks(data.size());
+    std::vector<SubtitlesCue> cues;
+    bool hasVersion = false;
+    bool hasSegments = false;
+    const JSONPath root;
+    json.readMembers(root, [&](std::string_view key, const JSONPath& place) {
+        if (key == "version") {
+            hasVersion = true;
+            json.readText(place);
+        } else if (key == "segments") {
+            hasSegments = true;
+            cues.clear();
+            json.readElements(place, [&](const JSONPath& path) {
+                detail::makeRoom(cues, json.position(), data.size());
+                cues.push_back(readSegment(json, path, blocks));
+            });
+        }
+    });
+    json.finish();
+    json.require(hasVersion, root, "version");
+    json.require(hasSegments, root, "segments");
+    return Subtitles(std::move(cues));
 }
 
 }  // namespace

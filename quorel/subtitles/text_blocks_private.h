@@ -26,6 +26,20 @@ public:
     }
     void append(char c) { append(std::string_view(&c, 1)); }
 
+    // A part of the pending text, for cues that have several texts: they lie in one block.
+    struct Part {
+        std::size_t begin = 0;
+        std::size_t length = 0;
+
+        // `finished` is what finish() gave.
+        std::string_view of(std::string_view finished) const { return finished.substr(begin, length); }
+    };
+    Part add(std::string_view text) {
+        const std::size_t begin = pending().size();
+        append(text);
+        return {begin, text.size()};
+    }
+
     // What has been appended to the text that is not finished yet.
     std::string_view pending() const { return {start_, static_cast<std::size_t>(at_ - start_)}; }
 

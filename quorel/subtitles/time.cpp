@@ -29,7 +29,9 @@ SubtitlesTime::SubtitlesTime(double timeInSeconds) : timeInSeconds_(timeInSecond
     hour_ = whole / 3600;
     minute_ = whole / 60 % 60;
     second_ = whole % 60;
-    millisecond_ = saturated(std::fmod(timeInSeconds, 1) * 1000);
+    // The same as fmod(timeInSeconds, 1), exactly, and many times faster.
+    const double fraction = timeInSeconds < 0x1p53 ? timeInSeconds - static_cast<double>(whole) : 0;
+    millisecond_ = saturated(fraction * 1000);
 }
 
 std::optional<SubtitlesTime> SubtitlesTime::fromString(std::string_view timeString) {

@@ -95,6 +95,23 @@ std::optional<Match> onlyMatch(std::string_view text,
     return only;
 }
 
+// The usual form, "00:01:02.500" and nothing else: it is a match by itself and leaves no room for another.
+std::optional<TimeExpression> parseUsualClock(std::string_view text) {
+    detail::TimingScanner scanner(text);
+    std::uint64_t hours = 0, minutes = 0, seconds = 0, fraction = 0;
+    if (!scanner.digits(2, 18, hours) || !scanner.literal(':') || !scanner.exactDigits(2, minutes) ||
+        !scanner.literal(':') || !scanner.exactDigits(2, seconds)) {
+        return std::nullopt;
+    }
+    TimeExpression::ClockTime clock{static_cast<std::int64_t>(hours), static_cast<std::int64_t>(minutes),
+                                    static_cast<std::int64_t>(seconds)};
+    if (!scanner.atEnd()) {
+        if (!scanner.literal('.') || !scanner.digits(1, 18, fraction) || !scanner.atEnd()) return std::nullopt;
+        clock.fraction = static_cast<std::int64_t>(fraction);
+    }
+    return TimeExpression{clock};
+}
+
 std::optional<TimeExpression> parseClock(std::string_view text) {
     const auto match = onlyMatch<ClockMatch>(text, matchClockFrom);
     if (!match) return std::nullopt;
@@ -135,6 +152,7 @@ void appendNumber(std::string& text, std::int64_t number, int width) {
 }  // namespace
 
 std::optional<TimeExpression> TimeExpression::parse(std::string_view text) {
+    if (auto clock = parseUsualClock(text)) return clock;
     if (auto clock = parseClock(text)) return clock;
     return parseOffset(text);
 }

@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "quorel/foundation/text.h"
+#include "quorel/subtitles/cue_room_private.h"
 #include "quorel/subtitles/lines_private.h"
 #include "quorel/subtitles/text_blocks_private.h"
 #include "quorel/subtitles/time_expression.h"
@@ -94,7 +95,7 @@ class TTMLDecoder {
 public:
     explicit TTMLDecoder(std::size_t size)
         // Well-behaved documents need far less than the fixed part.
-        : memory_(16 * 1024 * 1024 + 2 * size), parser_(nullptr, &XML_ParserFree), blocks_(size) {}
+        : size_(size), memory_(16 * 1024 * 1024 + 2 * size), parser_(nullptr, &XML_ParserFree), blocks_(size) {}
 
     // `encoding` is what the bytes are in; null when the document says it.
     std::vector<SubtitlesCue> decode(std::string_view bytes, const char* encoding) {
@@ -226,10 +227,12 @@ private:
             blocks_.append(replacingEntities(std::move(joined)));
         }
         const std::string_view text = blocks_.finish();
+        detail::makeRoom(cues_, static_cast<std::size_t>(XML_GetCurrentByteIndex(parser_.get())), size_);
         cues_.push_back(SubtitlesCue::sharing(
             blocks_.block(), {.startTime = *active_->begin, .endTime = *active_->end, .text = text}));
     }
 
+    std::size_t size_;
     ParserMemory memory_;
     std::unique_ptr<std::remove_pointer_t<XML_Parser>, decltype(&XML_ParserFree)> parser_;
     detail::TextBlocks blocks_;

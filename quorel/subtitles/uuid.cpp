@@ -32,12 +32,16 @@ private:
     std::array<std::uint64_t, 4> state_{};
 };
 
-int hexadecimalValue(char c) {
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    return -1;
-}
+constexpr std::uint8_t noDigit = 0x80;
+constexpr auto hexadecimalValues = [] {
+    std::array<std::uint8_t, 256> values{};
+    values.fill(noDigit);
+    for (std::uint8_t value = 0; value < 16; ++value) {
+        values[static_cast<unsigned char>("0123456789abcdef"[value])] = value;
+        values[static_cast<unsigned char>("0123456789ABCDEF"[value])] = value;
+    }
+    return values;
+}();
 
 bool isDashPlace(std::size_t at) {
     return at == 8 || at == 13 || at == 18 || at == 23;
@@ -56,20 +60,21 @@ UUID UUID::random() {
 }
 
 std::optional<UUID> UUID::parse(std::string_view text) {
-    if (text.size() != 36) return std::nullopt;
-    UUID uuid;
-    std::size_t digits = 0;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (isDashPlace(i)) {
-            if (text[i] != '-') return std::nullopt;
-            continue;
-        }
-        const int value = hexadecimalValue(text[i]);
-        if (value < 0) return std::nullopt;
-        std::uint8_t& byte = uuid.bytes[digits++ / 2];
-        byte = static_cast<std::uint8_t>((byte << 4) | value);
+    if (text.size() != 36 || text[8] != '-' || text[13] != '-' || text[18] != '-' || text[23] != '-') {
+        return std::nullopt;
     }
-    return uuid;
+    UUID uuid;
+    unsigned seen = 0;
+    std::size_t at = 0;
+    for (std::uint8_t& byte : uuid.bytes) {
+        if (isDashPlace(at)) ++at;
+        const unsigned high = hexadecimalValues[static_cast<unsigned char>(text[at])];
+        const unsigned low = hexadecimalValues[static_cast<unsigned char>(text[at + 1])];
+        seen |= high | low;
+        byte = static_cast<std::uint8_t>(high << 4 | low);
+        at += 2;
+    }
+    return (seen & noDigit) == 0 ? std::optional(uuid) : std::nullopt;
 }
 
 std::string UUID::string() const {
