@@ -21,41 +21,41 @@ namespace quorel {
 enum class CrossOrigin { anonymous, useCredentials };
 
 struct GoogleDAILiveConfiguration {
-    std::string assetKey;
-    std::string apiKey;
-    std::optional<std::string> authToken;
-    std::optional<std::string> streamActivityMonitorID;
-    std::optional<std::vector<std::pair<std::string, std::string>>> adTagParameters;
+    std::string assetKey = {};
+    std::string apiKey = {};
+    std::optional<std::string> authToken = {};
+    std::optional<std::string> streamActivityMonitorID = {};
+    std::optional<std::vector<std::pair<std::string, std::string>>> adTagParameters = {};
     bool operator==(const GoogleDAILiveConfiguration&) const = default;
 };
 
 struct GoogleDAIVodConfiguration {
-    std::string videoID;
-    std::string contentSourceID;
-    std::string apiKey;
-    std::optional<std::string> authToken;
-    std::optional<std::string> streamActivityMonitorID;
-    std::optional<std::vector<std::pair<std::string, std::string>>> adTagParameters;
+    std::string videoID = {};
+    std::string contentSourceID = {};
+    std::string apiKey = {};
+    std::optional<std::string> authToken = {};
+    std::optional<std::string> streamActivityMonitorID = {};
+    std::optional<std::vector<std::pair<std::string, std::string>>> adTagParameters = {};
     bool operator==(const GoogleDAIVodConfiguration&) const = default;
 };
 
 using ServerSideAdInsertion = std::variant<GoogleDAILiveConfiguration, GoogleDAIVodConfiguration>;
 
 struct TypedSource {
-    std::string src;   // URL; empty for server-side ad insertion
-    std::string type;  // MIME type, "application/x-mpegurl" for HLS
-    std::optional<std::string> drm;
-    std::optional<CrossOrigin> crossOrigin;
-    std::optional<ServerSideAdInsertion> ssai;
-    std::optional<bool> hlsDateRange;
-    std::optional<std::vector<std::pair<std::string, std::string>>> headers;
-    std::optional<std::string> cmcd;
+    std::string src = {};   // URL; empty for server-side ad insertion
+    std::string type = {};  // MIME type, "application/x-mpegurl" for HLS
+    std::optional<std::string> drm = {};
+    std::optional<CrossOrigin> crossOrigin = {};
+    std::optional<ServerSideAdInsertion> ssai = {};
+    std::optional<bool> hlsDateRange = {};
+    std::optional<std::vector<std::pair<std::string, std::string>>> headers = {};
+    std::optional<std::string> cmcd = {};
     bool operator==(const TypedSource&) const = default;
 };
 
 // A source whose stream the ad insertion service makes.
 inline TypedSource GoogleDAITypedSource(ServerSideAdInsertion ssai) {
-    TypedSource source;
+    TypedSource source = {};
     source.ssai = std::move(ssai);
     return source;
 }
@@ -110,7 +110,7 @@ private:
 using AdDescription = std::variant<GoogleImaAdDescription>;
 
 struct ChromecastMetadataImage {
-    std::string src;
+    std::string src = {};
     int width = 0;   // pixels
     int height = 0;  // pixels
     bool operator==(const ChromecastMetadataImage&) const = default;
@@ -119,23 +119,23 @@ struct ChromecastMetadataImage {
 enum class ChromecastMetadataType { generic, movie, tvShow };
 
 struct ChromecastMetadataDescription {
-    std::optional<std::vector<ChromecastMetadataImage>> images;
-    std::optional<std::string> releaseDate;
-    std::optional<int> releaseYear;
-    std::optional<std::string> title;
-    std::optional<std::string> subtitle;
-    std::optional<ChromecastMetadataType> type;
-    std::optional<std::vector<std::string>> metadataKeys;
+    std::optional<std::vector<ChromecastMetadataImage>> images = {};
+    std::optional<std::string> releaseDate = {};
+    std::optional<int> releaseYear = {};
+    std::optional<std::string> title = {};
+    std::optional<std::string> subtitle = {};
+    std::optional<ChromecastMetadataType> type = {};
+    std::optional<std::vector<std::string>> metadataKeys = {};
     bool operator==(const ChromecastMetadataDescription&) const = default;
 };
 
 struct SourceDescription {
-    TypedSource source;
-    std::optional<std::vector<std::shared_ptr<const TextTrackDescription>>> textTracks;
-    std::optional<std::vector<AdDescription>> ads;
-    std::optional<std::string> poster;
-    std::optional<ChromecastMetadataDescription> metadata;
-    std::optional<std::string> abr;
+    TypedSource source = {};
+    std::optional<std::vector<std::shared_ptr<const TextTrackDescription>>> textTracks = {};
+    std::optional<std::vector<AdDescription>> ads = {};
+    std::optional<std::string> poster = {};
+    std::optional<ChromecastMetadataDescription> metadata = {};
+    std::optional<std::string> abr = {};
 
     // The sources to choose from: the one source, or none for one that is empty.
     std::vector<TypedSource> sources() const {
