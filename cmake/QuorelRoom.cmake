@@ -21,6 +21,9 @@ if(QUOREL_SANITIZE)
   target_link_options(quorel_options INTERFACE -fsanitize=${QUOREL_SANITIZE})
 endif()
 
+# What every test runs with: the leaks of other people's libraries that LeakSanitizer is to pass over.
+set(QUOREL_TEST_ENVIRONMENT "LSAN_OPTIONS=suppressions=${CMAKE_CURRENT_LIST_DIR}/lsan.supp:print_suppressions=0")
+
 # quorel_room(foundation FLOOR 1 SOURCES a.cpp b.cpp [USES engine ui] [PRIVATE_LIBRARIES CURL::libcurl])
 # makes quorel_foundation with the alias quorel::foundation. USES are rooms of the house, PRIVATE_LIBRARIES
 # third-party ones, which never show in public headers.
@@ -71,5 +74,6 @@ function(quorel_test name)
   endif()
   include(GoogleTest)
   gtest_discover_tests(${target} TEST_PREFIX "${name}." DISCOVERY_TIMEOUT 60
-                       PROPERTIES TIMEOUT ${T_TIMEOUT} LABELS "${name};${T_LABELS}")
+                       PROPERTIES TIMEOUT ${T_TIMEOUT} LABELS "${name};${T_LABELS}"
+                                  ENVIRONMENT "${QUOREL_TEST_ENVIRONMENT}")
 endfunction()
