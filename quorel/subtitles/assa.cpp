@@ -1,5 +1,6 @@
 #include "quorel/subtitles/assa.h"
 
+#include <cstdint>
 #include <utility>
 
 #include "quorel/foundation/log.h"
@@ -13,7 +14,7 @@
 namespace quorel {
 namespace {
 
-enum class DialogueFormat {
+enum class DialogueFormat : std::uint8_t {
     Marked,
     Layer,
     Start,

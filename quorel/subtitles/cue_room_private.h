@@ -24,15 +24,16 @@ inline void askForLargePages([[maybe_unused]] const std::vector<SubtitlesCue>& c
 #endif
 }
 
-// Before a cue is added, when `read` of `size` bytes have been read: makes room for as many cues as there will be if
+// Before cues are added, when `read` of `size` bytes have been read: makes room for as many cues as there will be if
 // the rest is like what was read. Growing step by step would move every cue several times, through fresh memory.
-inline void makeRoom(std::vector<SubtitlesCue>& cues, std::size_t read, std::size_t size) {
-    if (cues.size() < cues.capacity()) return;
+inline void makeRoom(std::vector<SubtitlesCue>& cues, std::size_t read, std::size_t size, std::size_t added = 1) {
+    const std::size_t needed = cues.size() + added;
+    if (needed <= cues.capacity()) return;
     constexpr std::size_t few = 64;
-    if (cues.size() < few) return cues.reserve(std::max<std::size_t>(4, 2 * cues.size()));
-    const double perByte = static_cast<double>(cues.size()) / static_cast<double>(std::max<std::size_t>(read, 1));
+    if (needed < few) return cues.reserve(std::max<std::size_t>(4, 2 * needed));
+    const double perByte = static_cast<double>(needed) / static_cast<double>(std::max<std::size_t>(read, 1));
     const auto expected = static_cast<std::size_t>(perByte * static_cast<double>(size) * 1.02);
-    cues.reserve(std::max(expected, cues.size() + cues.size() / 4));
+    cues.reserve(std::max({needed, expected, cues.size() + cues.size() / 4}));
     askForLargePages(cues);
 }
 

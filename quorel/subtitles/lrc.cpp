@@ -14,8 +14,8 @@ namespace {
 
 struct Timestamp {
     SubtitlesTime time;
-    std::size_t capturesEnd;
-    std::size_t end;
+    std::size_t capturesEnd = 0;
+    std::size_t end = 0;
 };
 
 // What the pattern matches at the bracket that stands at `at`.
@@ -37,6 +37,28 @@ std::optional<Timestamp> matchTimestamp(std::string_view line, std::size_t at) {
     const std::size_t end = std::min(line.find_first_not_of(']', fraction.end), line.size());
     return Timestamp{time, fraction.end, end};
 }
+
+// Walks through the matches in a line.
+class Timestamps {
+public:
+    explicit Timestamps(std::string_view line) : line_(line) {}
+
+    bool next(Timestamp& timestamp) {
+        while ((at_ = line_.find('[', at_)) != std::string_view::npos) {
+            if (const auto found = matchTimestamp(line_, at_)) {
+                timestamp = *found;
+                at_ = found->end;
+                return true;
+            }
+            ++at_;
+        }
+        return false;
+    }
+
+private:
+    std::string_view line_;
+    std::size_t at_ = 0;
+};
 
 void appendTimestamp(std::string& out, const SubtitlesCue& cue, bool inMilliseconds) {
     const SubtitlesTime& time = cue.startTime();
@@ -60,30 +82,29 @@ void appendTimestamp(std::string& out, const SubtitlesCue& cue, bool inMilliseco
 
 Subtitles Subtitles::Coder::LRC::decode(std::string_view content) const {
     std::vector<Cue> cues;
-    std::vector<Time> times;
-    detail::TextBlocks blocks(content.size());
     content = detail::decodableText(content);
+    detail::TextBlocks blocks(content.size());
     detail::LineReader lines(content);
     for (std::string_view line; lines.next(line);) {
         line = detail::trimmedWhitespaces(line);
-        times.clear();
-        std::size_t textStart = 0;
-        for (std::size_t at = line.find('['); at != std::string_view::npos; at = line.find('[', at)) {
-            if (const auto timestamp = matchTimestamp(line, at)) {
-                times.push_back(timestamp->time);
-                textStart = characterEnd(line, timestamp->capturesEnd);
-                at = timestamp->end;
-            } else {
-                ++at;
-            }
-        }
-        if (times.empty()) continue;
-        blocks.append(line.substr(textStart));
+        Timestamps timestamps(line);
+        Timestamp last;
+        std::size_t count = 0;
+        while (timestamps.next(last)) ++count;
+        if (count == 0) continue;
+        blocks.append(line.substr(characterEnd(line, last.capturesEnd)));
         const std::string_view text = blocks.finish();
-        for (const Time& time : times) {
-            detail::makeRoom(cues, static_cast<std::size_t>(line.data() + line.size() - content.data()),
-                             content.size());
+        detail::makeRoom(cues, static_cast<std::size_t>(line.data() + line.size() - content.data()),
+                         content.size(), count);
+        const auto add = [&](const Time& time) {
             cues.push_back(Cue::sharing(blocks.block(), {.startTime = time, .endTime = time, .text = text}));
+        };
+        if (count == 1) {
+            add(last.time);
+        } else {
+            // Found once more rather than kept: a line may be nothing but time stamps, by the million.
+            timestamps = Timestamps(line);
+            for (Timestamp timestamp; timestamps.next(timestamp);) add(timestamp.time);
         }
     }
     return Subtitles(std::move(cues));

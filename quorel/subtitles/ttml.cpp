@@ -3,6 +3,7 @@
 #define XML_DTD  // for the limits on entities
 #include <expat.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdlib>
 #include <exception>
@@ -95,21 +96,27 @@ class TTMLDecoder {
 public:
     explicit TTMLDecoder(std::size_t size)
         // Well-behaved documents need far less than the fixed part.
-        : size_(size), memory_(16 * 1024 * 1024 + 2 * size), parser_(nullptr, &XML_ParserFree), blocks_(size) {}
+        : size_(size), memory_(16 * 1024 * 1024 + 4 * size), parser_(nullptr, &XML_ParserFree), blocks_(size) {}
 
     // `encoding` is what the bytes are in; null when the document says it.
     std::vector<SubtitlesCue> decode(std::string_view bytes, const char* encoding) {
         setUp(encoding);
-        for (std::string_view rest = bytes;;) {
-            // In one piece where that is possible: a token that is cut would be read again from its start.
-            const std::string_view piece = rest.substr(0, std::numeric_limits<int>::max() / 2);
-            rest.remove_prefix(piece.size());
+        // The parser copies what it gets, and reads a token that is cut again from its start: so small pieces, but ones
+        // that grow as long as one token fills them.
+        constexpr std::size_t usual = 256 * 1024;
+        constexpr std::size_t largest = std::numeric_limits<int>::max() / 2;
+        std::size_t next = usual;
+        for (std::size_t fed = 0; next != 0;) {
+            const std::string_view piece = bytes.substr(fed, next);
+            fed += piece.size();
             const auto status =
-                XML_Parse(parser_.get(), piece.data(), static_cast<int>(piece.size()), rest.empty());
+                XML_Parse(parser_.get(), piece.data(), static_cast<int>(piece.size()), fed == bytes.size());
             if (error_) std::rethrow_exception(error_);
             if (foreignEncoding_) return TTMLDecoder(bytes.size()).decode(inUTF8(bytes), "UTF-8");
             if (status != XML_STATUS_OK) throw SubTitlesError::invalidFile();
-            if (rest.empty()) break;
+            const auto token = std::max<XML_Index>(XML_GetCurrentByteIndex(parser_.get()), 0);
+            const std::size_t unread = fed - std::min(static_cast<std::size_t>(token), fed);
+            next = fed == bytes.size() ? 0 : std::clamp(unread > usual / 2 ? 2 * unread : usual, usual, largest);
         }
         if (cues_.empty()) throw SubTitlesError::invalidEncoding();
         return std::move(cues_);
