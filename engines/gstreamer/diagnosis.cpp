@@ -124,7 +124,8 @@ Task<std::optional<std::string>> Diagnosis::checkPlaylist(const Manifest& manife
 Task<Diagnosis::Reply> Diagnosis::fetch(URL url, bool onlyItsBeginning) {
     if (!completion_) co_return Reply{};
     URLRequest request(std::move(url));
-    request.timeoutInterval = limit_;
+    // Half of the whole, so that a part that hangs can still be named.
+    request.timeoutInterval = limit_ / 2;
     if (onlyItsBeginning) request.headers.set("Range", "bytes=0-0");
     Reply reply;
     try {

@@ -1,5 +1,6 @@
 #include "engines/gstreamer/engine_thread.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace quorel::gstreamer {
@@ -61,24 +62,43 @@ void EngineThread::finish() {
 }
 
 std::shared_ptr<EngineThread> ThreadPark::start() {
+    auto engineThread = std::make_shared<EngineThread>();
+    run([engineThread] { engineThread->run(); });
+    return engineThread;
+}
+
+void ThreadPark::run(std::function<void()> function) {
+    auto over = std::make_shared<std::atomic<bool>>(false);
+    const std::lock_guard lock(mutex_);
     std::erase_if(places_, [](Place& place) {
         if (!place.over->load()) return false;
         place.thread.join();
         return true;
     });
-    auto engineThread = std::make_shared<EngineThread>();
-    auto over = std::make_shared<std::atomic<bool>>(false);
-    std::thread thread([engineThread, over]() mutable {
-        engineThread->run();
-        engineThread = nullptr;
+    std::thread thread([function = std::move(function), over]() mutable {
+        function();
+        function = nullptr;
         over->store(true);
     });
     places_.push_back({std::move(thread), std::move(over)});
-    return engineThread;
+}
+
+std::size_t ThreadPark::running() const {
+    const std::lock_guard lock(mutex_);
+    return static_cast<std::size_t>(
+        std::count_if(places_.begin(), places_.end(), [](const Place& place) { return !place.over->load(); }));
 }
 
 ThreadPark::~ThreadPark() {
-    for (Place& place : places_) place.thread.join();
+    for (;;) {
+        std::list<Place> next;
+        {
+            const std::lock_guard lock(mutex_);
+            if (places_.empty()) return;
+            next.splice(next.begin(), places_, places_.begin());
+        }
+        next.front().thread.join();
+    }
 }
 
 }  // namespace quorel::gstreamer

@@ -40,7 +40,7 @@ private:
     bool finished_ = false;
 };
 
-// Owns the threads, so that none outlives it: the destructor waits for those that still tear down.
+// Owns the threads, so that none outlives it: the destructor waits for all. Any thread.
 class ThreadPark {
 public:
     ThreadPark() = default;
@@ -49,12 +49,15 @@ public:
     ThreadPark& operator=(const ThreadPark&) = delete;
 
     std::shared_ptr<EngineThread> start();
+    void run(std::function<void()> function);  // on a thread of its own
+    std::size_t running() const;
 
 private:
     struct Place {
         std::thread thread;
         std::shared_ptr<std::atomic<bool>> over;
     };
+    mutable std::mutex mutex_;
     std::list<Place> places_;
 };
 

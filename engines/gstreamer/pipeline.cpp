@@ -14,19 +14,20 @@ constexpr auto tickInterval = 250ms;
 constexpr auto seekGrace = 250ms;      // how long a seek may take before it counts as waiting
 constexpr auto drainedAfter = 750ms;   // how long playback stands still before what was buffered counts as used up
 
-double seconds(GstClockTime time) { return static_cast<double>(time) / GST_SECOND; }
+// Of engines at work and pipelines on their way out, before a change of source waits for the old one.
+constexpr std::size_t mostAtOnce = 12;
 
-void stop(GSource*& source) {
-    if (source == nullptr) return;
-    g_source_destroy(source);
-    g_source_unref(std::exchange(source, nullptr));
-}
+double seconds(GstClockTime time) { return static_cast<double>(time) / GST_SECOND; }
 
 }  // namespace
 
-Pipeline::Pipeline(GMainContext* context, const GStreamerOptions& options, std::shared_ptr<FrameStore> frames,
-                   Reporter reporter)
-    : context_(context), options_(options), frames_(std::move(frames)), reporter_(std::move(reporter)) {}
+Pipeline::Pipeline(GMainContext* context, ThreadPark& park, const GStreamerOptions& options,
+                   std::shared_ptr<FrameStore> frames, Reporter reporter)
+    : context_(context),
+      park_(park),
+      options_(options),
+      frames_(std::move(frames)),
+      reporter_(std::move(reporter)) {}
 
 Pipeline::~Pipeline() { unload(); }
 
@@ -59,6 +60,7 @@ void Pipeline::load(std::uint64_t session, const std::string& uri) {
         return;
     }
     g_object_set(playbin_, "volume", volume_, "mute", static_cast<gboolean>(muted_), nullptr);
+    guard_ = DownloadGuard::watch(playbin_);
     watchBus();
     updateTicks();
     applyState();
@@ -66,10 +68,45 @@ void Pipeline::load(std::uint64_t session, const std::string& uri) {
 
 void Pipeline::unload() {
     stop(ticks_);
+    stop(seekWait_);
     stop(busWatch_);
     if (playbin_ == nullptr) return;
-    gst_element_set_state(playbin_, GST_STATE_NULL);
-    gst_object_unref(std::exchange(playbin_, nullptr));
+    gst_element_set_state(playbin_, GST_STATE_PAUSED);  // silent at once; the rest takes longer
+    const auto tearDown = [playbin = std::exchange(playbin_, nullptr), guard = std::exchange(guard_, nullptr)] {
+        guard->stopDownloads();
+        gst_element_set_state(playbin, GST_STATE_NULL);
+        gst_object_unref(playbin);
+    };
+    // A new source need not wait for the old one, but who changes sources without end does.
+    if (park_.running() < mostAtOnce) {
+        park_.run(tearDown);
+    } else {
+        tearDown();
+    }
+}
+
+GSource* Pipeline::attachTimer(std::chrono::milliseconds interval, void (Pipeline::*function)()) {
+    struct Closure {
+        Pipeline* self;
+        void (Pipeline::*function)();
+    };
+    GSource* const timer = g_timeout_source_new(static_cast<guint>(interval.count()));
+    g_source_set_callback(
+        timer,
+        [](gpointer own) -> gboolean {
+            const auto closure = *static_cast<Closure*>(own);
+            ((*closure.self).*closure.function)();
+            return G_SOURCE_CONTINUE;
+        },
+        new Closure{this, function}, [](gpointer own) { delete static_cast<Closure*>(own); });
+    g_source_attach(timer, context_);
+    return timer;
+}
+
+void Pipeline::stop(GSource*& source) {
+    if (source == nullptr) return;
+    g_source_destroy(source);
+    g_source_unref(std::exchange(source, nullptr));
 }
 
 // Seeks are sent while paused, and PLAYING is asked for only when they are done: a pipeline that is sent back to
@@ -186,15 +223,7 @@ void Pipeline::updateTicks() {
     if (!needed) {
         stop(ticks_);
     } else if (ticks_ == nullptr) {
-        ticks_ = g_timeout_source_new(tickInterval / 1ms);
-        g_source_set_callback(
-            ticks_,
-            [](gpointer self) -> gboolean {
-                static_cast<Pipeline*>(self)->tick();
-                return G_SOURCE_CONTINUE;
-            },
-            this, nullptr);
-        g_source_attach(ticks_, context_);
+        ticks_ = attachTimer(tickInterval, &Pipeline::tick);
     }
 }
 

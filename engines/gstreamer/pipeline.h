@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "engines/gstreamer/download_guard.h"
 #include "engines/gstreamer/engine_thread.h"
 #include "engines/gstreamer/gstreamer_engine.h"
 #include "engines/gstreamer/reports.h"
@@ -24,8 +25,9 @@ namespace quorel::gstreamer {
 // All but expect() belongs to the thread.
 class Pipeline {
 public:
-    Pipeline(GMainContext* context, const GStreamerOptions& options, std::shared_ptr<FrameStore> frames,
-             Reporter reporter);
+    // The park takes what is torn down, and outlives the pipeline.
+    Pipeline(GMainContext* context, ThreadPark& park, const GStreamerOptions& options,
+             std::shared_ptr<FrameStore> frames, Reporter reporter);
     ~Pipeline();
     Pipeline(const Pipeline&) = delete;
     Pipeline& operator=(const Pipeline&) = delete;
@@ -64,13 +66,17 @@ private:
     void onRunning();
     void onEnded();
     void noteProgress() { progressAt_ = Clock::now(); }
+    GSource* attachTimer(std::chrono::milliseconds interval, void (Pipeline::*function)());
+    static void stop(GSource*& source);
     void updateTicks();
     void tick();
 
     // pipeline_seeking.cpp
     void startSeek();
+    void sendWhenQuiet();
+    void sendSeek();
+    bool trySeek(GstClockTime to, GstSeekFlags precision);
     void onSeekDone();
-    bool sendSeek(GstClockTime to);
     GstClockTime clampToSource(double time) const;
     bool isSettled() const;
 
@@ -86,6 +92,7 @@ private:
     void fail(Failure failure);
 
     GMainContext* const context_;
+    ThreadPark& park_;
     const GStreamerOptions options_;
     const std::shared_ptr<FrameStore> frames_;
     const Reporter reporter_;
@@ -99,8 +106,10 @@ private:
     // Of the session.
     std::uint64_t session_ = 0;
     GstElement* playbin_ = nullptr;
+    std::shared_ptr<DownloadGuard> guard_;
     GSource* busWatch_ = nullptr;
     GSource* ticks_ = nullptr;
+    GSource* seekWait_ = nullptr;
     bool prerolled_ = false;
     bool hasStreams_ = false;
     bool ended_ = false;

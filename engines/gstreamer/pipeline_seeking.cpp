@@ -48,43 +48,59 @@ GstClockTime Pipeline::clampToSource(double time) const {
 }
 
 void Pipeline::startSeek() {
-    const Target target = *std::exchange(wanted_, std::nullopt);
-    const GstClockTime now = restingAt_.value_or(streamPosition().value_or(lastPosition_));
-    const GstClockTime to = target.time ? clampToSource(*target.time) : now;
-    inFlight_ = target;
+    inFlight_ = *std::exchange(wanted_, std::nullopt);
     frames_->setHold(session_, false);
-    const auto distance = std::max(to, now) - std::min(to, now);
+    const GstClockTime to = inFlight_->time ? clampToSource(*inFlight_->time) : restingAt_.value_or(0);
     // A player that is asked twice for its start time, as metadata and picture come, would load everything twice.
-    if (restingAt_ && distance < GST_MSECOND && rateInUse_ == rate_ && !ended_) {
+    if (restingAt_ && std::max(to, *restingAt_) - std::min(to, *restingAt_) < GST_MSECOND && rateInUse_ == rate_ &&
+        !ended_) {
         onSeekDone();
         return;
     }
     seekSentAt_ = Clock::now();
     noteProgress();
-    ended_ = false;
+    if (const auto position = streamPosition(); position && !restingAt_) lastPosition_ = *position;
     restingAt_.reset();
+    ended_ = markReached_ = false;
     updateTicks();
     applyState();
+    guard_->refuseData();
+    sendWhenQuiet();
+}
+
+void Pipeline::sendWhenQuiet() {
+    if (guard_->isQuiet()) {
+        stop(seekWait_);
+        sendSeek();
+    } else if (seekWait_ == nullptr) {
+        seekWait_ = attachTimer(std::chrono::milliseconds(5), &Pipeline::sendWhenQuiet);
+    }
+}
+
+void Pipeline::sendSeek() {
+    if (wanted_) inFlight_ = *std::exchange(wanted_, std::nullopt);
+    const GstClockTime to = inFlight_->time ? clampToSource(*inFlight_->time) : lastPosition_;
     markSeek();
     // The playlist's duration may promise a little more than the segments hold, and hlsdemux2 refuses what is past
     // their end: by then it has flushed, and would begin again at 0.
     static constexpr std::array<double, 6> stepsBack{0, 0.05, 0.2, 0.5, 1, 2};
-    for (const double back : stepsBack) {
+    const bool sent = std::any_of(stepsBack.begin(), stepsBack.end(), [&](double back) {
         const auto earlier = static_cast<GstClockTime>(back * GST_SECOND);
-        if (sendSeek(to > earlier ? to - earlier : 0)) break;
-    }
+        return trySeek(to > earlier ? to - earlier : 0, GST_SEEK_FLAG_ACCURATE);
+    });
+    // A live window may have moved past the place; without that flag the demuxer takes the nearest it still has.
+    if (!sent) trySeek(to, GST_SEEK_FLAG_NONE);
+    guard_->acceptData();
     rateInUse_ = rate_;
     if (isSettled()) onSeekDone();
 }
 
-bool Pipeline::sendSeek(GstClockTime to) {
-    if (!gst_element_seek(playbin_, rate_, GST_FORMAT_TIME,
-                          static_cast<GstSeekFlags>(GST_SEEK_FLAG_FLUSH | GST_SEEK_FLAG_ACCURATE), GST_SEEK_TYPE_SET,
-                          static_cast<gint64>(to), GST_SEEK_TYPE_NONE, -1)) {
-        return false;
-    }
-    lastPosition_ = to;
-    return true;
+bool Pipeline::trySeek(GstClockTime to, GstSeekFlags precision) {
+    const auto flags = static_cast<GstSeekFlags>(GST_SEEK_FLAG_FLUSH | precision);
+    const bool sent = gst_element_seek(playbin_, rate_, GST_FORMAT_TIME, flags, GST_SEEK_TYPE_SET,
+                                       static_cast<gint64>(to), GST_SEEK_TYPE_NONE, -1);
+    if (sent) lastPosition_ = to;
+    return sent;
 }
 
 bool Pipeline::isSettled() const {

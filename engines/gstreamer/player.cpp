@@ -54,7 +54,8 @@ void Player::start(std::optional<ui::Rect> frame) {
             if (alive != nullptr && alive->session_ == report.session) alive->handle(report);
         });
     };
-    pipeline_ = std::make_shared<Pipeline>(thread_->context(), services_->options, frames_, reporter);
+    pipeline_ = std::make_shared<Pipeline>(thread_->context(), services_->threads, services_->options, frames_,
+                                           reporter);
 }
 
 Player::~Player() {

@@ -1,0 +1,116 @@
+#include "engines/gstreamer/download_guard.h"
+
+#include <algorithm>
+#include <string_view>
+#include <thread>
+#include <utility>
+
+namespace quorel::gstreamer {
+namespace {
+
+using namespace std::chrono_literals;
+
+// Long against the time a request spends in the queue, which is that of waking a thread.
+constexpr auto quiet = 20ms;
+// How long cancelled requests have to come back.
+constexpr auto settling = 50ms;
+
+bool isMadeBy(GstElement* element, std::string_view factoryName) {
+    const GstElementFactory* const factory = gst_element_get_factory(element);
+    return factory != nullptr && factoryName == GST_OBJECT_NAME(factory);
+}
+
+gpointer keep(std::shared_ptr<DownloadGuard> guard) { return new std::shared_ptr(std::move(guard)); }
+void release(gpointer guard) { delete static_cast<std::shared_ptr<DownloadGuard>*>(guard); }
+void releaseClosure(gpointer guard, GClosure*) { release(guard); }
+DownloadGuard& from(gpointer guard) { return **static_cast<std::shared_ptr<DownloadGuard>*>(guard); }
+
+}  // namespace
+
+std::int64_t DownloadGuard::now() { return Clock::now().time_since_epoch() / 1ns; }
+
+std::shared_ptr<DownloadGuard> DownloadGuard::watch(GstElement* playbin) {
+    auto guard = std::make_shared<DownloadGuard>();
+    const auto onSetup = +[](GstElement*, GstElement* element, gpointer self) { from(self).onElement(element); };
+    g_signal_connect_data(playbin, "element-setup", G_CALLBACK(onSetup), keep(guard), releaseClosure,
+                          static_cast<GConnectFlags>(0));
+    return guard;
+}
+
+DownloadGuard::DownloadGuard() { g_weak_ref_init(&demuxer_, nullptr); }
+DownloadGuard::~DownloadGuard() { g_weak_ref_clear(&demuxer_); }
+
+GstElement* DownloadGuard::demuxer() const { return static_cast<GstElement*>(g_weak_ref_get(&demuxer_)); }
+
+void DownloadGuard::onElement(GstElement* element) {
+    if (isMadeBy(element, "hlsdemux2")) {
+        g_weak_ref_set(&demuxer_, element);
+        const auto onPad = +[](GstElement*, GstPad* pad, gpointer self) {
+            gst_pad_add_probe(pad, GST_PAD_PROBE_TYPE_EVENT_FLUSH, onFlush, keep(from(self).shared_from_this()),
+                              release);
+        };
+        g_signal_connect_data(element, "pad-added", G_CALLBACK(onPad), keep(shared_from_this()), releaseClosure,
+                              static_cast<GConnectFlags>(0));
+        return;
+    }
+    GstObject* const parent = GST_OBJECT_PARENT(element);
+    if (parent == nullptr || !isMadeBy(element, "parsebin") || !isMadeBy(GST_ELEMENT(parent), "hlsdemux2")) return;
+    if (GstPad* const pad = gst_element_get_static_pad(element, "sink")) {
+        gst_pad_add_probe(pad, GST_PAD_PROBE_TYPE_BUFFER, onData, keep(shared_from_this()), release);
+        gst_object_unref(pad);
+    }
+}
+
+GstPadProbeReturn DownloadGuard::onData(GstPad*, GstPadProbeInfo* info, gpointer guard) {
+    DownloadGuard& self = from(guard);
+    self.lastData_ = now();
+    if (!self.refusing_) return GST_PAD_PROBE_OK;
+    gst_buffer_unref(GST_PAD_PROBE_INFO_BUFFER(info));
+    GST_PAD_PROBE_INFO_DATA(info) = nullptr;
+    GST_PAD_PROBE_INFO_FLOW_RETURN(info) = GST_FLOW_FLUSHING;
+    return GST_PAD_PROBE_HANDLED;
+}
+
+// The demuxer begins a seek by a flush, and what it loads then is wanted. Its scheduler stands still meanwhile.
+GstPadProbeReturn DownloadGuard::onFlush(GstPad*, GstPadProbeInfo* info, gpointer guard) {
+    if (GST_EVENT_TYPE(GST_PAD_PROBE_INFO_EVENT(info)) == GST_EVENT_FLUSH_START) from(guard).refusing_ = false;
+    return GST_PAD_PROBE_OK;
+}
+
+void DownloadGuard::refuseData() {
+    refusingSince_ = now();
+    refusing_ = true;
+}
+
+bool DownloadGuard::isQuiet() const {
+    GstElement* const adaptive = demuxer();
+    if (adaptive == nullptr) return true;
+    gst_object_unref(adaptive);
+    const std::int64_t last = std::max(lastData_.load(), refusingSince_.load());
+    return now() - last >= quiet / 1ns;
+}
+
+void DownloadGuard::stopDownloads() {
+    GstElement* const adaptive = demuxer();
+    if (adaptive == nullptr) return;
+    refuseData();
+    while (!isQuiet()) std::this_thread::sleep_for(quiet / 4);
+    // A selection of no streams at all cancels their requests, which needs the demuxer at work to come to its end.
+    // GStreamer's own constructor of that event wants at least one.
+    GstPad* source = nullptr;
+    GST_OBJECT_LOCK(adaptive);
+    if (adaptive->srcpads != nullptr) source = GST_PAD(gst_object_ref(adaptive->srcpads->data));
+    GST_OBJECT_UNLOCK(adaptive);
+    if (source != nullptr) {
+        GstStructure* const nothing = gst_structure_new_empty("GstEventSelectStreams");
+        GValue streams = G_VALUE_INIT;
+        g_value_init(&streams, GST_TYPE_LIST);
+        gst_structure_take_value(nothing, "streams", &streams);
+        gst_pad_send_event(source, gst_event_new_custom(GST_EVENT_SELECT_STREAMS, nothing));
+        gst_object_unref(source);
+        std::this_thread::sleep_for(settling);
+    }
+    gst_object_unref(adaptive);
+}
+
+}  // namespace quorel::gstreamer

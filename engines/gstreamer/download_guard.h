@@ -1,0 +1,51 @@
+// Private to this room. Keeps the races of hlsdemux2 away (GStreamer 1.22, gst-plugins-good, ext/adaptivedemux2).
+//
+// A segment's request travels through a queue to a thread that sends it. One that is cancelled while it is in that
+// queue is not found by the canceller and loads all the same; its completion is then taken for that of the request
+// which came after it, and an assertion ends the process. And a pipeline that is torn down while a request is under
+// way never gives back what belongs to it: memory, a connection, a descriptor. So nothing here is cancelled while
+// segments come in: first the demuxer is made to stop by itself, by refusing the data it brings, and only when it has
+// been quiet for a moment it is sought in or torn down.
+#pragma once
+
+#include <gst/gst.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <memory>
+
+namespace quorel::gstreamer {
+
+class DownloadGuard : public std::enable_shared_from_this<DownloadGuard> {
+public:
+    // Watches the adaptive demuxer that the playbin will make; one that plays something else is left alone.
+    static std::shared_ptr<DownloadGuard> watch(GstElement* playbin);
+    DownloadGuard();
+    ~DownloadGuard();
+    DownloadGuard(const DownloadGuard&) = delete;
+    DownloadGuard& operator=(const DownloadGuard&) = delete;
+
+    // Any thread, as all of it. From here on streams stop at the next data they bring, until a flush begins.
+    void refuseData();
+    void acceptData() { refusing_ = false; }
+    // Whether nothing has come for a while since refuseData(): now a flushing seek is safe.
+    bool isQuiet() const;
+    // Blocks for some 0.1 s: cancels what is still being waited for. After that the pipeline may go.
+    void stopDownloads();
+private:
+    using Clock = std::chrono::steady_clock;
+
+    void onElement(GstElement* element);
+    static GstPadProbeReturn onData(GstPad* pad, GstPadProbeInfo* info, gpointer guard);
+    static GstPadProbeReturn onFlush(GstPad* pad, GstPadProbeInfo* info, gpointer guard);
+    static std::int64_t now();
+    GstElement* demuxer() const;  // the caller owns a reference; null when there is none
+
+    mutable GWeakRef demuxer_;
+    std::atomic<bool> refusing_ = false;
+    std::atomic<std::int64_t> lastData_ = 0;  // of the steady clock
+    std::atomic<std::int64_t> refusingSince_ = 0;
+};
+
+}  // namespace quorel::gstreamer
