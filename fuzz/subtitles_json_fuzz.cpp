@@ -64,9 +64,12 @@ void checkDocuments(std::string_view bytes) {
     auto form = general<DocumentForm>(bytes);
     const bool hasIDs = form && std::all_of(form->cues.begin(), form->cues.end(),
                                             [](const CueForm& cue) { return UUID::parse(cue.id).has_value(); });
-    // A key that occurs twice is read both times, so that its first value may be refused.
     require(!document || hasIDs);
-    if (!document) return;
+    if (!document) {
+        // A key that occurs twice is read both times, so that its first value may be refused.
+        require(!hasIDs || decoded(Coder::JSON(), serializeJSON(parseJSON(bytes))));
+        return;
+    }
     require(form->cues.size() == document->cues().size());
     for (std::size_t i = 0; i < form->cues.size(); ++i) {
         form->cues[i].check(document->cues()[i]);
@@ -85,7 +88,10 @@ void checkIndexes(std::string bytes) {
     const auto document = decoded(Coder::PodcastsIndex(), bytes);
     const auto form = general<Coder::PodcastsIndex>(bytes);
     require(!document || form);
-    if (!document) return;
+    if (!document) {
+        require(!form || decoded(Coder::PodcastsIndex(), serializeJSON(parseJSON(bytes))));
+        return;
+    }
     require(form->segments.size() == document->cues().size());
     checkDocument(*document, bytes.size());
     const std::string written = Coder::PodcastsIndex().encode(*document);
