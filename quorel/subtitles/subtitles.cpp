@@ -1,6 +1,7 @@
 #include "quorel/subtitles/subtitles.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace quorel {
 namespace {
@@ -23,9 +24,15 @@ std::ptrdiff_t signedIndex(std::size_t index) {
 }  // namespace
 
 Subtitles::Subtitles(std::vector<Cue> cues) : cues_(std::move(cues)) {
-    if (!std::is_sorted(cues_.begin(), cues_.end(), startsEarlier)) {
-        std::stable_sort(cues_.begin(), cues_.end(), startsEarlier);
-    }
+    if (std::is_sorted(cues_.begin(), cues_.end(), startsEarlier)) return;
+    // Sorts small keys and moves each cue once.
+    std::vector<std::pair<double, std::size_t>> order(cues_.size());
+    for (std::size_t i = 0; i < cues_.size(); ++i) order[i] = {cues_[i].startTimeInSeconds(), i};
+    std::stable_sort(order.begin(), order.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+    std::vector<Cue> sorted;
+    sorted.reserve(cues_.size());
+    for (const auto& [start, index] : order) sorted.push_back(std::move(cues_[index]));
+    cues_ = std::move(sorted);
 }
 
 Subtitles Subtitles::restoring(std::vector<Cue> cues) {
