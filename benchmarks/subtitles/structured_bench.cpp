@@ -98,7 +98,7 @@ std::string makeLRC(const Subtitles& document) {
     std::string lrc;
     const double length = document.lastCue()->startTimeInSeconds();
     for (const auto& cue : document.cues()) {
-        char stamp[16];
+        char stamp[32];
         const int seconds = static_cast<int>(cue.startTimeInSeconds() / length * 5999);  // the format ends there
         std::snprintf(stamp, sizeof stamp, "[%02d:%02d.50]", seconds / 60, seconds % 60);
         lrc += stamp + onOneLine(cue.text()) + "\n";
