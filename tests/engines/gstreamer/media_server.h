@@ -43,7 +43,7 @@ private:
     http::HttpResponse answer(const std::string& path);
     http::HttpResponse livePlaylist() const;
 
-    const Script script_;
+    const Script script_;  // called by many threads at once
     const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
     std::shared_ptr<http::HttpServer> server_;
     std::uint16_t port_ = 0;
