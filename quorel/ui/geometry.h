@@ -22,8 +22,19 @@ struct Rect {
     double height = 0;
 
     Size size() const { return {width, height}; }
+    double right() const { return x + width; }
+    double bottom() const { return y + height; }
     bool contains(Point p) const { return p.x >= x && p.y >= y && p.x < x + width && p.y < y + height; }
     bool operator==(const Rect&) const = default;
+};
+
+// What is kept free along the four edges.
+struct Insets {
+    double top = 0;
+    double left = 0;
+    double bottom = 0;
+    double right = 0;
+    bool operator==(const Insets&) const = default;
 };
 
 struct Color {
@@ -34,6 +45,7 @@ struct Color {
 
     static constexpr Color black() { return {0, 0, 0, 1}; }
     static constexpr Color white() { return {1, 1, 1, 1}; }
+    static constexpr Color black(double opacity) { return {0, 0, 0, opacity}; }
     static constexpr Color clear() { return {0, 0, 0, 0}; }
     bool operator==(const Color&) const = default;
 };

@@ -1,6 +1,7 @@
 #include "quorel/ui/view.h"
 
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 namespace quorel::ui {
@@ -25,6 +26,7 @@ void View::addSubview(const std::shared_ptr<View>& view) {
     view->removeFromSuperview();
     view->superview_ = weak_from_this();
     subviews_.push_back(view);
+    noteMotion(view->movesUntil_);
     noteChange();
 }
 
@@ -54,11 +56,13 @@ void View::sendSubviewToBack(const std::shared_ptr<View>& view) {
 
 void View::setFrame(const Rect& frame) {
     pinned_ = false;
+    frameAnimation_.reset();
     applyFrame(frame);
 }
 
 void View::pinToSuperviewEdges() {
     pinned_ = true;
+    frameAnimation_.reset();
     if (const std::shared_ptr<View> above = superview()) applyFrame(above->bounds());
 }
 
@@ -74,12 +78,41 @@ void View::applyFrame(const Rect& frame) {
     noteChange();
 }
 
+void View::layout() {
+    layoutSubviews();
+    for (const std::shared_ptr<View>& view : std::vector(subviews_)) view->layout();
+}
+
+Insets View::safeAreaInsets() const {
+    const std::shared_ptr<View> above = superview();
+    if (!above) return safeArea_;
+    const Insets insets = above->safeAreaInsets();
+    const Rect around = above->bounds();
+    return {std::max(safeArea_.top, insets.top - frame_.y), std::max(safeArea_.left, insets.left - frame_.x),
+            std::max(safeArea_.bottom, insets.bottom - (around.height - frame_.bottom())),
+            std::max(safeArea_.right, insets.right - (around.width - frame_.right()))};
+}
+
+void View::setSafeAreaInsets(const Insets& insets) {
+    if (!assign(safeArea_, insets)) return;
+    layout();
+    noteChange();
+}
+
 void View::setHidden(bool hidden) {
-    if (assign(hidden_, hidden)) noteChange();
+    if (hidden_ == hidden) return;
+    hidden_ = false;  // so that the change counts above
+    noteChange();
+    hidden_ = hidden;
 }
 
 void View::setOpacity(double opacity) {
-    if (assign(opacity_, std::clamp(opacity, 0.0, 1.0))) noteChange();
+    const double wanted = std::clamp(opacity, 0.0, 1.0);
+    const bool moved = std::exchange(opacityAnimation_, std::nullopt).has_value();
+    if (opacity_ == wanted && !moved) return;
+    opacity_ = 1;  // so that the change counts above
+    noteChange();
+    opacity_ = wanted;
 }
 
 void View::setBackgroundColor(std::optional<Color> color) {
@@ -90,9 +123,68 @@ void View::setCornerRadius(double radius) {
     if (assign(cornerRadius_, radius)) noteChange();
 }
 
+void View::setRotation(double radians) {
+    if (assign(rotation_, radians)) noteChange();
+}
+
+void View::setShadow(std::optional<Shadow> shadow) {
+    if (assign(shadow_, shadow)) noteChange();
+}
+
+void View::setClipsToBounds(bool clips) {
+    if (assign(clipsToBounds_, clips)) noteChange();
+}
+
+void View::animateOpacity(double opacity, double seconds, const RunLoop& loop) {
+    const Animation<double> animation{shownOpacity(loop.now()), std::clamp(opacity, 0.0, 1.0), loop.now(),
+                                      durationFromSeconds(seconds)};
+    setOpacity(opacity);
+    if (animation.from == animation.to) return;
+    opacityAnimation_ = animation;
+    noteMotion(animation.end());
+}
+
+void View::animateFrame(const Rect& frame, double seconds, const RunLoop& loop) {
+    const Animation<Rect> animation{shownFrame(loop.now()), frame, loop.now(), durationFromSeconds(seconds)};
+    setFrame(frame);
+    if (animation.from == animation.to) return;
+    frameAnimation_ = animation;
+    noteMotion(animation.end());
+}
+
+void View::addTapRecognizer(std::function<void()> action) {
+    tapRecognizers_.push_back(std::move(action));
+}
+
+void View::setAccessibilityName(std::string name) {
+    if (assign(accessibilityName_, std::move(name))) noteChange();
+}
+
+void View::setTextMeasure(TextMeasure measure) {
+    textMeasure_ = std::move(measure);
+    layout();
+}
+
+const View::TextMeasure* View::textMeasure() const {
+    if (textMeasure_) return &textMeasure_;
+    const std::shared_ptr<View> above = superview();
+    return above ? above->textMeasure() : nullptr;
+}
+
 void View::noteChange() {
     changes_++;
-    for (std::shared_ptr<View> above = superview(); above; above = above->superview()) above->changes_++;
+    bool shows = !hidden_ && opacity_ > 0;
+    for (std::shared_ptr<View> above = superview(); above && shows; above = above->superview()) {
+        above->changes_++;
+        shows = !above->hidden_ && above->opacity_ > 0;
+    }
+}
+
+void View::noteMotion(Duration until) {
+    movesUntil_ = std::max(movesUntil_, until);
+    for (std::shared_ptr<View> above = superview(); above; above = above->superview()) {
+        above->movesUntil_ = std::max(above->movesUntil_, until);
+    }
 }
 
 void Label::setText(std::string text) {
@@ -113,6 +205,24 @@ void Label::setAlignment(TextAlignment alignment) {
 
 void Label::setMinimumScale(double scale) {
     if (assign(minimumScale_, scale)) noteChange();
+}
+
+void Label::setNumberOfLines(int lines) {
+    if (assign(numberOfLines_, lines)) noteChange();
+}
+
+Size Label::intrinsicSize() const {
+    if (text_.empty()) return {};
+    if (const TextMeasure* measure = textMeasure()) return (*measure)(*this);
+    // A usual sans serif: digits and most letters are a good half of the font's size wide, punctuation a third.
+    double width = 0;
+    for (const char c : text_) {
+        const auto byte = static_cast<unsigned char>(c);
+        if ((byte & 0xc0) == 0x80) continue;
+        const bool narrow = c == ':' || c == ' ' || c == '.' || c == '/' || c == ',';
+        width += narrow ? 0.34 : 0.6;
+    }
+    return {std::ceil(width * font_.size), std::ceil(1.2 * font_.size)};
 }
 
 }  // namespace quorel::ui

@@ -15,9 +15,22 @@
 #include <string>
 #include <vector>
 
+#include "quorel/foundation/run_loop.h"
+#include "quorel/ui/animation.h"
 #include "quorel/ui/geometry.h"
 
 namespace quorel::ui {
+
+class Label;
+
+// Cast by a view on what lies behind it.
+struct Shadow {
+    Color color = Color::black();
+    double opacity = 1;
+    Point offset;
+    double radius = 0;  // points; how far it is blurred
+    bool operator==(const Shadow&) const = default;
+};
 
 class View : public std::enable_shared_from_this<View> {
 public:
@@ -41,21 +54,57 @@ public:
     void setFrame(const Rect& frame);
     // Follows the superview's bounds, now and whenever they change, until setFrame or a move.
     void pinToSuperviewEdges();
+    // Places the subviews again, of this view and of all below it.
+    void layout();
+
+    // What of the view's own bounds a notch, a rounded corner or a system bar covers. A host sets it on the root;
+    // a view further down has what reaches into it.
+    Insets safeAreaInsets() const;
+    void setSafeAreaInsets(const Insets& insets);
 
     bool isHidden() const { return hidden_; }
     void setHidden(bool hidden);
     double opacity() const { return opacity_; }
-    void setOpacity(double opacity);  // 0 to 1, clamped
+    void setOpacity(double opacity);  // 0 to 1, clamped; ends an animation
     const std::optional<Color>& backgroundColor() const { return background_; }
     void setBackgroundColor(std::optional<Color> color);
     double cornerRadius() const { return cornerRadius_; }
     void setCornerRadius(double radius);
+    double rotation() const { return rotation_; }  // radians, clockwise around the centre
+    void setRotation(double radians);
+    const std::optional<Shadow>& shadow() const { return shadow_; }
+    void setShadow(std::optional<Shadow> shadow);
+    bool clipsToBounds() const { return clipsToBounds_; }
+    void setClipsToBounds(bool clips);
+
+    // The new value counts at once, and is shown at the end of `seconds`.
+    void animateOpacity(double opacity, double seconds, const RunLoop& loop);
+    void animateFrame(const Rect& frame, double seconds, const RunLoop& loop);
+    double shownOpacity(Duration now) const { return opacityAnimation_ ? opacityAnimation_->at(now) : opacity_; }
+    Rect shownFrame(Duration now) const { return frameAnimation_ ? frameAnimation_->at(now) : frame_; }
+    const std::optional<Animation<double>>& opacityAnimation() const { return opacityAnimation_; }
+    const std::optional<Animation<Rect>>& frameAnimation() const { return frameAnimation_; }
+    // Up to this moment of the run loop's clock something moves in this view or below it.
+    Duration movesUntil() const { return movesUntil_; }
+
+    // Whether the view and what is in it can be tapped.
+    bool isUserInteractionEnabled() const { return interactive_; }
+    void setUserInteractionEnabled(bool enabled) { interactive_ = enabled; }
+    // Each recogniser that was added fires at each tap on the view or below it, unless a control takes the tap.
+    void addTapRecognizer(std::function<void()> action);
+    const std::vector<std::function<void()>>& tapRecognizers() const { return tapRecognizers_; }
 
     // What the view is to a person who cannot see it, and to tests; empty when it is only a container.
     const std::string& accessibilityName() const { return accessibilityName_; }
-    void setAccessibilityName(std::string name) { accessibilityName_ = std::move(name); }
+    void setAccessibilityName(std::string name);
 
-    // Grows with every change in this view or below it, so that a host redraws only what changed.
+    // How large a label's text is as this tree's host draws it; set on the root. Without it, labels guess.
+    using TextMeasure = std::function<Size(const Label&)>;
+    void setTextMeasure(TextMeasure measure);
+    const TextMeasure* textMeasure() const;  // of this tree; null for none
+
+    // Grows with every change that shows in this view or below it, so that a host redraws only what changed: what
+    // happens inside of hidden or transparent views is not counted above them.
     unsigned long long changes() const { return changes_; }
 
 protected:
@@ -65,22 +114,34 @@ protected:
 
 private:
     void applyFrame(const Rect& frame);
+    void noteMotion(Duration until);
 
     std::vector<std::shared_ptr<View>> subviews_;
     std::weak_ptr<View> superview_;
     Rect frame_;
+    Insets safeArea_;
     bool pinned_ = false;
     bool hidden_ = false;
+    bool interactive_ = true;
+    bool clipsToBounds_ = false;
     double opacity_ = 1;
     double cornerRadius_ = 0;
+    double rotation_ = 0;
     std::optional<Color> background_;
+    std::optional<Shadow> shadow_;
+    std::optional<Animation<double>> opacityAnimation_;
+    std::optional<Animation<Rect>> frameAnimation_;
+    Duration movesUntil_{0};
+    std::vector<std::function<void()>> tapRecognizers_;
     std::string accessibilityName_;
+    TextMeasure textMeasure_;
     unsigned long long changes_ = 0;
 };
 
 struct Font {
     std::string family;  // empty for the host's own
     double size = 14;    // points
+    bool bold = false;
     bool operator==(const Font&) const = default;
 };
 
@@ -101,6 +162,11 @@ public:
     // How far the host may shrink the text to fit its frame; 1 for not at all.
     double minimumScale() const { return minimumScale_; }
     void setMinimumScale(double scale);
+    int numberOfLines() const { return numberOfLines_; }  // at most; 0 for any number
+    void setNumberOfLines(int lines);
+
+    // The size of the text in one line, as the tree's host measures it; 0, 0 for an empty text.
+    Size intrinsicSize() const;
 
 private:
     std::string text_;
@@ -108,6 +174,7 @@ private:
     Color color_ = Color::black();
     TextAlignment alignment_ = TextAlignment::left;
     double minimumScale_ = 1;
+    int numberOfLines_ = 1;
 };
 
 }  // namespace quorel::ui
