@@ -13,24 +13,18 @@ namespace {
 // How many playlists, and how many segments, are asked for at the most.
 constexpr std::size_t mostParts = 16;
 
-std::string beginning(std::string_view body) {
-    constexpr std::size_t length = 40;
-    body = trimmedWhitespaceAndNewlines(body);
-    const std::string_view line = body.substr(0, std::min(length, body.find_first_of("\r\n")));
-    std::string text;
-    for (const char c : line) text += c >= ' ' && c < 127 ? c : '?';
-    return text;
-}
-
 }  // namespace
 
 bool Diagnosis::canHelp(const Failure& failure) {
+    if (!failure.explanation.empty()) return false;
     switch (failure.kind) {
         case Failure::Kind::stalled:
         case Failure::Kind::noMedia:
         case Failure::Kind::source:
-        case Failure::Kind::other: return true;
-        default: return false;
+        case Failure::Kind::other:
+            return true;
+        default:
+            return false;
     }
 }
 
@@ -82,7 +76,8 @@ Task<std::optional<std::string>> Diagnosis::findReason() {
     if (!manifest) {
         const bool isText = reply.body.substr(0, 512).find('\0') == std::string::npos;
         const bool shouldBePlaylist = asciiEqualsIgnoringCase(url_.pathExtension(), "m3u8");
-        if (isText || shouldBePlaylist) co_return notAPlaylist(reply);
+        if (isText || shouldBePlaylist)
+            co_return describeNoPlaylist("The stream " + url_.absoluteString(), reply.body);
         co_return std::nullopt;
     }
     if (!manifest->isMaster) co_return co_await checkPlaylist(*manifest, url_);
@@ -90,12 +85,13 @@ Task<std::optional<std::string>> Diagnosis::findReason() {
     std::optional<std::pair<Manifest, URL>> first;
     for (std::size_t i = 0; i < manifest->playlists.size() && i < mostParts && completion_; ++i) {
         const auto url = url_.resolving(manifest->playlists[i]);
-        if (!url) co_return fmt::format("The stream {} names a playlist that is no URL: {}", url_.absoluteString(),
-                                        manifest->playlists[i]);
+        if (!url)
+            co_return fmt::format("The stream {} names a playlist that is no URL: {}", url_.absoluteString(),
+                                  manifest->playlists[i]);
         const Reply media = co_await fetch(*url, false);
         if (auto reason = complaint(part("playlist", *url), media)) co_return reason;
         auto parsed = Manifest::parse(media.body);
-        if (!parsed) co_return part("playlist", *url) + " is no HLS playlist: it begins with \"" + beginning(media.body) + "\".";
+        if (!parsed) co_return describeNoPlaylist(part("playlist", *url), media.body);
         if (!first) first.emplace(std::move(*parsed), *url);
     }
     if (!first) co_return fmt::format("The stream {} names no playlists to play.", url_.absoluteString());
@@ -103,7 +99,8 @@ Task<std::optional<std::string>> Diagnosis::findReason() {
 }
 
 Task<std::optional<std::string>> Diagnosis::checkPlaylist(const Manifest& manifest, URL url) {
-    if (manifest.segments.empty()) co_return fmt::format("The playlist {} lists no segments.", url.absoluteString());
+    if (manifest.segments.empty())
+        co_return fmt::format("The playlist {} lists no segments.", url.absoluteString());
     std::vector<std::string> uris = manifest.prerequisites;
     if (uris.size() > mostParts) uris.resize(mostParts);
     // A live playlist has moved on since, and its beginning is where a new viewer would start.
@@ -114,7 +111,8 @@ Task<std::optional<std::string>> Diagnosis::checkPlaylist(const Manifest& manife
     for (const std::string& uri : uris) {
         if (!completion_) co_return std::nullopt;
         const auto partUrl = url.resolving(uri);
-        if (!partUrl) co_return fmt::format("The playlist {} names a part that is no URL: {}", url.absoluteString(), uri);
+        if (!partUrl)
+            co_return fmt::format("The playlist {} names a part that is no URL: {}", url.absoluteString(), uri);
         const Reply reply = co_await fetch(*partUrl, true);
         if (auto reason = complaint(part("part", *partUrl), reply)) co_return reason;
     }
@@ -149,16 +147,6 @@ std::optional<std::string> Diagnosis::complaint(const std::string& what, const R
     if (!reply.error.empty()) return fmt::format("{} could not be loaded. {}", what, reply.error);
     if (reply.status >= 400) return describeStatus(what, reply.status);
     return {};
-}
-
-std::string Diagnosis::notAPlaylist(const Reply& reply) const {
-    const std::string address = url_.absoluteString();
-    const std::string text = beginning(reply.body);
-    if (text.empty()) return fmt::format("The address {} gives an empty reply, not a stream.", address);
-    if (text.front() == '<') {
-        return fmt::format("The address {} gives a web page, not a stream: it begins with \"{}\".", address, text);
-    }
-    return fmt::format("The address {} does not give a stream: it begins with \"{}\".", address, text);
 }
 
 std::string Diagnosis::part(const std::string& kind, const URL& url) const {

@@ -49,7 +49,6 @@ private:
     Task<std::optional<std::string>> checkPlaylist(const Manifest& manifest, URL url);
     Task<Reply> fetch(URL url, bool onlyItsBeginning);
     std::optional<std::string> complaint(const std::string& what, const Reply& reply) const;
-    std::string notAPlaylist(const Reply& reply) const;
     std::string part(const std::string& kind, const URL& url) const;
     void finish(const std::string& error);
 

@@ -20,14 +20,24 @@ bool isMadeBy(GstElement* element, std::string_view factoryName) {
     return factory != nullptr && factoryName == GST_OBJECT_NAME(factory);
 }
 
-gpointer keep(std::shared_ptr<DownloadGuard> guard) { return new std::shared_ptr(std::move(guard)); }
-void release(gpointer guard) { delete static_cast<std::shared_ptr<DownloadGuard>*>(guard); }
-void releaseClosure(gpointer guard, GClosure*) { release(guard); }
-DownloadGuard& from(gpointer guard) { return **static_cast<std::shared_ptr<DownloadGuard>*>(guard); }
+gpointer keep(std::shared_ptr<DownloadGuard> guard) {
+    return new std::shared_ptr(std::move(guard));
+}
+void release(gpointer guard) {
+    delete static_cast<std::shared_ptr<DownloadGuard>*>(guard);
+}
+void releaseClosure(gpointer guard, GClosure*) {
+    release(guard);
+}
+DownloadGuard& from(gpointer guard) {
+    return **static_cast<std::shared_ptr<DownloadGuard>*>(guard);
+}
 
 }  // namespace
 
-std::int64_t DownloadGuard::now() { return Clock::now().time_since_epoch() / 1ns; }
+std::int64_t DownloadGuard::now() {
+    return Clock::now().time_since_epoch() / 1ns;
+}
 
 std::shared_ptr<DownloadGuard> DownloadGuard::watch(GstElement* playbin) {
     auto guard = std::make_shared<DownloadGuard>();
@@ -37,10 +47,16 @@ std::shared_ptr<DownloadGuard> DownloadGuard::watch(GstElement* playbin) {
     return guard;
 }
 
-DownloadGuard::DownloadGuard() { g_weak_ref_init(&demuxer_, nullptr); }
-DownloadGuard::~DownloadGuard() { g_weak_ref_clear(&demuxer_); }
+DownloadGuard::DownloadGuard() {
+    g_weak_ref_init(&demuxer_, nullptr);
+}
+DownloadGuard::~DownloadGuard() {
+    g_weak_ref_clear(&demuxer_);
+}
 
-GstElement* DownloadGuard::demuxer() const { return static_cast<GstElement*>(g_weak_ref_get(&demuxer_)); }
+GstElement* DownloadGuard::demuxer() const {
+    return static_cast<GstElement*>(g_weak_ref_get(&demuxer_));
+}
 
 void DownloadGuard::onElement(GstElement* element) {
     if (isMadeBy(element, "hlsdemux2")) {

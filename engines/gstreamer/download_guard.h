@@ -33,6 +33,7 @@ public:
     bool isQuiet() const;
     // Blocks for some 0.1 s: cancels what is still being waited for. After that the pipeline may go.
     void stopDownloads();
+
 private:
     using Clock = std::chrono::steady_clock;
 

@@ -61,7 +61,8 @@ const std::string& initialiseGStreamer() {
     static const std::string problem = [] {
         GError* error = nullptr;
         if (gst_init_check(nullptr, nullptr, &error)) return missingElement();
-        std::string text = fmt::format("GStreamer could not be initialised: {}", error != nullptr ? error->message : "");
+        std::string text =
+            fmt::format("GStreamer could not be initialised: {}", error != nullptr ? error->message : "");
         g_clear_error(&error);
         return text;
     }();

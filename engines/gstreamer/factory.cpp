@@ -11,9 +11,11 @@ namespace {
 
 class GStreamerEngineFactory final : public EngineFactory {
 public:
-    explicit GStreamerEngineFactory(std::shared_ptr<gstreamer::Services> services) : services_(std::move(services)) {}
+    explicit GStreamerEngineFactory(std::shared_ptr<gstreamer::Services> services)
+        : services_(std::move(services)) {}
 
-    std::shared_ptr<THEOplayer> makePlayer(std::optional<ui::Rect> frame, const THEOplayerConfiguration&) override {
+    std::shared_ptr<THEOplayer> makePlayer(std::optional<ui::Rect> frame,
+                                           const THEOplayerConfiguration&) override {
         auto player = std::make_shared<gstreamer::Player>(services_);
         player->start(frame);
         return player;
@@ -24,7 +26,9 @@ private:
 };
 
 // A limit that is no number counts as the least one.
-double atLeast(double least, double limit) { return std::isnan(limit) ? least : std::max(least, limit); }
+double atLeast(double least, double limit) {
+    return std::isnan(limit) ? least : std::max(least, limit);
+}
 
 }  // namespace
 
@@ -33,10 +37,8 @@ std::shared_ptr<EngineFactory> makeGStreamerEngineFactory(std::shared_ptr<RunLoo
     gstreamer::initialiseGStreamer();
     options.stallTimeout = atLeast(1, options.stallTimeout);
     options.diagnosisTimeout = atLeast(0, options.diagnosisTimeout);
-    auto services = std::make_shared<gstreamer::Services>();
-    services->loop = std::move(mainLoop);
-    services->options = options;
-    return std::make_shared<GStreamerEngineFactory>(std::move(services));
+    return std::make_shared<GStreamerEngineFactory>(
+        std::make_shared<gstreamer::Services>(std::move(mainLoop), options));
 }
 
 }  // namespace quorel

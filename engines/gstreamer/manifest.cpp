@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <utility>
 
+#include "engines/gstreamer/failure.h"
 #include "quorel/foundation/text.h"
 
 namespace quorel::gstreamer {
@@ -25,9 +26,7 @@ double seconds(std::string_view number) {
 }  // namespace
 
 std::optional<Manifest> Manifest::parse(std::string_view text) {
-    static constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
-    if (text.starts_with(byteOrderMark)) text.remove_prefix(byteOrderMark.size());
-    if (!text.starts_with("#EXTM3U")) return {};
+    if (!isPlaylist(text)) return {};
     Manifest manifest;
     double time = 0;
     double duration = 0;

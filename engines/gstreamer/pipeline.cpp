@@ -11,29 +11,36 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto tickInterval = 250ms;
-constexpr auto seekGrace = 250ms;      // how long a seek may take before it counts as waiting
-constexpr auto drainedAfter = 750ms;   // how long playback stands still before what was buffered counts as used up
+constexpr auto seekGrace = 250ms;     // how long a seek may take before it counts as waiting
+constexpr auto drainedAfter = 750ms;  // how long playback stands still before what was buffered counts as used up
 
 // Of engines at work and pipelines on their way out, before a change of source waits for the old one.
 constexpr std::size_t mostAtOnce = 12;
 
-double seconds(GstClockTime time) { return static_cast<double>(time) / GST_SECOND; }
+double seconds(GstClockTime time) {
+    return static_cast<double>(time) / GST_SECOND;
+}
 
 }  // namespace
 
-Pipeline::Pipeline(GMainContext* context, ThreadPark& park, const GStreamerOptions& options,
-                   std::shared_ptr<FrameStore> frames, Reporter reporter)
+Pipeline::Pipeline(GMainContext* context, ThreadPark& park, PlaylistGateway& gateway,
+                   const GStreamerOptions& options, std::shared_ptr<FrameStore> frames, Reporter reporter)
     : context_(context),
       park_(park),
+      gateway_(gateway),
       options_(options),
       frames_(std::move(frames)),
       reporter_(std::move(reporter)) {}
 
-Pipeline::~Pipeline() { unload(); }
+Pipeline::~Pipeline() {
+    unload();
+}
 
-void Pipeline::report(decltype(Report::what) what) { reporter_({session_, std::move(what)}); }
+void Pipeline::report(decltype(Report::what) what) {
+    reporter_({session_, std::move(what)});
+}
 
-void Pipeline::load(std::uint64_t session, const std::string& uri) {
+void Pipeline::load(std::uint64_t session, const std::string& uri, const std::string& type) {
     unload();
     if (session != expected_.load()) return;
     session_ = session;
@@ -54,7 +61,8 @@ void Pipeline::load(std::uint64_t session, const std::string& uri) {
     requested_ = GST_STATE_NULL;
 
     std::string problem;
-    playbin_ = makePlaybin(uri, options_.audio, frames_, session, problem);
+    playlists_ = gateway_.open(uri, type);
+    playbin_ = makePlaybin(playlists_ ? playlists_->address() : uri, options_.audio, frames_, session, problem);
     if (playbin_ == nullptr) {
         fail({.kind = Failure::Kind::setup, .message = problem});
         return;
@@ -72,7 +80,9 @@ void Pipeline::unload() {
     stop(busWatch_);
     if (playbin_ == nullptr) return;
     gst_element_set_state(playbin_, GST_STATE_PAUSED);  // silent at once; the rest takes longer
-    const auto tearDown = [playbin = std::exchange(playbin_, nullptr), guard = std::exchange(guard_, nullptr)] {
+    const auto tearDown = [playbin = std::exchange(playbin_, nullptr), guard = std::exchange(guard_, nullptr),
+                           playlists = std::exchange(playlists_, nullptr)] {
+        if (playlists) playlists->close();
         guard->stopDownloads();
         gst_element_set_state(playbin, GST_STATE_NULL);
         gst_object_unref(playbin);
@@ -146,7 +156,8 @@ void Pipeline::setPlaying(bool wanted, std::uint64_t play) {
 void Pipeline::setVolume(double volume, bool muted) {
     volume_ = volume;
     muted_ = muted;
-    if (playbin_ != nullptr) g_object_set(playbin_, "volume", volume, "mute", static_cast<gboolean>(muted), nullptr);
+    if (playbin_ != nullptr)
+        g_object_set(playbin_, "volume", volume, "mute", static_cast<gboolean>(muted), nullptr);
 }
 
 std::optional<GstClockTime> Pipeline::streamPosition() const {
@@ -155,7 +166,9 @@ std::optional<GstClockTime> Pipeline::streamPosition() const {
     return static_cast<GstClockTime>(position);
 }
 
-double Pipeline::playerTime(GstClockTime streamTime) const { return seconds(streamTime) - seconds(origin_); }
+double Pipeline::playerTime(GstClockTime streamTime) const {
+    return seconds(streamTime) - seconds(origin_);
+}
 
 std::optional<double> Pipeline::queryDuration() const {
     gint64 duration = -1;
@@ -191,7 +204,9 @@ void Pipeline::onPrerolled() {
     updateTicks();
 }
 
-bool Pipeline::isFed() const { return prerolled_ && !inFlight_ && (buffering_ >= 100 || held_); }
+bool Pipeline::isFed() const {
+    return prerolled_ && !inFlight_ && (buffering_ >= 100 || held_);
+}
 
 // Want of data is not worth telling while a seek is fresh: it has emptied every buffer, and most are full at once.
 void Pipeline::reportFed() {

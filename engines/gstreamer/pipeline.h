@@ -17,6 +17,7 @@
 #include "engines/gstreamer/download_guard.h"
 #include "engines/gstreamer/engine_thread.h"
 #include "engines/gstreamer/gstreamer_engine.h"
+#include "engines/gstreamer/playlist_gateway.h"
 #include "engines/gstreamer/reports.h"
 #include "engines/gstreamer/video_frames.h"
 
@@ -25,8 +26,8 @@ namespace quorel::gstreamer {
 // All but expect() belongs to the thread.
 class Pipeline {
 public:
-    // The park takes what is torn down, and outlives the pipeline.
-    Pipeline(GMainContext* context, ThreadPark& park, const GStreamerOptions& options,
+    // The park takes what is torn down. It and the gateway outlive the pipeline.
+    Pipeline(GMainContext* context, ThreadPark& park, PlaylistGateway& gateway, const GStreamerOptions& options,
              std::shared_ptr<FrameStore> frames, Reporter reporter);
     ~Pipeline();
     Pipeline(const Pipeline&) = delete;
@@ -36,7 +37,7 @@ public:
     // nothing, so that many sources in a row cost no more than the last one.
     void expect(std::uint64_t session) { expected_.store(session); }
 
-    void load(std::uint64_t session, const std::string& uri);
+    void load(std::uint64_t session, const std::string& uri, const std::string& type);
     void unload();
 
     // Playing, not playing: `play` comes back with Running.
@@ -93,6 +94,7 @@ private:
 
     GMainContext* const context_;
     ThreadPark& park_;
+    PlaylistGateway& gateway_;
     const GStreamerOptions options_;
     const std::shared_ptr<FrameStore> frames_;
     const Reporter reporter_;
@@ -107,6 +109,7 @@ private:
     std::uint64_t session_ = 0;
     GstElement* playbin_ = nullptr;
     std::shared_ptr<DownloadGuard> guard_;
+    std::shared_ptr<GatewaySession> playlists_;  // null for sources that are no playlists
     GSource* busWatch_ = nullptr;
     GSource* ticks_ = nullptr;
     GSource* seekWait_ = nullptr;
@@ -122,19 +125,19 @@ private:
     GstClockTime origin_ = 0;  // stream time at which the player's clock is 0
     std::optional<double> duration_;
 
-    std::optional<Target> wanted_;    // to be sent when the one in flight is done
+    std::optional<Target> wanted_;  // to be sent when the one in flight is done
     std::optional<Target> inFlight_;
-    bool markReached_ = false;        // the bus has been read up to where the one in flight began
-    std::uint64_t lastSeek_ = 0;      // the last one that was done
+    bool markReached_ = false;    // the bus has been read up to where the one in flight began
+    std::uint64_t lastSeek_ = 0;  // the last one that was done
     Clock::time_point seekSentAt_;
     double rateInUse_ = 1;
     std::optional<GstClockTime> restingAt_;  // the exact stream time, as long as nothing has played from there
 
     std::vector<std::string> missingFormats_;
-    std::optional<Failure> held_;     // to be told when what is buffered is used up
+    std::optional<Failure> held_;  // to be told when what is buffered is used up
     GstClockTime lastPosition_ = 0;
     Clock::time_point progressAt_;
-    Clock::time_point movedAt_;       // when the position last changed
+    Clock::time_point movedAt_;  // when the position last changed
 };
 
 }  // namespace quorel::gstreamer

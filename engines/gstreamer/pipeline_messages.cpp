@@ -50,7 +50,9 @@ void Pipeline::onMessage(GstMessage* message) {
             if (now == GST_STATE_PLAYING) onRunning();
             break;
         }
-        case GST_MESSAGE_APPLICATION: markReached_ = true; break;
+        case GST_MESSAGE_APPLICATION:
+            markReached_ = true;
+            break;
         case GST_MESSAGE_BUFFERING: {
             gint percent = 100;
             gst_message_parse_buffering(message, &percent);
@@ -71,19 +73,24 @@ void Pipeline::onMessage(GstMessage* message) {
         case GST_MESSAGE_STREAMS_SELECTED:
             hasStreams_ = hasStreams_ || gst_message_streams_selected_get_size(message) > 0;
             break;
-        case GST_MESSAGE_ERROR: onError(message); break;
+        case GST_MESSAGE_ERROR:
+            onError(message);
+            break;
         case GST_MESSAGE_ELEMENT:
             noteProgress();
             if (gst_is_missing_plugin_message(message)) onMissingPlugin(message);
             break;
-        case GST_MESSAGE_LATENCY: gst_bin_recalculate_latency(GST_BIN(playbin_)); break;
+        case GST_MESSAGE_LATENCY:
+            gst_bin_recalculate_latency(GST_BIN(playbin_));
+            break;
         case GST_MESSAGE_CLOCK_LOST:
             if (running_) {
                 gst_element_set_state(playbin_, GST_STATE_PAUSED);
                 gst_element_set_state(playbin_, GST_STATE_PLAYING);
             }
             break;
-        default: break;
+        default:
+            break;
     }
 }
 
@@ -167,6 +174,9 @@ void Pipeline::holdOrFail(Failure failure) {
 void Pipeline::fail(Failure failure) {
     failure.hadPlayed = prerolled_;
     failure.position = playerTime(lastPosition_);
+    if (playlists_ && failure.kind != Failure::Kind::format) {
+        failure.explanation = playlists_->explanation().value_or("");
+    }
     report(Failed{std::move(failure)});
     unload();
 }

@@ -22,17 +22,17 @@ std::string addressOf(const SourceDescription& source) {
     return sources.empty() ? std::string() : sources.front().src;
 }
 
+// The longest playlists are those of whole days, and have some megabytes; what is larger is none.
+UrlSession::Configuration forPlaylists() {
+    UrlSession::Configuration configuration;
+    configuration.maximumBodySize = 16u << 20;
+    return configuration;
+}
+
 }  // namespace
 
-UrlSession& Services::urlSession() {
-    // Playlists are small; what is not is no playlist.
-    if (!session) {
-        UrlSession::Configuration configuration;
-        configuration.maximumBodySize = 4u << 20;
-        session = std::make_unique<UrlSession>(std::move(configuration));
-    }
-    return *session;
-}
+Services::Services(std::shared_ptr<RunLoop> mainLoop, const GStreamerOptions& chosen)
+    : loop(std::move(mainLoop)), options(chosen), session(forPlaylists()) {}
 
 Player::Player(std::shared_ptr<Services> services)
     : services_(std::move(services)),
@@ -54,8 +54,8 @@ void Player::start(std::optional<ui::Rect> frame) {
             if (alive != nullptr && alive->session_ == report.session) alive->handle(report);
         });
     };
-    pipeline_ = std::make_shared<Pipeline>(thread_->context(), services_->threads, services_->options, frames_,
-                                           reporter);
+    pipeline_ = std::make_shared<Pipeline>(thread_->context(), services_->threads, services_->gateway,
+                                           services_->options, frames_, reporter);
 }
 
 Player::~Player() {
@@ -91,7 +91,9 @@ void Player::addAsSubview(const std::shared_ptr<ui::View>& view) {
     if (!placed) view_->pinToSuperviewEdges();
 }
 
-void Player::setFrame(const ui::Rect& frame) { view_->setFrame(frame); }
+void Player::setFrame(const ui::Rect& frame) {
+    view_->setFrame(frame);
+}
 
 bool Player::endSource() {
     if (diagnosis_) std::exchange(diagnosis_, nullptr)->abandon();
@@ -125,7 +127,9 @@ void Player::setSource(std::optional<SourceDescription> source) {
         });
         return;
     }
-    command([session = session_, address](Pipeline& pipeline) { pipeline.load(session, address); });
+    command([session = session_, address, type = source_->source.type](Pipeline& pipeline) {
+        pipeline.load(session, address, type);
+    });
 }
 
 void Player::stop(std::function<void()> completionHandler) {
@@ -221,7 +225,9 @@ void Player::setPlaybackRate(double rate) {
     emit(PlayerEventTypes::RATE_CHANGE);
 }
 
-void Player::setMuted(bool muted) { changeVolume(volume_, muted); }
+void Player::setMuted(bool muted) {
+    changeVolume(volume_, muted);
+}
 
 void Player::setVolume(double volume) {
     if (!std::isnan(volume)) changeVolume(std::clamp(volume, 0.0, 1.0), muted_);

@@ -12,6 +12,7 @@
 #include "engines/gstreamer/engine_thread.h"
 #include "engines/gstreamer/gstreamer_engine.h"
 #include "engines/gstreamer/pipeline.h"
+#include "engines/gstreamer/playlist_gateway.h"
 #include "engines/gstreamer/reports.h"
 #include "engines/gstreamer/video_frames.h"
 #include "quorel/engine/engine.h"
@@ -25,10 +26,11 @@ class Diagnosis;
 struct Services {
     std::shared_ptr<RunLoop> loop;
     GStreamerOptions options;
-    std::unique_ptr<UrlSession> session;  // made when the first failure asks for it
+    UrlSession session;
+    PlaylistGateway gateway{session};
     ThreadPark threads;
 
-    UrlSession& urlSession();
+    Services(std::shared_ptr<RunLoop> mainLoop, const GStreamerOptions& chosen);
 };
 
 class Player final : public THEOplayer, public std::enable_shared_from_this<Player> {

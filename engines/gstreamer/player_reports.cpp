@@ -69,7 +69,8 @@ void Player::on(const SeekDone& report) {
     if (report.seek != seek_ || !seekTarget_) return;
     const bool live = duration_ == std::numeric_limits<double>::infinity();
     // A live window may have moved on; elsewhere the place is the wanted one, to the precision of the medium.
-    const double position = live && std::abs(report.position - *seekTarget_) > 0.1 ? report.position : *seekTarget_;
+    const double position =
+        live && std::abs(report.position - *seekTarget_) > 0.1 ? report.position : *seekTarget_;
     finishSeek();  // the handlers come at a later turn, so behind the TIME_UPDATE
     setPosition(position, false);
     if (emitTimeUpdate(position)) becomeReady();
@@ -111,9 +112,9 @@ void Player::on(const Failed& report) {
         giveUp(describe(report.failure, address));
         return;
     }
-    diagnosis_ = Diagnosis::start(*services_->loop, services_->urlSession(), report.failure, *url,
-                                  services_->options.diagnosisTimeout,
-                                  [this](const std::string& error) { giveUp(error); });
+    diagnosis_ =
+        Diagnosis::start(*services_->loop, services_->session, report.failure, *url,
+                         services_->options.diagnosisTimeout, [this](const std::string& error) { giveUp(error); });
 }
 
 void Player::giveUp(const std::string& error) {

@@ -107,12 +107,12 @@ const Trouble troubles[] = {
     {"WebPage",
      "ts/index.m3u8",
      [](auto&, auto&) { return MediaServer::body("<!DOCTYPE html><html><body>Please log in</body></html>"); },
-     {"gives a web page, not a stream", "<!DOCTYPE html>"}},
+     {"/ts/index.m3u8 cannot be played", "a web page", "<!DOCTYPE html>"}},
     {"Text",
      "ts/index.m3u8",
      [](auto&, auto&) { return MediaServer::body("the stream moved\nto another place\n"); },
-     {"does not give a stream", "the stream moved"}},
-    {"Empty", "ts/index.m3u8", [](auto&, auto&) { return MediaServer::body(""); }, {"gives an empty reply"}},
+     {"no playlist", "the stream moved"}},
+    {"Empty", "ts/index.m3u8", [](auto&, auto&) { return MediaServer::body(""); }, {"reply is empty"}},
     {"NoSegments",
      "ts/index.m3u8",
      [](auto&, auto&) { return MediaServer::body("#EXTM3U\n#EXT-X-TARGETDURATION:2\n#EXT-X-ENDLIST\n"); },
@@ -142,9 +142,7 @@ const Trouble troubles[] = {
      {"/ts/index.m3u8 could not be loaded", "timed out"}},
     {"SilentSegment",
      "ts/index.m3u8",
-     [](auto& server, auto& path) {
-         return path == "/ts/seg02.ts" ? std::optional(server.hang()) : std::nullopt;
-     },
+     [](auto& server, auto& path) { return path == "/ts/seg02.ts" ? std::optional(server.hang()) : std::nullopt; },
      {"/ts/seg02.ts of the stream", "timed out"}},
 };
 
@@ -167,7 +165,8 @@ TEST_P(GStreamerTrouble, IsOneClearError) {
     player->setSource(harness.sourceAt(GetParam().path));
     player->play();
     ASSERT_TRUE(harness.waitUntil([&] { return !errors.empty(); }));
-    for (const std::string& part : GetParam().told) EXPECT_NE(errors[0].find(part), std::string::npos) << errors[0];
+    for (const std::string& part : GetParam().told)
+        EXPECT_NE(errors[0].find(part), std::string::npos) << errors[0];
     EXPECT_TRUE(player->paused());
 
     player->setSource(good.vodSource());
@@ -266,7 +265,8 @@ TEST(GStreamerEngine, LeavesNothingBehindOf200Sources) {
     const std::size_t memory = residentKilobytes();
     round(200);
     EXPECT_TRUE(settled("/proc/self/task", threads + 2)) << threads << " became " << entries("/proc/self/task");
-    EXPECT_TRUE(settled("/proc/self/fd", descriptors + 2)) << descriptors << " became " << entries("/proc/self/fd");
+    EXPECT_TRUE(settled("/proc/self/fd", descriptors + 2))
+        << descriptors << " became " << entries("/proc/self/fd");
     const std::size_t grown = residentKilobytes() - std::min(memory, residentKilobytes());
     std::cout << "grown by " << grown << " kB of " << memory << " kB\n";
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)

@@ -15,9 +15,9 @@ class GStreamerHarness final : public EngineHarness {
 public:
     explicit GStreamerHarness(MediaServer::Script script = {}, double stallTimeout = 20)
         : server(std::move(script)),
-          factory_(makeGStreamerEngineFactory(loop_, {.audio = GStreamerOptions::Audio::none,
-                                                      .stallTimeout = stallTimeout,
-                                                      .diagnosisTimeout = 2})) {}
+          factory_(makeGStreamerEngineFactory(
+              loop_,
+              {.audio = GStreamerOptions::Audio::none, .stallTimeout = stallTimeout, .diagnosisTimeout = 2})) {}
 
     RunLoop& loop() override { return *loop_; }
     EngineFactory& factory() override { return *factory_; }
@@ -29,7 +29,9 @@ public:
     std::optional<SourceDescription> subtitledSource() override { return {}; }
 
     bool waitUntil(const std::function<bool()>& done) override { return run(done, 60); }
-    void step(double seconds) override { run([] { return false; }, seconds); }
+    void step(double seconds) override {
+        run([] { return false; }, seconds);
+    }
     double seekTolerance() const override { return 0.1; }
     double longestTimeUpdateGap() const override { return 5; }
     bool clockIsVirtual() const override { return false; }

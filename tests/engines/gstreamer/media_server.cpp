@@ -19,7 +19,8 @@ std::optional<std::string> fileAt(const std::string& path) {
 
 }  // namespace
 
-MediaServer::MediaServer(Script script) : script_(std::move(script)), server_(std::make_shared<http::HttpServer>()) {
+MediaServer::MediaServer(Script script)
+    : script_(std::move(script)), server_(std::make_shared<http::HttpServer>()) {
     server_->listenAddressIPv4 = "127.0.0.1";
     server_->notFoundHandler = [this](http::HttpRequest& request) {
         const std::string path = request.path.substr(0, request.path.find('?'));
@@ -77,8 +78,9 @@ HttpResponse MediaServer::cut(const std::string& path) {
 HttpResponse MediaServer::livePlaylist() const {
     const std::chrono::duration<double> running = std::chrono::steady_clock::now() - start_;
     const int last = 8 + static_cast<int>(running.count() / 2);
-    std::string text = "#EXTM3U\n#EXT-X-VERSION:3\n#EXT-X-TARGETDURATION:2\n#EXT-X-MEDIA-SEQUENCE:" +
-                       std::to_string(last - 4) + "\n";
+    std::string text =
+        "#EXTM3U\n#EXT-X-VERSION:3\n#EXT-X-TARGETDURATION:2\n#EXT-X-MEDIA-SEQUENCE:" + std::to_string(last - 4) +
+        "\n";
     for (int i = last - 4; i <= last; ++i) {
         if (i % 10 == 0) text += "#EXT-X-DISCONTINUITY\n";
         text += "#EXTINF:2.0,\n../ts/seg0" + std::to_string(i % 10) + ".ts\n";
