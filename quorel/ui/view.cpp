@@ -35,7 +35,7 @@ void View::removeFromSuperview() {
     if (!above) return;
     const std::shared_ptr<View> self = shared_from_this();
     superview_.reset();
-    pinned_ = false;
+    placement_ = Placement::free;
     std::erase(above->subviews_, self);
     above->noteChange();
 }
@@ -55,15 +55,30 @@ void View::sendSubviewToBack(const std::shared_ptr<View>& view) {
 }
 
 void View::setFrame(const Rect& frame) {
-    pinned_ = false;
+    placement_ = Placement::free;
     frameAnimation_.reset();
     applyFrame(frame);
 }
 
 void View::pinToSuperviewEdges() {
-    pinned_ = true;
+    placement_ = Placement::edges;
     frameAnimation_.reset();
-    if (const std::shared_ptr<View> above = superview()) applyFrame(above->bounds());
+    place();
+}
+
+void View::centerInSuperview(Size size) {
+    placement_ = Placement::centre;
+    frameAnimation_.reset();
+    applyFrame({frame_.x, frame_.y, size.width, size.height});
+    place();
+}
+
+void View::place() {
+    const std::shared_ptr<View> above = superview();
+    if (!above || placement_ == Placement::free) return;
+    const Rect room = above->bounds();
+    if (placement_ == Placement::edges) return applyFrame(room);
+    applyFrame({(room.width - frame_.width) / 2, (room.height - frame_.height) / 2, frame_.width, frame_.height});
 }
 
 void View::applyFrame(const Rect& frame) {
@@ -71,7 +86,7 @@ void View::applyFrame(const Rect& frame) {
     if (!assign(frame_, frame)) return;
     if (resized) {
         for (const std::shared_ptr<View>& view : subviews_) {
-            if (view->pinned_) view->applyFrame(bounds());
+            view->place();
         }
         layoutSubviews();
     }

@@ -54,6 +54,8 @@ public:
     void setFrame(const Rect& frame);
     // Follows the superview's bounds, now and whenever they change, until setFrame or a move.
     void pinToSuperviewEdges();
+    // Keeps this size in the middle of the superview, until setFrame, pinToSuperviewEdges or a move.
+    void centerInSuperview(Size size);
     // Places the subviews again, of this view and of all below it.
     void layout();
 
@@ -113,14 +115,17 @@ protected:
     void noteChange();
 
 private:
+    enum class Placement { free, edges, centre };
+
     void applyFrame(const Rect& frame);
+    void place();
     void noteMotion(Duration until);
 
     std::vector<std::shared_ptr<View>> subviews_;
     std::weak_ptr<View> superview_;
     Rect frame_;
     Insets safeArea_;
-    bool pinned_ = false;
+    Placement placement_ = Placement::free;
     bool hidden_ = false;
     bool interactive_ = true;
     bool clipsToBounds_ = false;
