@@ -1,4 +1,4 @@
-#include "quorel/subtitles/uuid.h"
+#include "quorel/foundation/uuid.h"
 
 #include <bit>
 #include <random>
