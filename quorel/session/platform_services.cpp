@@ -13,6 +13,7 @@ PlatformServices PlatformServices::standard(std::shared_ptr<RunLoop> mainLoop,
     services.imaFactory = makeNullIMAFactory(*mainLoop);
     services.castContext = std::make_shared<NullCastContext>();
     services.notificationCenter = std::make_shared<NotificationCenter>();
+    services.vendorIdentifier = std::make_shared<InstallationIdentifier>();
     services.background = std::make_shared<BackgroundExecutor>();
     services.urlSession = std::make_shared<UrlSession>();
     services.engineFactory = std::move(engineFactory);

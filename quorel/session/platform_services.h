@@ -16,6 +16,7 @@
 #include "quorel/foundation/notification.h"
 #include "quorel/foundation/run_loop.h"
 #include "quorel/foundation/url_session.h"
+#include "quorel/session/installation_identifier.h"
 
 namespace quorel {
 
@@ -35,10 +36,12 @@ struct PlatformServices {
     std::shared_ptr<IMAFactory> imaFactory;
     std::shared_ptr<GCKCastContext> castContext;
     std::shared_ptr<NotificationCenter> notificationCenter;
+    std::shared_ptr<VendorIdentifier> vendorIdentifier;
     std::shared_ptr<FontRegistry> fontRegistry;  // null: fonts are the host's own business
     std::string resourceDirectory;               // holds the library's fonts and images; empty for none
 
-    // A background executor of two threads, a plain URL session, no ad service, no Cast.
+    // A background executor of two threads, a plain URL session, an identifier of this installation, no ad service,
+    // no Cast.
     static PlatformServices standard(std::shared_ptr<RunLoop> mainLoop,
                                      std::shared_ptr<EngineFactory> engineFactory);
 };

@@ -35,6 +35,8 @@ public:
     void install(PlatformServices services);
     // A session without services stops the process here, since nothing can be played with it.
     const PlatformServices& services() const;
+    // For what a timer still brings when a host has taken its services back.
+    bool hasServices() const { return services_.mainLoop != nullptr; }
 
     // Stores the token and the id (an absent one clears the earlier one), sets up Google Cast for the id when
     // there is one, and registers the *.ttf files that stand directly in the services' resource directory. A font
