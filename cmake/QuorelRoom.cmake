@@ -22,6 +22,10 @@ endif()
 if(QUOREL_SANITIZE)
   target_compile_options(quorel_options INTERFACE -fsanitize=${QUOREL_SANITIZE} -fno-omit-frame-pointer
                          -fno-sanitize-recover=all)
+  if(QUOREL_SANITIZE MATCHES "undefined")
+    # What ASan sees anyhow, and what costs a third of the compile time.
+    target_compile_options(quorel_options INTERFACE -fno-sanitize=null,vptr)
+  endif()
   target_link_options(quorel_options INTERFACE -fsanitize=${QUOREL_SANITIZE})
 endif()
 
