@@ -295,13 +295,15 @@ void Socket::take(std::span<std::uint8_t> peeked) {
     }
 }
 
+std::size_t Socket::readSome(std::span<std::uint8_t> buffer) {
+    const ssize_t got = receive(buffer, Receive::take);
+    if (got == 0) errno = ENODATA;
+    if (got <= 0) throwErrno(SocketError::Code::recvFailed);
+    return static_cast<std::size_t>(got);
+}
+
 void Socket::read(std::span<std::uint8_t> buffer) {
-    while (!buffer.empty()) {
-        const ssize_t got = receive(buffer, Receive::take);
-        if (got == 0) errno = ENODATA;
-        if (got <= 0) throwErrno(SocketError::Code::recvFailed);
-        buffer = buffer.subspan(static_cast<std::size_t>(got));
-    }
+    while (!buffer.empty()) buffer = buffer.subspan(readSome(buffer));
 }
 
 std::uint8_t Socket::read() {

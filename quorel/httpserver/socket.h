@@ -98,6 +98,8 @@ public:
     std::size_t peek(std::span<std::uint8_t> buffer);
     // Takes as many bytes as `peeked` holds; they are those that peek() has just shown.
     void take(std::span<std::uint8_t> peeked);
+    // At least one byte, at most the buffer's size: what has arrived. Gives the number.
+    std::size_t readSome(std::span<std::uint8_t> buffer);
     // Fills the buffer.
     void read(std::span<std::uint8_t> buffer);
     // Exactly `length` bytes behind what `bytes` holds.

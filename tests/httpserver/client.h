@@ -2,6 +2,7 @@
 #pragma once
 
 #include <arpa/inet.h>
+#include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
@@ -9,9 +10,12 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 #include "quorel/httpserver/http_server.h"
@@ -55,6 +59,22 @@ public:
         return text;
     }
     std::string readAll() const { return readUntil(""); }
+    // Fewer at the end of the stream.
+    std::string readExactly(std::size_t size) const {
+        std::string text;
+        while (text.size() < size) {
+            const std::size_t have = text.size();
+            text.resize(have + std::min(size - have, std::size_t{64 * 1024}));
+            const ssize_t got = recv(descriptor_, text.data() + have, text.size() - have, 0);
+            text.resize(have + static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
+            if (got <= 0) break;
+        }
+        return text;
+    }
+    void resetOnClose() const {
+        const linger now{.l_onoff = 1, .l_linger = 0};
+        setsockopt(descriptor_, SOL_SOCKET, SO_LINGER, &now, sizeof now);
+    }
 
 private:
     int descriptor_;
@@ -78,6 +98,18 @@ inline std::string flattened(std::string_view response) {
     for (std::size_t i = 1; i < lines.size(); ++i)
         if (lines[i] != server) text += "; " + lines[i];
     return text + "|" + std::string(response.substr(end + 4));
+}
+
+inline std::size_t openDescriptors() {
+    return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
+                                                  std::filesystem::directory_iterator()));
+}
+
+// A connection's last call may still hold its descriptor for a moment.
+inline void expectDescriptorsBack(std::size_t before) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (openDescriptors() > before && std::chrono::steady_clock::now() < end) std::this_thread::yield();
+    EXPECT_LE(openDescriptors(), before);
 }
 
 }  // namespace quorel::http

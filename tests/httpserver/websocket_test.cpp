@@ -1,0 +1,387 @@
+#include "quorel/httpserver/websocket.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdlib>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <random>
+#include <set>
+#include <thread>
+
+#include "client.h"
+#include "quorel/foundation/log.h"
+#include "quorel/httpserver/text_digests.h"
+
+namespace quorel::http {
+namespace {
+
+using namespace std::string_literals;
+using Session = std::shared_ptr<WebSocketSession>;
+using OpCode = WebSocketSession::OpCode;
+
+const std::string mask = "\x01\xFE\x7A\xA5";
+
+// A client's frame, its first byte given as it is.
+std::string frame(int first, const std::string& payload) {
+    std::string bytes{static_cast<char>(first)};
+    const std::size_t size = payload.size();
+    const int lengthBytes = size < 126 ? 0 : size <= 0xFFFF ? 2 : 8;
+    bytes.push_back(static_cast<char>(0x80 | (lengthBytes == 0 ? size : lengthBytes == 2 ? 126u : 127u)));
+    for (int i = lengthBytes - 1; i >= 0; --i) bytes.push_back(static_cast<char>(std::uint64_t{size} >> (8 * i)));
+    bytes += mask;
+    for (std::size_t i = 0; i < size; ++i) bytes.push_back(static_cast<char>(payload[i] ^ mask[i % 4]));
+    return bytes;
+}
+std::string text(const std::string& payload) {
+    return frame(0x81, payload);
+}
+const std::string closing = frame(0x88, "");
+const std::string closed = "\x88\x00"s;
+
+std::string handshake(const std::string& path = "/ws") {
+    return "GET " + path + " HTTP/1.1\r\nHost: x\r\nUpgrade: websocket\r\nConnection: keep-alive, Upgrade\r\n" +
+           "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\nSec-WebSocket-Version: 13\r\n\r\n";
+}
+
+// Echoes texts and bytes and notes what it is told.
+struct Echo {
+    std::shared_ptr<HttpServer> server = std::make_shared<HttpServer>();
+    std::string noted;
+
+    explicit Echo(WebSocketLimits limits = {}) {
+        const auto bytesText = [](std::span<const std::uint8_t> bytes) {
+            return std::string(bytes.begin(), bytes.end());
+        };
+        server->get["/ws"] = websocket({
+            .text =
+                [this](const Session& session, std::string_view t) {
+                    noted.append("text ").append(t.substr(0, 20)).append("; ");
+                    if (t == "throw") throw std::runtime_error("thrown");
+                    if (t == "leave") throw WebSocketSession::Control::close;
+                    session->writeText(t);
+                },
+            .binary =
+                [this, bytesText](const Session& session, std::span<const std::uint8_t> bytes) {
+                    noted += "binary " + bytesText(bytes).substr(0, 20) + "; ";
+                    session->writeBinary(bytes);
+                },
+            .pong = [this, bytesText](const Session&, auto bytes) { noted += "pong " + bytesText(bytes) + "; "; },
+            .connected = [this](const Session&) { noted += "connected; "; },
+            .disconnected = [this](const Session&) { noted += "disconnected"; },
+            .limits = limits,
+        });
+        server->get["/binary-only"] =
+            websocket({}, [](const Session& session, auto b) { session->writeBinary(b); });
+        server->listenAddressIPv4 = "127.0.0.1";
+        server->start(0, true);
+    }
+
+    // What the server sends behind the answer to the handshake, until it closes the connection.
+    std::string converse(const std::string& bytes, bool trickle = false, const std::string& path = "/ws") {
+        noted.clear();
+        const Client client(server->port());
+        client.send(handshake(path) + (trickle ? "" : bytes));
+        EXPECT_NE(client.readUntil("\r\n\r\n").find("Sec-WebSocket-Accept: s3pPLMBiTxaQ9kYGzzhZRbK+xOo="),
+                  std::string::npos);
+        if (trickle)
+            for (const char& byte : bytes) client.send({&byte, 1});
+        return client.readAll();
+    }
+};
+
+TEST(WebSocket, AnswersFramesAsTheRFCAndTheTableSay) {
+    const std::string s125(125, 'a'), s126(126, 'b'), s65535(65535, 'c'), s65536(65536, 'd');
+    const struct {
+        const char* name;
+        std::string sent, answer, noted, log;
+    } cases[] = {
+        {"text", text("Hello") + closing, "\x81\x05Hello", "text Hello; ", ""},
+        {"empty text, NUL, 4-byte UTF-8", text("") + text("a\0b"s) + text("\U0001F600") + closing,
+         "\x81\x00\x81\x03"s + "a\0b\x81\x04\U0001F600"s, "text ; text a\0b; text \U0001F600; "s, ""},
+        {"binary", frame(0x82, "\xFF\x00"s) + closing, "\x82\x02\xFF\x00"s, "binary \xFF\x00; "s, ""},
+        {"lengths of 7 and 16 bits", frame(0x82, s125) + frame(0x82, s126) + closing,
+         "\x82\x7D" + s125 + "\x82\x7E\x00\x7E"s + s126,
+         "binary " + s125.substr(0, 20) + "; binary " + s126.substr(0, 20) + "; ", ""},
+        {"lengths of 16 and 64 bits", text(s65535) + text(s65536) + closing,
+         "\x81\x7E\xFF\xFF" + s65535 + "\x81\x7F\0\0\0\0\0\1\0\0"s + s65536,
+         "text " + s65535.substr(0, 20) + "; text " + s65536.substr(0, 20) + "; ", ""},
+        {"a longer form than is needed", "\x81\xFF\0\0\0\0\0\0\0\1"s + mask + "@" + closing,
+         "\x81\x01"
+         "A",
+         "text A; ", ""},
+        {"fragments with a ping between",
+         frame(0x01, "Hel") + frame(0x89, "p") + frame(0x00, "l") + frame(0x80, "o") + closing,
+         "\x8A\x01p\x81\x05Hello", "text Hello; ", ""},
+        {"a character cut by fragments", frame(0x01, "\xC3") + frame(0x80, "\xA9") + closing, "\x81\x02\xC3\xA9",
+         "text \xC3\xA9; ", ""},
+        {"binary fragments, some empty", frame(0x02, "") + frame(0x00, "x") + frame(0x80, "") + closing,
+         "\x82\x01x", "binary x; ", ""},
+        {"pings with and without payload", frame(0x89, "") + frame(0x89, s125) + closing,
+         "\x8A\x00\x8A\x7D"s + s125, "", ""},
+        {"pongs", frame(0x8A, "") + frame(0x8A, "beat") + closing, "", "pong ; pong beat; ", ""},
+        {"close with code and reason, and nothing behind it",
+         frame(0x88,
+               "\x03\xE8"
+               "bye") +
+             text("late"),
+         "", "", ""},
+        {"long ping", frame(0x89, s126) + text("late"), "", "",
+         "Protocol error: Payload gretter than 125 octets.\n"},
+        {"text within fragments", frame(0x01, "a") + text("b"), "", "",
+         "Protocol error: Continuing fragmented frame cannot have an operation code.\n"},
+        {"binary within a fragmented text", frame(0x01, "a") + frame(0x82, "b"), "", "",
+         "Protocol error: Continuing fragmented frame cannot have an operation code.\n"},
+        {"invalid UTF-8", text("\xC3("), "", "", "Invalid UTF8 character: \n"},
+        {"a surrogate in UTF-8", text("\xED\xA0\x80"), "", "", "Invalid UTF8 character: \n"},
+        {"invalid UTF-8 in fragments", frame(0x01, "ok") + frame(0x80, "\xFF"), "", "",
+         "Invalid UTF8 character: \n"},
+        {"no mask", "\x81\x05Hello", "", "",
+         "Unmasked frame: A client must mask all frames that it sends to the server.\n"},
+        {"RSV1", frame(0xC1, "a"), "", "", "Protocol error: Reserved frame bit has not been negociated.\n"},
+        {"RSV3, and an op code that is unknown", frame(0x93, "a"), "", "",
+         "Protocol error: Reserved frame bit has not been negociated.\n"},
+        {"unknown data op code", frame(0x83, "a"), "", "", "Unknown Op Code: 3\n"},
+        {"unknown control op code", frame(0x8F, "a"), "", "", "Unknown Op Code: 15\n"},
+        {"fragmented ping", frame(0x09, "a"), "", "", "Protocol error: Control frames must not be fragmented.\n"},
+        {"fragmented close", frame(0x08, ""), "", "", "Protocol error: Control frames must not be fragmented.\n"},
+        {"64 bits of length", "\x82\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF" + mask, "", "",
+         "Protocol error: The length of a frame has 63 bits at most.\n"},
+        {"a function that throws", text("throw") + text("late"), "", "text throw; ", "Unkown error thrown\n"},
+        {"a function that leaves", text("leave") + text("late"), "", "text leave; ", ""},
+    };
+    Echo echo;
+    for (const auto& c : cases) {
+        for (const bool trickle : {false, true}) {
+            if (trickle && c.sent.size() > 1000) continue;
+            const LogCapture log;
+            EXPECT_EQ(echo.converse(c.sent, trickle), c.answer + closed) << c.name;
+            EXPECT_EQ(echo.noted, "connected; " + c.noted + "disconnected") << c.name;
+            EXPECT_EQ(log.text(), c.log) << c.name;
+        }
+    }
+    const LogCapture log;
+    EXPECT_EQ(echo.converse(text("a") + frame(0x80, "nothing begun")),
+              "\x81\x01"
+              "a")
+        << "closes without a frame";
+}
+
+TEST(WebSocket, DropsMessagesThatNobodyWantsAndEndsBeyondTheLimit) {
+    const LogCapture log;
+    Echo echo({.message = 10});
+    EXPECT_EQ(echo.converse(text("x") + frame(0x01, "y") + frame(0x00, "y") + frame(0x80, "y") +
+                                frame(0x82, "kept") + closing,
+                            false, "/binary-only"),
+              "\x82\x04kept" + closed);
+    const std::string line = "Protocol error: The message is longer than this server takes.\n";
+    EXPECT_EQ(log.text(), "");
+    EXPECT_EQ(echo.converse(text("0123456789") + text("0123456789a")),
+              "\x81\x0A"
+              "0123456789" +
+                  closed);
+    EXPECT_EQ(echo.converse("\x82\xFF\x7F\xFF\xFF\xFF\xFF\xFF\xFF\xFF" + mask), closed);  // without a byte of it
+    EXPECT_EQ(echo.converse(frame(0x01, "012345") + frame(0x00, "6789") + frame(0x80, "a")), closed);
+    EXPECT_EQ(log.text(), line + line + line);
+}
+
+TEST(WebSocket, RefusesWhatIsNoHandshake) {
+    Echo echo;
+    const std::pair<std::string, std::string> cases[] = {
+        {"", "400 Bad Request; Content-Length: 42|Invalid value of 'Upgrade' header: unknown"},
+        {"Upgrade: h2c\r\n", "400 Bad Request; Content-Length: 38|Invalid value of 'Upgrade' header: h2c"},
+        {"Upgrade: WebSocket\r\nConnection: close\r\n",
+         "400 Bad Request; Content-Length: 43|Invalid value of 'Connection' header: close"},
+        {"Upgrade: websocket\r\nConnection: Upgrade\r\n",
+         "400 Bad Request; Content-Length: 52|Invalid value of 'Sec-Websocket-Key' header: unknown"},
+        {"Upgrade: websocket\r\nConnection: Upgrade\r\nSec-WebSocket-Key: k\r\nSec-WebSocket-Version: 25\r\n",
+         "426 Upgrade Required; Sec-WebSocket-Version: 13|"},
+        {"Upgrade: h2c, WebSocket\r\nConnection: upgrade\r\nSec-WebSocket-Key: k\r\n",
+         "101 Switching Protocols; Connection: Upgrade; Sec-WebSocket-Accept: cai0HFWL7DEHZkyHxdyv1Pn3R6M=; "
+         "Upgrade: WebSocket|" +
+             closed},
+    };
+    const LogCapture log;
+    for (const auto& [headers, expected] : cases) {
+        const Client client(echo.server->port());
+        client.send("GET /ws HTTP/1.1\r\n" + headers + "\r\n");
+        client.endSending();
+        EXPECT_EQ(flattened(client.readAll()), "HTTP/1.1 " + expected);
+    }
+    EXPECT_EQ(sha1Text("abc"), "a9993e364706816aba3e25717850c26c9cd0d89d");
+}
+
+// The frames in a server's bytes; what is no frame is an entry of its own.
+class FrameClient {
+public:
+    explicit FrameClient(std::uint16_t port) : client_(port) {
+        client_.send(handshake());
+        good_ = client_.connected() && client_.readUntil("\r\n\r\n").starts_with("HTTP/1.1 101");
+    }
+    const Client& client() const { return client_; }
+    bool good() const { return good_; }
+    // Op code and payload; {0, ""} at the end of the stream or for what no server may send.
+    std::pair<int, std::string> next() const {
+        const std::string head = client_.readExactly(2);
+        if (head.size() < 2) return {};
+        std::size_t length = static_cast<unsigned char>(head[1]);
+        const std::string more = client_.readExactly(length == 126 ? 2 : length == 127 ? 8 : 0);
+        if (!more.empty()) length = 0;
+        for (const char c : more) length = length << 8 | static_cast<unsigned char>(c);
+        std::string payload = client_.readExactly(length);
+        const int first = static_cast<unsigned char>(head[0]);
+        if (first >> 4 != 8 || payload.size() != length) return {};
+        return {first & 0x0F, payload};
+    }
+
+private:
+    Client client_;
+    bool good_;
+};
+
+TEST(WebSocket, KeepsFramesWholeThatManyThreadsWrite) {
+    constexpr int writers = 4, frames = 60;
+    Echo echo;
+    echo.server->get["/ws"] = websocket({.connected = [](const Session& session) {
+        std::vector<std::thread> threads;
+        for (int w = 0; w < writers; ++w) {
+            threads.emplace_back([&, letter = static_cast<char>('a' + w)] {
+                for (std::size_t i = 1; i <= frames; ++i) session->writeText(std::string(i * i * 37, letter));
+            });
+        }
+        for (std::thread& thread : threads) thread.join();
+        session->writeCloseFrame();
+        session->writeText("behind the close frame");
+    }});
+    const FrameClient client(echo.server->port());
+    std::map<char, std::size_t> seen;
+    auto [op, payload] = client.next();
+    for (; op == 0x1; std::tie(op, payload) = client.next()) {
+        const std::size_t i = ++seen[payload[0]];
+        EXPECT_EQ(payload, std::string(i * i * 37, payload[0]));
+    }
+    EXPECT_EQ(op, 0x8);
+    EXPECT_EQ(seen, (std::map<char, std::size_t>{{'a', frames}, {'b', frames}, {'c', frames}, {'d', frames}}));
+    client.client().send(closing);
+    EXPECT_EQ(client.client().readAll(), "");
+}
+
+// Sockets that talk and are killed in every way at random, while another thread writes to the sessions. By hand for
+// longer: QUOREL_WEBSOCKET_SECONDS=300 quorel_httpserver_test --gtest_filter='*RandomKills'
+TEST(WebSocket, SessionsEndOnceEachUnderRandomKills) {
+    const char* seconds = std::getenv("QUOREL_WEBSOCKET_SECONDS");
+    const auto end =
+        std::chrono::steady_clock::now() + std::chrono::seconds(seconds != nullptr ? std::atoi(seconds) : 0);
+    const int actionsEach = 400;
+    constexpr int clientThreads = 8;
+    const std::size_t socketsEach = seconds != nullptr ? 25 : 5;
+
+    const LogCapture log;
+    const std::size_t descriptorsBefore = openDescriptors();
+    struct {
+        std::mutex mutex;
+        std::condition_variable changed;
+        std::set<Session> sessions;
+        int wanted = 0, connected = 0, disconnected = 0, wrong = 0;
+        bool done = false;
+    } state;
+    auto server = std::make_shared<HttpServer>();
+    server->get["/ws"] = websocket({
+        .binary =
+            [&](const Session& session, auto bytes) {
+                session->writeBinary(bytes);
+                const std::lock_guard lock(state.mutex);
+                ++state.wanted;
+                state.changed.notify_all();
+            },
+        .connected =
+            [&](const Session& session) {
+                const std::lock_guard lock(state.mutex);
+                ++state.connected;
+                state.wrong += state.sessions.insert(session).second ? 0 : 1;
+            },
+        .disconnected =
+            [&](const Session& session) {
+                const std::lock_guard lock(state.mutex);
+                ++state.disconnected;
+                state.wrong += state.sessions.erase(session) == 1 ? 0 : 1;
+                state.changed.notify_all();
+            },
+        .limits = {.message = 1 << 20},
+    });
+    server->listenAddressIPv4 = "127.0.0.1";
+    server->start(0, true);
+
+    std::thread fromOutside([&] {
+        std::unique_lock lock(state.mutex);
+        for (std::size_t turn = 0; !state.done; ++turn) {
+            state.changed.wait(lock, [&] { return state.wanted > 0 || state.done; });
+            --state.wanted;
+            if (state.sessions.empty()) continue;
+            const Session session =
+                *std::next(state.sessions.begin(), static_cast<std::ptrdiff_t>(turn % state.sessions.size()));
+            lock.unlock();
+            session->writeText(std::string(turn % 2000, 't'));
+            lock.lock();
+        }
+    });
+    std::atomic<int> echoes{0}, kills{0}, wrongEchoes{0};
+    std::vector<std::thread> clients;
+    for (int t = 0; t < clientThreads; ++t) {
+        clients.emplace_back([&, t] {
+            std::mt19937 random(static_cast<unsigned>(t));
+            std::vector<std::unique_ptr<FrameClient>> sockets(socketsEach);
+            for (int i = 0; seconds != nullptr ? std::chrono::steady_clock::now() < end : i < actionsEach; ++i) {
+                auto& socket = sockets[random() % socketsEach];
+                if (!socket) socket = std::make_unique<FrameClient>(server->port());
+                const std::string payload(random() % 4 == 0 ? random() % 70'000 : random() % 200,
+                                          static_cast<char>('a' + t));
+                const unsigned action = random() % 16;
+                if (action < 10) {
+                    const std::size_t cut = random() % (payload.size() + 1);
+                    socket->client().send(frame(0x02, payload.substr(0, cut)) + frame(0x89, "p") +
+                                          frame(0x80, payload.substr(cut)));
+                    auto [op, answer] = socket->next();
+                    while (op == 0x1 || op == 0xA) std::tie(op, answer) = socket->next();
+                    if (op == 0x2 && answer == payload) {
+                        ++echoes;
+                        continue;
+                    }
+                    ++wrongEchoes;
+                }
+                const std::string lastWords[] = {closing, "\x82\x05no mask",
+                                                 frame(0x82, payload).substr(0, payload.size() / 2),
+                                                 frame(0x80, "")};
+                if (action % 3 != 0) socket->client().send(lastWords[random() % 4]);
+                if (action % 2 != 0) socket->client().resetOnClose();
+                socket.reset();
+                ++kills;
+            }
+        });
+    }
+    for (std::thread& client : clients) client.join();
+    {
+        std::unique_lock lock(state.mutex);
+        EXPECT_TRUE(
+            state.changed.wait_for(lock, std::chrono::seconds(60), [&] { return state.sessions.empty(); }));
+        state.done = true;
+        state.changed.notify_all();
+    }
+    fromOutside.join();
+    server->stop();
+    EXPECT_GT(echoes, 0);
+    EXPECT_EQ(wrongEchoes, 0);
+    EXPECT_EQ(state.wrong, 0);
+    EXPECT_GE(state.connected, kills);
+    EXPECT_EQ(state.connected, state.disconnected);
+    expectDescriptorsBack(descriptorsBefore);
+    if (seconds != nullptr)
+        std::printf("%d sessions, %d echoes, %d kills\n", state.connected, echoes.load(), kills.load());
+}
+
+}  // namespace
+}  // namespace quorel::http
