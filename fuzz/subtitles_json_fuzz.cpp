@@ -31,8 +31,8 @@ struct CueForm {
     QUOREL_JSON_FIELDS(CueForm, id, identifier, position, startTime, endTime, text, speaker)
 
     void check(const Subtitles::Cue& cue) const {
-        require(UUID::parse(id) == cue.id().rawValue && cue.identifier() == identifier && cue.position() == position &&
-                cue.text() == text && cue.speaker() == speaker);
+        require(UUID::parse(id) == cue.id().rawValue && cue.identifier() == identifier &&
+                cue.position() == position && cue.text() == text && cue.speaker() == speaker);
         startTime.check(cue.startTime());
         endTime.check(cue.endTime());
     }

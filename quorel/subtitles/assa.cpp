@@ -62,11 +62,10 @@ private:
 
 class ScriptReader {
 public:
-    explicit ScriptReader(std::string_view script) : script_(script), blocks_(script.size()) {}
+    explicit ScriptReader(std::string_view script) : script_(script), lines_(script), blocks_(script.size()) {}
 
     void read() {
-        detail::LineReader lines(script_);
-        for (std::string_view line; lines.next(line);) readLine(line);
+        for (std::string_view line; lines_.next(line);) readLine(line);
     }
 
     std::vector<SubtitlesCue> cues;
@@ -85,7 +84,7 @@ private:
     void readValue(std::string_view key, std::string_view value) {
         if (key == "ScriptType" && !value.starts_with("v4.00")) {
             logLine("Unsupported script type " + std::string(value));
-            throw SubTitlesError::invalidEncoding();
+            throw wrong(SubTitlesError::invalidEncoding(), value, "expected the script type v4.00 or v4.00+");
         }
         if (section_ != "Events") return;
         if (key == "Format") readFormat(value);
@@ -107,9 +106,8 @@ private:
         for (const DialogueFormat column : format_) {
             std::string_view piece;
             if (!pieces.next(piece)) break;
-            if (column == DialogueFormat::Start)
-                start = TimeParsing::parse(0, trimmedWhitespaceAndNewlines(piece));
-            if (column == DialogueFormat::End) end = TimeParsing::parse(0, trimmedWhitespaceAndNewlines(piece));
+            if (column == DialogueFormat::Start) start = readTime(trimmedWhitespaceAndNewlines(piece));
+            if (column == DialogueFormat::End) end = readTime(trimmedWhitespaceAndNewlines(piece));
             if (column == DialogueFormat::Actor) speaker = trimmedWhitespaceAndNewlines(piece);
             if (column != DialogueFormat::Text) continue;
             if (!start || !end) break;
@@ -120,7 +118,20 @@ private:
             addCue(*start, *end, speaker);
             return;
         }
-        throw SubTitlesError::invalidEncoding();
+        throw wrong(SubTitlesError::invalidEncoding(), value,
+                    format_.empty()
+                        ? "expected a line Format: in front of the first line Dialogue:"
+                        : "expected the columns that the line Format: names, Start, End and at last Text "
+                          "among them");
+    }
+
+    SubtitlesTime readTime(std::string_view piece) const {
+        if (const auto time = TimeParsing::parseIfPossible(piece)) return *time;
+        throw wrong(SubTitlesError::invalidTime(0), piece, "expected a time, as 0:01:02.50");
+    }
+
+    SubTitlesError wrong(const SubTitlesError& error, std::string_view found, const char* message) const {
+        return error.at(lines_.number() + 1, found, message);
     }
 
     // Its text is what is pending in the blocks.
@@ -135,6 +146,7 @@ private:
     }
 
     std::string_view script_;
+    detail::LineReader lines_;
     detail::TextBlocks blocks_;
     std::string_view section_;
     std::vector<DialogueFormat> format_;

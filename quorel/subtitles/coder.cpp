@@ -112,7 +112,7 @@ std::string Subtitles::encode(const Subtitles& subtitles, std::string_view fileE
 }
 
 std::string_view detail::decodableText(std::string_view content) {
-    if (!isValidUTF8(content)) throw SubTitlesError::invalidEncoding();
+    if (!isValidUTF8(content)) throw SubTitlesError::notUTF8(content);
     return droppingByteOrderMark(content);
 }
 

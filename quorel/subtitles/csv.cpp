@@ -137,7 +137,7 @@ bool Subtitles::Coder::CSV::operator==(const CSV& other) const {
 }
 
 Subtitles Subtitles::Coder::CSV::decode(std::string_view content) const {
-    if (!isValidUTF8(content)) throw SubTitlesError::invalidEncoding();
+    if (!isValidUTF8(content)) throw SubTitlesError::notUTF8(content);
     DelimitedText::DecoderOptions options;
     options.delimiter = delimiter;
     options.fieldEscapeCharacter = fieldEscapeCharacter;

@@ -35,7 +35,8 @@ SubtitlesTime readTime(JSONReader& json, const JSONPath& path) {
 UUID readID(JSONReader& json, const JSONPath& path) {
     const auto id = UUID::parse(json.readText(path));
     if (id) return *id;
-    throw JSONError(JSONError::Code::typeMismatch, path.text(), "expected a UUID, found another text");
+    throw SubtitlesJSONError(JSONError::Code::typeMismatch, path.text(), "expected a UUID, found another text",
+                             json.position());
 }
 
 SubtitlesCue readCue(JSONReader& json, const JSONPath& path, detail::TextBlocks& blocks) {

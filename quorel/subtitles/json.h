@@ -13,14 +13,27 @@
 
 namespace quorel {
 
+// What the two JSON coders throw: knows the place in the text, too.
+class SubtitlesJSONError : public JSONError {
+public:
+    SubtitlesJSONError(Code code, std::string path, const std::string& description, std::size_t offset)
+        : JSONError(code, std::move(path), description), offset_(offset) {}
+
+    // In bytes from the start of the text, its byte-order mark aside.
+    std::size_t offset() const { return offset_; }
+
+private:
+    std::size_t offset_;
+};
+
 class Subtitles::Coder::JSON final : public SubtitlesLineCoder<Subtitles::Coder::JSON> {
 public:
     static constexpr std::string_view extn = "json-subtitles";
 
     using SubtitlesLineCoder::decode;
     using SubtitlesLineCoder::encode;
-    // All throw JSONError, not SubTitlesError; a text that is not UTF-8 is SubTitlesError (invalidEncoding). The
-    // byte forms are UTF-8 whatever `encoding` says. What is read is taken as it stands: cues out of order, times
+    // All throw JSONError (to decode, SubtitlesJSONError), not SubTitlesError; a text that is not UTF-8 is
+    // SubTitlesError (invalidEncoding). The byte forms are UTF-8 whatever `encoding` says. What is read is taken as it stands: cues out of order, times
     // whose parts contradict their seconds, an end before its start.
     Subtitles decode(std::string_view content) const override;
     Subtitles decode(std::string_view data, const TextEncoding& encoding) const override;

@@ -5,6 +5,7 @@
 #endif
 
 #include "quorel/foundation/text.h"
+#include "quorel/subtitles/json.h"
 #include "quorel/subtitles/json_reader_private.h"
 
 namespace quorel::detail {
@@ -62,17 +63,20 @@ void appendUTF8(std::string& out, std::uint32_t point) {
 
 JSONReader::JSONReader(std::string_view text)
     : begin_(withoutMark(text).data()), at_(begin_), end_(text.data() + text.size()) {
-    if (!isValidUTF8(text)) throw JSONError(JSONError::Code::syntax, {}, "the text is not JSON: it is not UTF-8");
+    if (!isValidUTF8(text))
+        throw SubtitlesJSONError(JSONError::Code::syntax, {}, "the text is not JSON: it is not UTF-8", 0);
     skipBlanks();
 }
 
 void JSONReader::throwSyntax(const char* why) const {
-    throw JSONError(JSONError::Code::syntax, {},
-                    std::string("the text is not JSON: ") + why + " at byte " + std::to_string(position()));
+    throw SubtitlesJSONError(
+        JSONError::Code::syntax, {},
+        std::string("the text is not JSON: ") + why + " at byte " + std::to_string(position()), position());
 }
 
 void JSONReader::throwMismatch(const char* wanted, const JSONPath& path) {
     const char* found = nullptr;
+    const std::size_t offset = position();
     switch (peek()) {
         case '{':
             found = "an object";
@@ -97,12 +101,14 @@ void JSONReader::throwMismatch(const char* wanted, const JSONPath& path) {
         }
     }
     skip();  // what is no JSON is called that
-    throw JSONError(JSONError::Code::typeMismatch, path.text(),
-                    std::string("expected ") + wanted + ", found " + found);
+    throw SubtitlesJSONError(JSONError::Code::typeMismatch, path.text(),
+                             std::string("expected ") + wanted + ", found " + found, offset);
 }
 
-void JSONReader::require(bool found, const JSONPath& path, std::string_view key) {
-    if (!found) throw JSONError(JSONError::Code::missingKey, JSONPath(path, key).text(), "the key is missing");
+void JSONReader::require(bool found, const JSONPath& path, std::string_view key) const {
+    if (found) return;
+    throw SubtitlesJSONError(JSONError::Code::missingKey, JSONPath(path, key).text(), "the key is missing",
+                             position());
 }
 
 void JSONReader::finish() {
@@ -263,7 +269,7 @@ std::int64_t JSONReader::readSigned(const JSONPath& path) {
     const std::string_view token = readIntegerToken(path).token;
     std::int64_t value = 0;
     if (std::from_chars(token.data(), token.data() + token.size(), value).ec == std::errc()) return value;
-    throw JSONError(JSONError::Code::outOfRange, path.text(), "the integer is out of range");
+    throw SubtitlesJSONError(JSONError::Code::outOfRange, path.text(), "the integer is out of range", position());
 }
 
 std::uint64_t JSONReader::readUnsigned(const JSONPath& path) {
@@ -271,7 +277,7 @@ std::uint64_t JSONReader::readUnsigned(const JSONPath& path) {
     std::uint64_t value = 0;
     if (token == "-0") return 0;
     if (std::from_chars(token.data(), token.data() + token.size(), value).ec == std::errc()) return value;
-    throw JSONError(JSONError::Code::outOfRange, path.text(), "the integer is out of range");
+    throw SubtitlesJSONError(JSONError::Code::outOfRange, path.text(), "the integer is out of range", position());
 }
 
 std::string_view JSONReader::readText(const JSONPath& path) {

@@ -64,7 +64,7 @@ public:
     }
 
     // Throws JSONError (missingKey) for a member of this name that was not found.
-    static void require(bool found, const JSONPath& path, std::string_view key);
+    void require(bool found, const JSONPath& path, std::string_view key) const;
     // Throws when anything but white space follows.
     void finish();
 

@@ -42,8 +42,8 @@ public:
 
     using SubtitlesLineCoder::decode;
     using SubtitlesLineCoder::encode;
-    // All throw JSONError, not SubTitlesError; a text that is not UTF-8 is SubTitlesError (invalidEncoding). The
-    // byte forms are UTF-8 whatever `encoding` says. An end before its start becomes it; a negative time stops the
+    // All throw JSONError (to decode, SubtitlesJSONError), not SubTitlesError; a text that is not UTF-8 is
+    // SubTitlesError (invalidEncoding). The byte forms are UTF-8 whatever `encoding` says. An end before its start becomes it; a negative time stops the
     // process.
     Subtitles decode(std::string_view content) const override;
     Subtitles decode(std::string_view data, const TextEncoding& encoding) const override;

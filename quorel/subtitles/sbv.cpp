@@ -34,11 +34,17 @@ Subtitles Subtitles::Coder::SBV::decode(std::string_view content) const {
     for (std::string_view line; lines.next(line);) {
         if (line.empty()) continue;
         if (!detail::scanSBVTiming(line, parts) && !(pattern.find(line) && pattern.numbers(parts))) {
-            throw SubTitlesError::invalidTime(lines.number());
+            throw SubTitlesError::invalidTime(lines.number())
+                .at(lines.number() + 1, line,
+                    "expected a timing line and nothing else, as 0:01:02.500,0:01:04.000");
         }
         const detail::Timing timing(parts);
-        if (!lines.next(line)) throw SubTitlesError::unexpectedEOF();
-        if (line.empty()) throw SubTitlesError::invalidTime(lines.number());
+        const bool hasLine = lines.next(line);
+        if (!hasLine || line.empty()) {
+            const SubTitlesError error =
+                hasLine ? SubTitlesError::invalidTime(lines.number()) : SubTitlesError::unexpectedEOF();
+            throw error.at(lines.number() + 1, {}, "expected the text of the cue");
+        }
         blocks.append(line);
         while (lines.next(line) && !line.empty()) {
             blocks.append('\n');

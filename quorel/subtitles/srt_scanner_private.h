@@ -14,6 +14,9 @@ const Regex& guardedSRTTimingPattern();
 // Reads the usual timing lines, and leaves all others, matching or not, to the pattern.
 bool scanSRTTiming(std::string_view line, TimingParts& parts);
 
+inline constexpr const char* srtTimingExpected =
+    "expected one timing line behind the number of a cue, as 00:01:02,500 --> 00:01:04,000";
+
 // Calls, for each cue, sink.timing(position, timing), sink.line(text) for each line of its text, and at last
 // sink.finish(reached), or sink.drop() for a cue that does not count.
 template <class Sink>
@@ -29,16 +32,22 @@ void scanSRT(std::string_view content, Sink& sink) {
             case State::idle: {
                 if (line.empty()) break;
                 const auto index = readSigned(line);
-                if (!index) throw SubTitlesError::invalidPosition(lines.number() + 1);
+                if (!index) {
+                    throw SubTitlesError::invalidPosition(lines.number() + 1)
+                        .at(lines.number() + 1, line,
+                            "expected the number of a cue, behind the blank line that ends the one before");
+                }
                 position = *index;
                 state = State::timing;
                 break;
             }
             case State::timing: {
-                if (line.empty()) throw SubTitlesError::invalidFile();
+                if (line.empty())
+                    throw SubTitlesError::invalidFile().at(lines.number() + 1, {}, srtTimingExpected);
                 TimingParts parts;
                 if (!scanSRTTiming(line, parts) && !(pattern.find(line) && pattern.numbers(parts))) {
-                    throw SubTitlesError::invalidTime(lines.number());
+                    throw SubTitlesError::invalidTime(lines.number())
+                        .at(lines.number() + 1, line, srtTimingExpected);
                 }
                 sink.timing(position, Timing(parts));
                 state = State::text;
@@ -55,7 +64,10 @@ void scanSRT(std::string_view content, Sink& sink) {
                 break;
         }
     }
-    if (state == State::timing && position != none) throw SubTitlesError::invalidTime(-1);
+    if (state == State::timing && position != none) {
+        throw SubTitlesError::invalidTime(-1).at(lines.number() + 1, {},
+                                                 std::string("the text ends here; ") + srtTimingExpected);
+    }
     if (state != State::text) return;
     if (position != none) {
         sink.finish(lines.position());

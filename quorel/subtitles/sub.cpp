@@ -52,9 +52,12 @@ Subtitles Subtitles::Coder::SUB::decode(std::string_view content) const {
         std::size_t partEnd = std::min(line.find('|'), line.size());
         Tokens first(line.substr(0, partEnd));
         std::string_view frames[2];
-        if (!first.next(frames[0]) || !first.next(frames[1])) throw SubTitlesError::invalidFile();
-        const std::string_view firstText = first.last();
-        if (firstText.empty()) throw SubTitlesError::invalidFile();
+        const bool isTimed = first.next(frames[0]) && first.next(frames[1]);
+        const std::string_view firstText = isTimed ? first.last() : std::string_view();
+        if (firstText.empty()) {
+            throw SubTitlesError::invalidFile().at(lines.number() + 1, line,
+                                                   "expected two frames and a text, as {100}{200}Text");
+        }
         blocks.append(firstText);
         while (partEnd < line.size()) {
             line.remove_prefix(partEnd + 1);

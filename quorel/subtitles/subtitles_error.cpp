@@ -1,5 +1,10 @@
 #include "quorel/subtitles/subtitles_error.h"
 
+#include <utility>
+
+#include "quorel/foundation/text.h"
+#include "quorel/subtitles/lines_private.h"
+
 namespace quorel {
 namespace {
 
@@ -41,10 +46,30 @@ SubTitlesError::SubTitlesError(Code code, std::int64_t line)
 SubTitlesError::SubTitlesError(Code code, const std::string& payload)
     : Error(std::string(nameOf(code)) + "(" + payload + ")"), code_(code) {}
 
+SubTitlesError SubTitlesError::at(std::int64_t line, std::string_view found, std::string message) const {
+    constexpr std::size_t longest = 120;
+    if (found.size() > longest) {
+        std::size_t end = longest;
+        while (end > 0 && (static_cast<unsigned char>(found[end]) & 0xC0) == 0x80) --end;
+        found = found.substr(0, end);
+    }
+    SubTitlesError error = *this;
+    error.diagnosis_ = Diagnosis{line, std::move(message), std::string(found)};
+    return error;
+}
+
 SubTitlesError SubTitlesError::unsupportedFileType(std::string_view fileExtension) {
     SubTitlesError error(Code::unsupportedFileType, std::string(fileExtension));
     error.fileExtension_ = fileExtension;
     return error;
+}
+
+SubTitlesError SubTitlesError::notUTF8(std::string_view text) {
+    detail::LineReader lines(text);
+    for (std::string_view line; lines.next(line);) {
+        if (!isValidUTF8(line)) break;
+    }
+    return invalidEncoding().at(lines.number() + 1, {}, "the bytes are no text in UTF-8");
 }
 
 SubTitlesError SubTitlesError::timeTooLargeToExport(const SubtitlesCue& cue) {

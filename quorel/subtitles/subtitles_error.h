@@ -4,7 +4,8 @@
 //       if (error.code() == SubTitlesError::Code::invalidTime) point(error.line());
 //   }
 //
-// The payload is all there is to say; what() renders case and payload, "invalidTime(12)", for logs. A value.
+// The payload is all that a program goes by; what() renders case and payload, "invalidTime(12)", for logs. For people
+// who have to mend the file there is diagnosis(). A value.
 #pragma once
 
 #include <cstdint>
@@ -47,6 +48,8 @@ public:
     static SubTitlesError invalidFile() { return SubTitlesError(Code::invalidFile); }
     static SubTitlesError unexpectedEOF() { return SubTitlesError(Code::unexpectedEOF); }
     static SubTitlesError invalidEncoding() { return SubTitlesError(Code::invalidEncoding); }
+    // The same for a text that is not UTF-8, diagnosed.
+    static SubTitlesError notUTF8(std::string_view text);
     static SubTitlesError coderGeneratesBinaryContent() {
         return SubTitlesError(Code::coderGeneratesBinaryContent);
     }
@@ -57,6 +60,17 @@ public:
     std::int64_t line() const { return line_; }
     const std::string& fileExtension() const { return fileExtension_; }
     const std::optional<SubtitlesCue>& cue() const { return cue_; }
+
+    // Where the trouble lies and what it is, as a compiler would say it: "film.srt:12: error: expected ...".
+    struct Diagnosis {
+        std::int64_t line = 0;  // of the text that is read or written, from 1; 0 where no line is to blame
+        std::string message;    // no sentence, no full stop
+        std::string found;      // what stands on that line, shortened; may be empty
+    };
+    // Present in what the decoders of text throw. Takes no part in comparison, nor in what().
+    const std::optional<Diagnosis>& diagnosis() const { return diagnosis_; }
+    // The same error with a diagnosis.
+    SubTitlesError at(std::int64_t line, std::string_view found, std::string message) const;
 
     friend bool operator==(const SubTitlesError& a, const SubTitlesError& b) {
         return a.code_ == b.code_ && a.line_ == b.line_ && a.fileExtension_ == b.fileExtension_ &&
@@ -72,6 +86,7 @@ private:
     std::int64_t line_ = 0;
     std::string fileExtension_;
     std::optional<SubtitlesCue> cue_;
+    std::optional<Diagnosis> diagnosis_;
 };
 
 }  // namespace quorel

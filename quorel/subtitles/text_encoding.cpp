@@ -22,8 +22,10 @@ public:
 
     bool isOpen() const { return handle_ != reinterpret_cast<iconv_t>(-1); }
 
-    // Throws invalidEncoding for what cannot be converted.
-    std::string convert(std::string_view input) {
+    // Throws invalidEncoding for what cannot be converted, with a diagnosis from `diagnose(consumed, written)`: what
+    // stands before the place in the input, and what has become of it.
+    template <class Diagnose>
+    std::string convert(std::string_view input, Diagnose diagnose) {
         if (!isOpen()) throw SubTitlesError::invalidEncoding();
         std::string output(input.size() + input.size() / 4 + 16, '\0');
         char* in = const_cast<char*>(input.data());  // iconv does not write to it
@@ -39,7 +41,8 @@ public:
             if (result == static_cast<std::size_t>(-1) && errno == E2BIG) {
                 output.resize(output.size() + output.size() / 2);
             } else if (result != 0) {  // an error, or characters that were replaced by similar ones
-                throw SubTitlesError::invalidEncoding();
+                throw diagnose(input.substr(0, input.size() - inLeft),
+                               std::string_view(output).substr(0, written));
             } else if (flushing) {
                 break;
             } else {
@@ -54,8 +57,31 @@ private:
     iconv_t handle_;
 };
 
+std::size_t firstBeyondASCII(std::string_view text) {
+    const auto isBeyond = [](char c) { return static_cast<unsigned char>(c) >= 128; };
+    return static_cast<std::size_t>(std::find_if(text.begin(), text.end(), isBeyond) - text.begin());
+}
+
 bool isASCII(std::string_view text) {
-    return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 128; });
+    return firstBeyondASCII(text) == text.size();
+}
+
+std::int64_t lineBehind(std::string_view text) {
+    return 1 + std::count(text.begin(), text.end(), '\n');
+}
+
+// The error for bytes that mean nothing behind `text`.
+SubTitlesError noText(std::string_view text, const TextEncoding& encoding) {
+    return SubTitlesError::invalidEncoding().at(lineBehind(text), {},
+                                                "the bytes are no text in " + std::string(encoding.name()));
+}
+
+// The error for the character at `at`, which the encoding does not have.
+SubTitlesError noPlace(std::string_view text, std::size_t at, const TextEncoding& encoding) {
+    std::size_t end = std::min(at + 1, text.size());
+    while (end < text.size() && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) ++end;
+    return SubTitlesError::invalidEncoding().at(lineBehind(text.substr(0, at)), text.substr(at, end - at),
+                                                "the character does not exist in " + std::string(encoding.name()));
 }
 
 struct Mark {
@@ -95,10 +121,10 @@ std::optional<TextEncoding> TextEncoding::named(std::string_view name) {
 std::string_view decodeText(std::string_view bytes, const TextEncoding& encoding, std::string& storage) {
     switch (encoding.kind_) {
         case TextEncoding::Kind::utf8:
-            if (!isValidUTF8(bytes)) throw SubTitlesError::invalidEncoding();
+            if (!isValidUTF8(bytes)) throw SubTitlesError::notUTF8(bytes);
             return bytes;
         case TextEncoding::Kind::ascii:
-            if (!isASCII(bytes)) throw SubTitlesError::invalidEncoding();
+            if (!isASCII(bytes)) throw noText(bytes.substr(0, firstBeyondASCII(bytes)), encoding);
             return bytes;
         case TextEncoding::Kind::withMark: {
             const bool wide = encoding == TextEncoding::utf32;
@@ -112,9 +138,10 @@ std::string_view decodeText(std::string_view bytes, const TextEncoding& encoding
         case TextEncoding::Kind::converted:
             break;
     }
-    storage = Converter("UTF-8", std::string(encoding.name()).c_str()).convert(bytes);
+    storage = Converter("UTF-8", std::string(encoding.name()).c_str())
+                  .convert(bytes, [&](std::string_view, std::string_view text) { return noText(text, encoding); });
     // Some converters let code points through that UTF-8 does not have.
-    if (!isValidUTF8(storage)) throw SubTitlesError::invalidEncoding();
+    if (!isValidUTF8(storage)) throw SubTitlesError::notUTF8(storage);
     return storage;
 }
 
@@ -125,12 +152,12 @@ std::string decodeText(std::string_view bytes, const TextEncoding& encoding) {
 }
 
 std::string encodeText(std::string text, const TextEncoding& encoding) {
-    if (!isValidUTF8(text)) throw SubTitlesError::invalidEncoding();
+    if (!isValidUTF8(text)) throw SubTitlesError::notUTF8(text);
     switch (encoding.kind_) {
         case TextEncoding::Kind::utf8:
             return text;
         case TextEncoding::Kind::ascii:
-            if (!isASCII(text)) throw SubTitlesError::invalidEncoding();
+            if (!isASCII(text)) throw noPlace(text, firstBeyondASCII(text), encoding);
             return text;
         case TextEncoding::Kind::withMark: {
             const Mark& mark = encoding == TextEncoding::utf32 ? utf32Marks[0] : utf16Marks[0];
@@ -139,7 +166,10 @@ std::string encodeText(std::string text, const TextEncoding& encoding) {
         case TextEncoding::Kind::converted:
             break;
     }
-    return Converter(std::string(encoding.name()).c_str(), "UTF-8").convert(text);
+    return Converter(std::string(encoding.name()).c_str(), "UTF-8")
+        .convert(text, [&](std::string_view before, std::string_view) {
+            return noPlace(text, before.size(), encoding);
+        });
 }
 
 std::string_view droppingByteOrderMark(std::string_view text) {

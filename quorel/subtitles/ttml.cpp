@@ -113,12 +113,15 @@ public:
                 XML_Parse(parser_.get(), piece.data(), static_cast<int>(piece.size()), fed == bytes.size());
             if (error_) std::rethrow_exception(error_);
             if (foreignEncoding_) return TTMLDecoder(bytes.size()).decode(inUTF8(bytes), "UTF-8");
-            if (status != XML_STATUS_OK) throw SubTitlesError::invalidFile();
+            if (status != XML_STATUS_OK) throw refused();
             const auto token = std::max<XML_Index>(XML_GetCurrentByteIndex(parser_.get()), 0);
             const std::size_t unread = fed - std::min(static_cast<std::size_t>(token), fed);
             next = fed == bytes.size() ? 0 : std::clamp(unread > usual / 2 ? 2 * unread : usual, usual, largest);
         }
-        if (cues_.empty()) throw SubTitlesError::invalidEncoding();
+        if (cues_.empty()) {
+            throw SubTitlesError::invalidEncoding().at(
+                0, {}, "expected an element p, span or div in the body whose begin and end are times");
+        }
         return std::move(cues_);
     }
 
@@ -171,12 +174,25 @@ private:
     }
 
     void abort() { XML_StopParser(parser_.get(), XML_FALSE); }
+    void abort(const char* reason) {
+        reason_ = reason;
+        abort();
+    }
+
+    SubTitlesError refused() const {
+        const char* const reason = reason_ != nullptr ? reason_ : XML_ErrorString(XML_GetErrorCode(parser_.get()));
+        const auto line = static_cast<std::int64_t>(XML_GetCurrentLineNumber(parser_.get()));
+        return SubTitlesError::invalidFile().at(line, {}, reason != nullptr ? reason : "this is not XML");
+    }
 
     std::string inUTF8(std::string_view bytes) const {
         try {
             return decodeText(bytes, *foreignEncoding_);
         } catch (const SubTitlesError&) {
-            throw SubTitlesError::invalidFile();
+            throw SubTitlesError::invalidFile().at(
+                0, {},
+                "the bytes are no text in the encoding that the document names, " +
+                    std::string(foreignEncoding_->name()));
         }
     }
 
@@ -196,10 +212,12 @@ private:
     }
 
     void start(std::string_view name, const char** attributes) {
-        if (++depth_ > Subtitles::Coder::TTML::maximumDepth) return abort();
+        if (++depth_ > Subtitles::Coder::TTML::maximumDepth) return abort("elements nest too deep");
         if (name == "tt") {
             const char* const found = attribute(attributes, "xmlns");
-            if (found == nullptr || found != coreNamespace) abort();
+            if (found == nullptr || found != coreNamespace) {
+                abort("expected xmlns=\"http://www.w3.org/ns/ttml\" on the element tt");
+            }
         } else if (name == "body") {
             inBody_ = true;
         } else if (inBody_ && isAcceptable(name)) {
@@ -247,6 +265,7 @@ private:
     std::optional<ActiveSubtitle> active_;
     std::optional<TextEncoding> foreignEncoding_;
     std::exception_ptr error_;
+    const char* reason_ = nullptr;
     std::size_t depth_ = 0;
     bool inBody_ = false;
 };

@@ -130,7 +130,9 @@ std::optional<detail::VoiceTag> detail::findVoiceTag(std::string_view text, std:
 Subtitles Subtitles::Coder::VTT::decode(std::string_view content) const {
     detail::LineReader lines(detail::decodableText(content));
     std::string_view line;
-    if (!lines.next(line) || !containsWebVTT(line)) throw SubTitlesError::invalidFile();
+    if (!lines.next(line) || !containsWebVTT(line)) {
+        throw SubTitlesError::invalidFile().at(1, line, "expected WEBVTT in the first line");
+    }
     const auto skipBlock = [&] {
         while (lines.next(line) && !line.empty()) {
         }
@@ -151,7 +153,11 @@ Subtitles Subtitles::Coder::VTT::decode(std::string_view content) const {
         if (!detail::readVTTTiming(line, pattern, parts)) {
             fields.identifier = line;
             if (!lines.next(line) || line.empty()) continue;
-            if (!detail::readVTTTiming(line, pattern, parts)) throw SubTitlesError::invalidTime(lines.number());
+            if (!detail::readVTTTiming(line, pattern, parts)) {
+                throw SubTitlesError::invalidTime(lines.number())
+                    .at(lines.number() + 1, line,
+                        "expected one timing line, as 00:01:02.500 --> 00:01:04.000, here or on the line above");
+            }
         }
         const detail::Timing timing(parts);
         fields.startTime = timing.start;

@@ -1,0 +1,35 @@
+// What the converter knows about the formats beyond what their coders say.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "quorel/subtitles/subtitles.h"
+
+namespace quorel::subtitles_tool {
+
+struct Format {
+    std::string_view extension;
+    std::string_view name;
+    bool isWritten = true;
+    bool isBytes = false;  // says its encoding itself, so that none is detected; always written in UTF-8
+    // What is read back of what is written.
+    bool keepsIdentifiers = false;
+    bool keepsSpeakers = false;
+    bool keepsEnds = true;
+    bool keepsLines = true;       // texts of more than one
+    bool keepsEmptyLines = true;  // within a text
+    // A negative time stops the process that reads it.
+    bool mayStopProcess = false;
+};
+
+const Format* findFormat(std::string_view extension);  // any case; null when there is none
+std::string allExtensions();                           // "srt, vtt, ... or ssa"
+
+// What of the document is lost in the format, in a phrase each.
+std::vector<std::string> losses(const Subtitles& document, const Format& format);
+
+int listFormats(bool json);
+
+}  // namespace quorel::subtitles_tool
