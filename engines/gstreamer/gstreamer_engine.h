@@ -21,7 +21,9 @@
 // - A server that goes silent gives ERROR after GStreamerOptions::stallTimeout. An ERROR may come later than its cause
 //   by up to GStreamerOptions::diagnosisTimeout, in which the engine asks the server what is wrong.
 // - WAITING is told for a seek only when it takes longer than a quarter of a second.
-// - There are no text tracks yet, no manifest interception (developerSettings() is null) and no ad insertion.
+// - There are no text tracks yet and no ad insertion.
+// - A source is loaded through the manifest interceptor that developerSettings() hold when it is set. The interceptor is
+//   asked on a queue of its source's own, and must answer within 9 seconds.
 #pragma once
 
 #include <memory>
@@ -41,6 +43,17 @@ struct GStreamerOptions {
     // Seconds without any progress while the engine should load, seek or play, after which it gives up with ERROR.
     // At least 1. GStreamer's own limit for a server that does not answer at all, 15 seconds, may come first.
     double stallTimeout = 20;
+
+    // Whether shown subtitles are drawn into the frames of videoFrames(). A host that draws them itself asks the track
+    // that is showing for its activeCues(), or listens to its ENTER_CUE and EXIT_CUE.
+    bool drawSubtitles = true;
+
+    // What the times of a WebVTT file without an X-TIMESTAMP-MAP mean.
+    enum class MissingTimestampMap {
+        presentationStart,  // they count from the beginning of the presentation, which is what its authors mean
+        rfc8216,            // RFC 8216 3.5: 0 is the stream's time stamp 0, wherever its presentation begins
+    };
+    MissingTimestampMap missingTimestampMap = MissingTimestampMap::presentationStart;
 
     // Seconds that finding out the reason of a failure may take; 0 for no questions to the server.
     double diagnosisTimeout = 5;

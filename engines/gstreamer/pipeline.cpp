@@ -40,7 +40,7 @@ void Pipeline::report(decltype(Report::what) what) {
     reporter_({session_, std::move(what)});
 }
 
-void Pipeline::load(std::uint64_t session, const std::string& uri, const std::string& type) {
+void Pipeline::load(std::uint64_t session, GatewaySource source) {
     unload();
     if (session != expected_.load()) return;
     session_ = session;
@@ -60,9 +60,24 @@ void Pipeline::load(std::uint64_t session, const std::string& uri, const std::st
     movedAt_ = progressAt_;
     requested_ = GST_STATE_NULL;
 
+    std::string uri = source.address;
+    if (PlaylistGateway::takes(source)) {
+        source.onRenditions = [reporter = reporter_, session](std::vector<SubtitleRendition> renditions) {
+            reporter({session, Renditions{std::move(renditions)}});
+        };
+        playlists_ = gateway_.open(std::move(source));
+        // Without it a source may be lucky, but not one that an interceptor has to see.
+        if (!playlists_) {
+            fail({.kind = Failure::Kind::setup,
+                  .message =
+                      "The engine could not open a port on 127.0.0.1, through which it loads playlists. Does the "
+                      "system have descriptors left, and may this process listen on loopback?"});
+            return;
+        }
+        uri = playlists_->address();
+    }
     std::string problem;
-    playlists_ = gateway_.open(uri, type);
-    playbin_ = makePlaybin(playlists_ ? playlists_->address() : uri, options_.audio, frames_, session, problem);
+    playbin_ = makePlaybin(uri, options_.audio, frames_, session, problem);
     if (playbin_ == nullptr) {
         fail({.kind = Failure::Kind::setup, .message = problem});
         return;
@@ -78,7 +93,10 @@ void Pipeline::unload() {
     stop(ticks_);
     stop(seekWait_);
     stop(busWatch_);
-    if (playbin_ == nullptr) return;
+    if (playbin_ == nullptr) {
+        if (const auto playlists = std::exchange(playlists_, nullptr)) playlists->close();
+        return;
+    }
     gst_element_set_state(playbin_, GST_STATE_PAUSED);  // silent at once; the rest takes longer
     const auto tearDown = [playbin = std::exchange(playbin_, nullptr), guard = std::exchange(guard_, nullptr),
                            playlists = std::exchange(playlists_, nullptr)] {

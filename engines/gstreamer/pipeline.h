@@ -37,7 +37,7 @@ public:
     // nothing, so that many sources in a row cost no more than the last one.
     void expect(std::uint64_t session) { expected_.store(session); }
 
-    void load(std::uint64_t session, const std::string& uri, const std::string& type);
+    void load(std::uint64_t session, GatewaySource source);
     void unload();
 
     // Playing, not playing: `play` comes back with Running.

@@ -10,13 +10,6 @@
 namespace quorel::gstreamer {
 namespace {
 
-// Streams have no text tracks of their own here.
-class NoTextTracks final : public TextTrackList {
-public:
-    std::size_t count() const override { return 0; }
-    std::shared_ptr<TextTrack> get(std::size_t) const override { return nullptr; }
-};
-
 std::string addressOf(const SourceDescription& source) {
     const auto sources = source.sources();
     return sources.empty() ? std::string() : sources.front().src;
@@ -38,7 +31,11 @@ Player::Player(std::shared_ptr<Services> services)
     : services_(std::move(services)),
       frames_(std::make_shared<FrameStore>()),
       view_(ui::VideoView::make(frames_)),
-      textTracks_(std::make_shared<NoTextTracks>()),
+      textTracks_(std::make_shared<SubtitleTracks>(
+          *services_->loop, services_->options.missingTimestampMap,
+          [frames = frames_, draws = services_->options.drawSubtitles](const SubtitleCues& cues) {
+              if (draws) frames->setCues(cues);
+          })),
       ads_(std::make_shared<Ads>()) {
     view_->setAccessibilityName("Video");
 }
@@ -60,6 +57,7 @@ void Player::start(std::optional<ui::Rect> frame) {
 
 Player::~Player() {
     if (diagnosis_) diagnosis_->abandon();
+    textTracks_->close();
     view_->removeFromSuperview();
     frames_->begin(++session_);
     pipeline_->expect(session_);
@@ -102,14 +100,19 @@ bool Player::endSource() {
     frames_->begin(session);
     command([](Pipeline& pipeline) { pipeline.unload(); });
 
+    loader_ = nullptr;
     duration_.reset();
+    anchor_.reset();
     fed_ = ended_ = failed_ = wantPlaying_ = playingTold_ = waitingTold_ = false;
     setPosition(0, false);
     finishSeek();
     paused_ = true;
     const bool wasPlaying = std::exchange(playTold_, false);
     const bool hadState = std::exchange(readyState_, ReadyState::haveNothing) != ReadyState::haveNothing;
+    textTracks_->halt();
     if (wasPlaying && !emit(PlayerEventTypes::PAUSE)) return false;
+    const std::weak_ptr<Player> alive = weak_from_this();
+    if (!textTracks_->removeAll() || alive.expired() || session != session_) return false;
     return !hadState || emit(PlayerEventTypes::READY_STATE_CHANGE, {ReadyState::haveNothing});
 }
 
@@ -127,8 +130,12 @@ void Player::setSource(std::optional<SourceDescription> source) {
         });
         return;
     }
-    command([session = session_, address, type = source_->source.type](Pipeline& pipeline) {
-        pipeline.load(session, address, type);
+    // The interceptor of this moment is the source's; another one is for the next.
+    loader_ =
+        std::make_shared<ResourceLoader>(services_->session, services_->threads, settings_.manifestInterceptor());
+    GatewaySource loaded{.address = address, .type = source_->source.type, .loader = loader_};
+    command([session = session_, loaded = std::move(loaded)](Pipeline& pipeline) mutable {
+        pipeline.load(session, std::move(loaded));
     });
 }
 
@@ -188,6 +195,7 @@ double Player::limited(double time) const {
 void Player::setPosition(double position, bool moving) {
     position_ = position;
     movingSince_ = moving ? std::optional(Clock::now()) : std::nullopt;
+    textTracks_->setClock(position, moving ? rate_ : 0);
 }
 
 double Player::currentTime() const {
@@ -203,6 +211,7 @@ void Player::setCurrentTime(double time, std::function<void()> completionHandler
         if (completionHandler) later(std::move(completionHandler));
         return;
     }
+    if (!seekTarget_) setPosition(currentTime(), false);
     finishSeek();
     if (completionHandler) seekHandlers_.push_back(std::move(completionHandler));
     ended_ = false;
@@ -221,6 +230,7 @@ void Player::setPlaybackRate(double rate) {
     if (rate == rate_) return;
     setPosition(seekTarget_ ? position_ : currentTime(), movingSince_.has_value());
     rate_ = rate;
+    textTracks_->setClock(position_, movingSince_ ? rate_ : 0);
     command([rate](Pipeline& pipeline) { pipeline.setRate(rate); });
     emit(PlayerEventTypes::RATE_CHANGE);
 }

@@ -14,6 +14,7 @@
 #include "engines/gstreamer/pipeline.h"
 #include "engines/gstreamer/playlist_gateway.h"
 #include "engines/gstreamer/reports.h"
+#include "engines/gstreamer/text_tracks.h"
 #include "engines/gstreamer/video_frames.h"
 #include "quorel/engine/engine.h"
 #include "quorel/foundation/url_session.h"
@@ -27,10 +28,21 @@ struct Services {
     std::shared_ptr<RunLoop> loop;
     GStreamerOptions options;
     UrlSession session;
-    PlaylistGateway gateway{session};
+    PlaylistGateway gateway;
     ThreadPark threads;
 
     Services(std::shared_ptr<RunLoop> mainLoop, const GStreamerOptions& chosen);
+};
+
+class Settings final : public DeveloperSettings {
+public:
+    std::shared_ptr<ManifestInterceptor> manifestInterceptor() const override { return interceptor_; }
+    void setManifestInterceptor(std::shared_ptr<ManifestInterceptor> interceptor) override {
+        interceptor_ = std::move(interceptor);
+    }
+
+private:
+    std::shared_ptr<ManifestInterceptor> interceptor_;
 };
 
 class Player final : public THEOplayer, public std::enable_shared_from_this<Player> {
@@ -69,7 +81,7 @@ public:
     ReadyState readyState() const override { return readyState_; }
     TextTrackList& textTracks() override { return *textTracks_; }
     Ads& ads() override { return *ads_; }
-    DeveloperSettings* developerSettings() override { return nullptr; }
+    DeveloperSettings* developerSettings() override { return &settings_; }
     std::shared_ptr<ui::VideoFrameSource> videoFrames() const override { return frames_; }
 
 private:
@@ -96,6 +108,7 @@ private:
 
     // player_reports.cpp: what the pipeline tells
     void handle(const Report& report);
+    void on(const Renditions& report);
     void on(const Prerolled& report);
     void on(const DurationChanged& report);
     void on(const SeekDone& report);
@@ -112,7 +125,7 @@ private:
     const std::shared_ptr<Services> services_;
     const std::shared_ptr<FrameStore> frames_;
     const std::shared_ptr<ui::VideoView> view_;
-    const std::shared_ptr<TextTrackList> textTracks_;
+    const std::shared_ptr<SubtitleTracks> textTracks_;
     const std::shared_ptr<Ads> ads_;
     std::vector<std::shared_ptr<Integration>> integrations_;
     std::shared_ptr<EngineThread> thread_;
@@ -123,10 +136,13 @@ private:
     bool muted_ = false;
     double volume_ = 1;
 
+    Settings settings_;
     std::optional<SourceDescription> source_;
-    std::uint64_t session_ = 0;  // grows with every source
+    std::shared_ptr<ResourceLoader> loader_;  // of the source
+    std::uint64_t session_ = 0;               // grows with every source
     ReadyState readyState_ = ReadyState::haveNothing;
     std::optional<double> duration_;
+    std::optional<TimelineAnchor> anchor_;
     bool paused_ = true;
     bool playTold_ = false;     // PLAY was told, and PAUSE not yet
     bool playingTold_ = false;  // PLAYING was told, and neither PAUSE nor WAITING yet

@@ -6,6 +6,7 @@
 
 #include "engines/gstreamer/diagnosis.h"
 #include "engines/gstreamer/player.h"
+#include "engines/gstreamer/subtitle_fetching.h"
 
 namespace quorel::gstreamer {
 
@@ -25,6 +26,14 @@ bool Player::emitTimeUpdate(double position) {
     if (!emit(PlayerEventTypes::TIME_UPDATE, {{position}})) return false;
     if (moving && playingTold_ && !seekTarget_) setPosition(position, true);
     return true;
+}
+
+void Player::on(const Renditions& report) {
+    const auto anchor = [player = weak_from_this()]() -> std::optional<TimelineAnchor> {
+        const auto alive = player.lock();
+        return alive ? alive->anchor_ : std::nullopt;
+    };
+    textTracks_->begin({report.renditions, makeFetch(services_->loop, loader_), anchor});
 }
 
 void Player::on(const Prerolled& report) {
@@ -72,6 +81,7 @@ void Player::on(const SeekDone& report) {
     const double position =
         live && std::abs(report.position - *seekTarget_) > 0.1 ? report.position : *seekTarget_;
     finishSeek();  // the handlers come at a later turn, so behind the TIME_UPDATE
+    textTracks_->jumpTo(position);
     setPosition(position, false);
     if (emitTimeUpdate(position)) becomeReady();
 }
@@ -120,6 +130,7 @@ void Player::on(const Failed& report) {
 void Player::giveUp(const std::string& error) {
     diagnosis_ = nullptr;
     setPosition(currentTime(), false);
+    textTracks_->halt();
     finishSeek();
     paused_ = true;
     playingTold_ = wantPlaying_ = false;

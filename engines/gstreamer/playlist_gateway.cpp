@@ -31,21 +31,52 @@ std::string makeToken() {
     return fmt::format("{:08x}{:08x}{:08x}{:08x}", random(), random(), random(), random());
 }
 
+// All of it, or the range of bytes that the demuxer asks for where a playlist says EXT-X-BYTERANGE (RFC 9110 14.2).
+HttpResponse partOf(std::string data, const http::HttpRequest& request) {
+    const auto header = request.headers.find("range");
+    std::string_view range =
+        header != request.headers.end() ? std::string_view(header->second) : std::string_view{};
+    if (!range.starts_with("bytes="))
+        return HttpResponse::ok(http::HttpResponseBody::data({data.begin(), data.end()}));
+    range.remove_prefix(6);
+    std::size_t first = 0;
+    std::size_t last = data.size() - 1;
+    const auto begin = std::from_chars(range.data(), range.data() + range.size(), first);
+    const char* const end = range.data() + range.size();
+    if (begin.ec == std::errc{} && begin.ptr != end && begin.ptr + 1 != end) {
+        std::from_chars(begin.ptr + 1, end, last);
+    }
+    if (begin.ec != std::errc{} || first >= data.size() || last < first) {
+        return HttpResponse::raw(416, "Range Not Satisfiable");
+    }
+    last = std::min(last, data.size() - 1);
+    const http::HttpHeaders headers{{"Content-Range", fmt::format("bytes {}-{}/{}", first, last, data.size())},
+                                    {"Content-Length", std::to_string(last - first + 1)}};
+    return HttpResponse::raw(206, "Partial Content", headers,
+                             [part = data.substr(first, last - first + 1)](http::HttpResponseBodyWriter& out) {
+                                 out.write(std::string_view(part));
+                             });
+}
+
 }  // namespace
 
-GatewaySession::GatewaySession(UrlSession& session, std::string root, URL source)
-    : urlSession_(session), root_(std::move(root)), source_(std::move(source)) {
-    indexOf(source_, ResourceKind::playlist);
+GatewaySession::GatewaySession(GatewaySource source, std::string root)
+    : root_(std::move(root)),
+      source_(source.address),
+      sourceUri_(source.loader->rootAddress(source.address)),
+      onRenditions_(std::move(source.onRenditions)),
+      loader_(std::move(source.loader)) {
+    indexOf(sourceUri_, ResourceKind::playlist);
 }
 
 std::string GatewaySession::addressOf(std::size_t index) const {
     return fmt::format("{}/{}.m3u8", root_, index);
 }
 
-std::size_t GatewaySession::indexOf(const URL& url, ResourceKind kind) {
+std::size_t GatewaySession::indexOf(const std::string& uri, ResourceKind kind) {
     const std::lock_guard lock(mutex_);
-    const auto [entry, isNew] = indices_.try_emplace({url.absoluteString(), kind}, resources_.size());
-    if (isNew) resources_.push_back({url, kind});
+    const auto [entry, isNew] = indices_.try_emplace({uri, kind}, resources_.size());
+    if (isNew) resources_.push_back({uri, kind});
     return entry->second;
 }
 
@@ -60,131 +91,119 @@ void GatewaySession::close() {
     closed_ = true;
     changed_.notify_all();
     changed_.wait(lock, [this] { return inside_ == 0; });
+    const auto last = std::exchange(loader_, nullptr);
+    lock.unlock();
 }
 
-HttpResponse GatewaySession::answer(std::size_t index) {
+HttpResponse GatewaySession::answer(std::size_t index, const http::HttpRequest& request) {
     std::unique_lock lock(mutex_);
     if (closed_ || index >= resources_.size()) return HttpResponse::notFound();
     const Resource resource = resources_[index];
     ++inside_;
     lock.unlock();
-    HttpResponse response = answerOpen(index, resource);
+    HttpResponse response = answerOpen(index, resource, request);
     lock.lock();
     --inside_;
     changed_.notify_all();
     return response;
 }
 
-HttpResponse GatewaySession::answerOpen(std::size_t index, Resource resource) {
+HttpResponse GatewaySession::answerOpen(std::size_t index, Resource resource, const http::HttpRequest& request) {
     const auto begun = Clock::now();
     for (;;) {
-        Outcome outcome = load(resource, begun + longestWait);
+        ResourceLoader::Result result = load(resource, begun + longestWait);
+        std::string complaint;
+        if (Loaded* const loaded = std::get_if<Loaded>(&result);
+            loaded != nullptr && resource.kind == ResourceKind::playlist && !isPlaylist(loaded->data)) {
+            complaint = describeNoPlaylist(nameOf(resource), loaded->data);
+            result = Refusal{.isTemporary = false};
+        }
         std::unique_lock lock(mutex_);
         if (closed_) return HttpResponse::notFound();
-        if (Reply* const reply = std::get_if<Reply>(&outcome)) {
+        if (Loaded* const loaded = std::get_if<Loaded>(&result)) {
             resources_[index].loadedBefore = true;
             if (failed_ && failed_->index == index) failed_.reset();
             lock.unlock();
-            return give(std::move(*reply), resource.kind);
+            return give(std::move(*loaded), resource.kind, request);
         }
-        const Refusal& refusal = std::get<Refusal>(outcome);
+        const Refusal& refusal = std::get<Refusal>(result);
         // A network that comes back in time was never away.
         const bool again =
-            resource.loadedBefore && refusal.mayPass && Clock::now() + retryPause < begun + longestRetry;
+            resource.loadedBefore && refusal.isTemporary && Clock::now() + retryPause < begun + longestRetry;
         if (!again) {
-            failed_ = Failed{index, refusal.sentence, Clock::now()};
+            if (complaint.empty()) complaint = refusal.sentence(nameOf(resource));
+            failed_ = Failed{index, complaint, Clock::now()};
             // Without a key the demuxer goes on with what is left in memory; zeros do no harm, and end in an error.
-            if (resource.kind == ResourceKind::key)
-                return HttpResponse::raw(200, "OK", {}, [](auto& out) {
-                    out.write(std::string_view("\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0", 16));
-                });
-            return HttpResponse::raw(refusal.status, "Playlist Not Available");
+            if (resource.kind == ResourceKind::key) {
+                return HttpResponse::ok(http::HttpResponseBody::data(std::vector<std::uint8_t>(16)));
+            }
+            return HttpResponse::raw(refusal.status, "Not Available");
         }
         changed_.wait_for(lock, retryPause, [this] { return closed_; });
     }
 }
 
-HttpResponse GatewaySession::give(Reply reply, ResourceKind kind) {
-    std::string data = std::move(reply.data);
-    if (kind == ResourceKind::playlist) {
-        data = rewritePlaylist(data, reply.from, [this](const URL& url, ResourceKind part) {
-                   return addressOf(indexOf(url, part));
-               }).value_or("");
-    }
-    return HttpResponse::ok(
-        http::HttpResponseBody::data({data.begin(), data.end()}, "application/vnd.apple.mpegurl"));
+HttpResponse GatewaySession::give(Loaded loaded, ResourceKind kind, const http::HttpRequest& request) {
+    if (kind != ResourceKind::playlist) return partOf(std::move(loaded.data), request);
+    auto playlist = rewritePlaylist(loaded.data, loaded.url, [this](const std::string& uri, ResourceKind part) {
+        return addressOf(indexOf(uri, part));
+    });
+    if (!playlist) return HttpResponse::notFound();
+    std::unique_lock lock(mutex_);
+    const bool tell = !playlist->renditions.empty() && !std::exchange(renditionsTold_, true);
+    lock.unlock();
+    if (tell && onRenditions_) onRenditions_(std::move(playlist->renditions));
+    return HttpResponse::ok(http::HttpResponseBody::data({playlist->text.begin(), playlist->text.end()},
+                                                         "application/vnd.apple.mpegurl"));
 }
 
-GatewaySession::Outcome GatewaySession::load(const Resource& resource, Clock::time_point deadline) {
-    URLRequest request(resource.url);
-    request.timeoutInterval = std::max(1.0, std::chrono::duration<double>(deadline - Clock::now()).count());
-    struct Wait {
-        std::optional<UrlSession::Result> result;
-    };
-    const auto wait = std::make_shared<Wait>();
-    const auto task = urlSession_.dataTask(request, [this, wait](UrlSession::Result result) {
-        const std::lock_guard lock(mutex_);
-        wait->result = std::move(result);
+ResourceLoader::Result GatewaySession::load(const Resource& resource, Clock::time_point deadline) {
+    std::unique_lock lock(mutex_);
+    const auto loader = loader_;
+    lock.unlock();
+    std::optional<ResourceLoader::Result> reply;  // stays until the load has ended, which this waits for
+    const double timeout = std::max(1.0, std::chrono::duration<double>(deadline - Clock::now()).count());
+    const auto running = loader->load(resource.uri, timeout, [this, &reply](ResourceLoader::Result result) {
+        const std::lock_guard guard(mutex_);
+        reply = std::move(result);
         changed_.notify_all();
     });
-    task->resume();
-    std::unique_lock lock(mutex_);
-    changed_.wait_until(lock, deadline, [&] { return wait->result || closed_; });
-    if (!wait->result) {
-        lock.unlock();
-        task->cancel();
-        lock.lock();
-        changed_.wait(lock, [&] { return wait->result.has_value(); });
-        return Refusal{504, nameOf(resource) + " could not be loaded. The server does not answer."};
-    }
-    UrlSession::Result result = std::move(*wait->result);
+    lock.lock();
+    changed_.wait_until(lock, deadline, [&] { return reply || closed_; });
+    if (reply) return std::move(*reply);
     lock.unlock();
-    return judge(resource, std::move(result));
-}
-
-GatewaySession::Outcome GatewaySession::judge(const Resource& resource, UrlSession::Result result) const {
-    const std::string name = nameOf(resource);
-    DataAndResponse reply{{}, {resource.url, {}, {}}};
-    try {
-        if (auto* const error = std::get_if<std::exception_ptr>(&result)) std::rethrow_exception(*error);
-        reply = std::move(std::get<DataAndResponse>(result));
-    } catch (const URLError& error) {
-        return Refusal{502, fmt::format("{} could not be loaded. {}", name, error.what())};
-    }
-    const int status = reply.response.statusCode.value_or(200);
-    if (status >= 400) return Refusal{status, describeStatus(name, status)};
-    if (resource.kind == ResourceKind::playlist && !isPlaylist(reply.data)) {
-        return Refusal{502, describeNoPlaylist(name, reply.data), false};
-    }
-    return Reply{std::move(reply.data), std::move(reply.response.url)};
+    running->cancel();
+    lock.lock();
+    changed_.wait(lock, [&] { return reply.has_value(); });
+    return Refusal{.status = 504, .reason = "The server does not answer."};
 }
 
 std::string GatewaySession::nameOf(const Resource& resource) const {
-    const std::string stream = source_.absoluteString();
-    const std::string url = resource.url.absoluteString();
-    if (url == stream) return "The stream " + stream;
-    return fmt::format("The {} {} of the stream {}", resource.kind == ResourceKind::key ? "key" : "playlist", url,
-                       stream);
+    if (resource.uri == sourceUri_) return "The stream " + source_;
+    const char* const what = resource.kind == ResourceKind::key     ? "key"
+                             : resource.kind == ResourceKind::media ? "part"
+                                                                    : "playlist";
+    return fmt::format("The {} {} of the stream {}", what, resource.uri, source_);
 }
-
-PlaylistGateway::PlaylistGateway(UrlSession& session) : urlSession_(session) {}
 
 PlaylistGateway::~PlaylistGateway() {
     if (server_) server_->stop();
 }
 
-std::shared_ptr<GatewaySession> PlaylistGateway::open(const std::string& source, const std::string& type) {
-    auto url = URL::parse(source);
-    if (!url) return nullptr;
-    const std::string scheme = asciiLowercased(url->scheme().value_or(""));
-    if (scheme != "http" && scheme != "https") return nullptr;
-    const bool saysPlaylist = asciiLowercased(type).find("mpegurl") != std::string::npos;
-    if (!saysPlaylist && !asciiEqualsIgnoringCase(url->pathExtension(), "m3u8")) return nullptr;
+bool PlaylistGateway::takes(const GatewaySource& source) {
+    if (!goesOverHttp(source.address)) return false;
+    if (source.loader->intercepts() || asciiLowercased(source.type).find("mpegurl") != std::string::npos)
+        return true;
+    const auto url = URL::parse(source.address);
+    return url && asciiEqualsIgnoringCase(url->pathExtension(), "m3u8");
+}
+
+std::shared_ptr<GatewaySession> PlaylistGateway::open(GatewaySource source) {
     const std::lock_guard lock(mutex_);
     if (!startServer()) return nullptr;
     const std::string token = makeToken();
-    auto session = std::make_shared<GatewaySession>(
-        urlSession_, fmt::format("http://127.0.0.1:{}/{}", port_, token), std::move(*url));
+    auto session =
+        std::make_shared<GatewaySession>(std::move(source), fmt::format("http://127.0.0.1:{}/{}", port_, token));
     const std::lock_guard sessionsLock(sessions_->mutex);
     std::erase_if(sessions_->byToken, [](const auto& entry) { return entry.second.expired(); });
     sessions_->byToken.emplace(token, session);
@@ -206,7 +225,7 @@ bool PlaylistGateway::startServer() {
             if (entry != sessions->byToken.end()) session = entry->second.lock();
         }
         if (!session || number.ec != std::errc{}) return HttpResponse::notFound();
-        return session->answer(index);
+        return session->answer(index, request);
     };
     try {
         server->start(0, true);

@@ -5,7 +5,10 @@
 // the teardown for 10 seconds, and a missing playlist of subtitles breaks the film. So it gets them from here, where a
 // reply always comes, in time and well formed. It is also where one learns what really went wrong.
 //
-//   auto session = gateway.open("https://cdn.example/film.m3u8");
+// What a playlist names under a private scheme comes from here too, whatever it is, and is asked of the source's
+// resource loader delegate.
+//
+//   auto session = gateway.open(GatewaySource{...});
 //   play(session->address());
 //   ... session->explanation() ...
 //   session->close();
@@ -16,65 +19,69 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
-#include <variant>
 #include <vector>
 
 #include "engines/gstreamer/playlist_rewriting.h"
-#include "quorel/foundation/url_session.h"
+#include "engines/gstreamer/resource_loader.h"
 #include "quorel/httpserver/http_server.h"
 
 namespace quorel::gstreamer {
 
+// A source as the pipeline gets it.
+struct GatewaySource {
+    std::string address;
+    std::string type;  // a MIME type, or empty
+    std::shared_ptr<ResourceLoader> loader;
+    // Called on a thread of the gateway, once, before the first playlist is handed out: what a master playlist has for
+    // a viewer to read. Not called for a media playlist, nor for one without any.
+    std::function<void(std::vector<SubtitleRendition>)> onRenditions{};
+};
+
 class GatewaySession {
 public:
-    GatewaySession(UrlSession& session, std::string root, URL source);
+    GatewaySession(GatewaySource source, std::string root);
 
     std::string address() const { return addressOf(0); }
     // Why a playlist or a key could not be had a short while ago; absent when all of them could.
     std::optional<std::string> explanation() const;
-    // Ends what is being waited for and waits for that, which takes a moment. After it the UrlSession is not used.
+    // Ends what is being waited for and waits for that, which takes a moment. After it the loader is not used.
     void close();
 
-    http::HttpResponse answer(std::size_t index);
+    http::HttpResponse answer(std::size_t index, const http::HttpRequest& request);
 
 private:
     struct Resource {
-        URL url;
+        std::string uri;
         ResourceKind kind;
         bool loadedBefore = false;
     };
-    struct Reply {
-        std::string data;
-        URL from;
-    };
-    struct Refusal {
-        int status = 502;
-        std::string sentence;
-        bool mayPass = true;  // trying again may help
-    };
-    using Outcome = std::variant<Reply, Refusal>;
+    using Loaded = ResourceLoader::Loaded;
+    using Refusal = ResourceLoader::Refusal;
     using Clock = std::chrono::steady_clock;
 
     std::string addressOf(std::size_t index) const;
-    std::size_t indexOf(const URL& url, ResourceKind kind);
-    Outcome load(const Resource& resource, Clock::time_point deadline);
-    Outcome judge(const Resource& resource, UrlSession::Result result) const;
+    std::size_t indexOf(const std::string& uri, ResourceKind kind);
+    ResourceLoader::Result load(const Resource& resource, Clock::time_point deadline);
     std::string nameOf(const Resource& resource) const;
-    http::HttpResponse give(Reply reply, ResourceKind kind);
-    http::HttpResponse answerOpen(std::size_t index, Resource resource);
+    http::HttpResponse give(Loaded loaded, ResourceKind kind, const http::HttpRequest& request);
+    http::HttpResponse answerOpen(std::size_t index, Resource resource, const http::HttpRequest& request);
 
-    UrlSession& urlSession_;
     const std::string root_;
-    const URL source_;
+    const std::string source_;     // the address that the viewer's application knows
+    const std::string sourceUri_;  // the one under which it is loaded
+    const std::function<void(std::vector<SubtitleRendition>)> onRenditions_;
+    std::shared_ptr<ResourceLoader> loader_;  // null when closed
     mutable std::mutex mutex_;
     std::condition_variable changed_;
     std::vector<Resource> resources_;
     std::map<std::pair<std::string, ResourceKind>, std::size_t> indices_;
+    bool renditionsTold_ = false;
     struct Failed {
         std::size_t index;
         std::string sentence;
@@ -87,14 +94,16 @@ private:
 
 class PlaylistGateway {
 public:
-    explicit PlaylistGateway(UrlSession& session);
+    PlaylistGateway() = default;
     ~PlaylistGateway();
     PlaylistGateway(const PlaylistGateway&) = delete;
     PlaylistGateway& operator=(const PlaylistGateway&) = delete;
 
-    // Null when there is no port to be had, or when the source is not for the gateway: it takes addresses of HTTP
-    // that end in .m3u8, and those that are said to be playlists (`type`, a MIME type).
-    std::shared_ptr<GatewaySession> open(const std::string& source, const std::string& type);
+    // Whether the source is for the gateway: an address of HTTP that ends in .m3u8, or that is said to be a playlist,
+    // or that an interceptor wants.
+    static bool takes(const GatewaySource& source);
+    // Null when there is no port to be had.
+    std::shared_ptr<GatewaySession> open(GatewaySource source);
 
 private:
     // What the server's threads share.
@@ -104,7 +113,6 @@ private:
     };
     bool startServer();
 
-    UrlSession& urlSession_;
     const std::shared_ptr<Sessions> sessions_ = std::make_shared<Sessions>();
     std::mutex mutex_;
     std::shared_ptr<http::HttpServer> server_;

@@ -5,19 +5,31 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
+#include "engines/gstreamer/subtitle_renditions.h"
 #include "quorel/foundation/url.h"
 
 namespace quorel::gstreamer {
 
-enum class ResourceKind { playlist, key };
+enum class ResourceKind { playlist, key, media };
 
-// Gives the address under which the gateway offers a playlist or a key.
-using GatewayAddress = std::function<std::string(const URL& url, ResourceKind kind)>;
+// Gives the address under which the gateway offers a resource.
+using GatewayAddress = std::function<std::string(const std::string& uri, ResourceKind kind)>;
 
-// Playlists and keys go by the gateway; segments and initialisation sections are loaded from where they are.
-// Renditions of subtitles are left out, and so are playlists of key frames, which nobody plays: the demuxer would
-// fail if one was missing. Absent for a text that is no playlist. `base` is where it came from (RFC 8216 4.1).
-std::optional<std::string> rewritePlaylist(std::string_view text, const URL& base, const GatewayAddress& address);
+struct RewrittenPlaylist {
+    std::string text;
+    std::vector<SubtitleRendition> renditions;
+};
+
+// Playlists, keys and whatever has a private scheme go by the gateway; segments and initialisation sections are loaded
+// from where they are. Renditions of subtitles are taken out, and so are playlists of key frames, which nobody plays:
+// the demuxer would fail if one was missing. Absent for a text that is no playlist. `base` is where it came from
+// (RFC 8216 4.1).
+std::optional<RewrittenPlaylist> rewritePlaylist(std::string_view text, const URL& base,
+                                                 const GatewayAddress& address);
+
+// Whether an address is for the network: "http" or "https".
+bool goesOverHttp(std::string_view uri);
 
 }  // namespace quorel::gstreamer

@@ -6,12 +6,19 @@
 #include <functional>
 #include <optional>
 #include <variant>
+#include <vector>
 
 #include "engines/gstreamer/failure.h"
+#include "engines/gstreamer/subtitle_renditions.h"
 
 namespace quorel::gstreamer {
 
-// Loaded, and the first picture or sound is ready. Always the first report of a session, unless that is Failed.
+// What the master playlist offers to read. Comes before Prerolled, if there is any.
+struct Renditions {
+    std::vector<SubtitleRendition> renditions;
+};
+// Loaded, and the first picture or sound is ready. Always the first report of a session about playback, unless that is
+// Failed.
 struct Prerolled {
     std::optional<double> duration;  // infinite for live
 };
@@ -48,10 +55,10 @@ struct Failed {
 
 struct Report {
     std::uint64_t session = 0;
-    std::variant<Prerolled, DurationChanged, SeekDone, Fed, Running, Position, Ended, Failed> what;
+    std::variant<Renditions, Prerolled, DurationChanged, SeekDone, Fed, Running, Position, Ended, Failed> what;
 };
 
-// Called on the engine's thread.
+// Called on the engine's thread, and for Renditions on one of the gateway.
 using Reporter = std::function<void(Report)>;
 
 }  // namespace quorel::gstreamer

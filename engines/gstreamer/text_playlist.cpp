@@ -47,7 +47,8 @@ std::optional<SubtitlePlaylist> SubtitlePlaylist::parse(std::string_view text) {
         line = trimmedWhitespaceAndNewlines(line);
         if (line.empty()) continue;
         if (line.front() != '#') {
-            Segment segment{std::string(line), number_++, discontinuity, start, duration.value_or(playlist.targetDuration)};
+            Segment segment{std::string(line), number_++, discontinuity, start,
+                            duration.value_or(playlist.targetDuration)};
             start = segment.end();
             duration.reset();
             playlist.segments.push_back(std::move(segment));

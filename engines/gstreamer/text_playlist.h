@@ -11,11 +11,11 @@ namespace quorel::gstreamer {
 
 struct SubtitlePlaylist {
     struct Segment {
-        std::string uri;            // as it stands
-        std::uint64_t number = 0;   // its media sequence number
+        std::string uri;                  // as it stands
+        std::uint64_t number = 0;         // its media sequence number
         std::uint64_t discontinuity = 0;  // its discontinuity sequence number
-        double start = 0;           // seconds from the beginning of this playlist
-        double duration = 0;        // seconds
+        double start = 0;                 // seconds from the beginning of this playlist
+        double duration = 0;              // seconds
         double end() const { return start + duration; }
     };
     std::vector<Segment> segments;

@@ -45,6 +45,7 @@ void CueTimeline::put(std::uint64_t segment, std::vector<WebVTTCueBlock> blocks,
         auto cue = known(block);
         own.push_back(cue ? std::move(cue) : std::make_shared<SubtitleCue>(std::move(block), track, ++read_));
     }
+    isNew_ = true;
     index();
 }
 
@@ -52,7 +53,9 @@ void CueTimeline::drop(std::uint64_t segment) {
     if (segments_.erase(segment) > 0) index();
 }
 
-void CueTimeline::clear() { *this = CueTimeline(); }
+void CueTimeline::clear() {
+    *this = CueTimeline();
+}
 
 void CueTimeline::index() {
     cues_.clear();
@@ -72,7 +75,7 @@ std::size_t CueTimeline::firstNotBefore(double position) const {
 }
 
 std::optional<CueTimeline::Step> CueTimeline::stepTowards(double position, Motion motion) {
-    if (motion == Motion::jump || position < position_) {
+    if (std::exchange(isNew_, false) || motion == Motion::jump || position < position_) {
         if (position != position_) next_ = firstNotBefore(position);
         position_ = position;
     }
@@ -86,7 +89,8 @@ std::optional<CueTimeline::Step> CueTimeline::stepTowards(double position, Motio
         }
         while (next_ < cues_.size() && cues_[next_]->startTime() <= position_) {
             const auto& cue = cues_[next_++];
-            if (!cue->covers(position_) || std::find(active_.begin(), active_.end(), cue) != active_.end()) continue;
+            if (!cue->covers(position_) || std::find(active_.begin(), active_.end(), cue) != active_.end())
+                continue;
             active_.insert(std::upper_bound(active_.begin(), active_.end(), cue, startsBefore), cue);
             return Step{cue, true};
         }

@@ -71,12 +71,14 @@ private:
     std::size_t firstNotBefore(double position) const;
 
     std::map<std::uint64_t, SubtitleCues> segments_;
-    std::uint64_t read_ = 0;           // cues so far
-    SubtitleCues cues_;                // of all segments, each once, by their start
-    std::vector<double> latestEnds_;   // the greatest end of cues_[0...i]
+    std::uint64_t read_ = 0;          // cues so far
+    SubtitleCues cues_;               // of all segments, each once, by their start
+    std::vector<double> latestEnds_;  // the greatest end of cues_[0...i]
     SubtitleCues active_;
-    std::size_t next_ = 0;             // all cues before it are settled at position_
+    std::size_t next_ = 0;  // all cues before it are settled at position_
     double position_ = 0;
+    bool isNew_ =
+        false;  // cues have come since the last step: those that the position has passed meanwhile are no news
 };
 
 }  // namespace quorel::gstreamer

@@ -14,9 +14,15 @@ namespace {
 constexpr std::string_view replacement = "\xEF\xBF\xBD";
 constexpr std::string_view arrow = "-->";
 
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
-bool isLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
-bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\f'; }
+bool isDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+bool isLetter(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+bool isBlank(char c) {
+    return c == ' ' || c == '\t' || c == '\f';
+}
 
 // Valid UTF-8 without NUL, so that whatever draws it can rely on that.
 std::string repaired(std::string_view text) {
@@ -117,9 +123,9 @@ void readSetting(std::string_view name, std::string_view value, CueSettings& set
     } else if (name == "size") {
         settings.size = percentage(value).value_or(settings.size);
     } else if (name == "align") {
-        static constexpr std::pair<std::string_view, Align> names[] = {{"start", Align::start},   {"end", Align::end},
-                                                                       {"center", Align::center}, {"left", Align::left},
-                                                                       {"middle", Align::center}, {"right", Align::right}};
+        static constexpr std::pair<std::string_view, Align> names[] = {
+            {"start", Align::start}, {"end", Align::end},       {"center", Align::center},
+            {"left", Align::left},   {"middle", Align::center}, {"right", Align::right}};
         for (const auto& [word, align] : names) {
             if (value == word) settings.align = align;
         }
@@ -216,7 +222,7 @@ std::optional<Tag> tagAt(std::string_view text, std::size_t at) {
     const std::size_t end = text.substr(0, at + longest).find('>', at);
     if (end == text.npos) return {};
     std::string_view inside = text.substr(at + 1, end - at - 1);
-    Tag tag{.closes = inside.starts_with('/'), .end = end + 1};
+    Tag tag{{}, inside.starts_with('/'), end + 1};
     if (tag.closes) inside.remove_prefix(1);
     if (inside.empty()) return tag;
     // A time within the cue begins with a digit.
@@ -236,14 +242,15 @@ void appendUTF8(std::string& text, std::uint32_t code) {
     } else if (code < 0x10000) {
         put(0xE0 | code >> 12), put(0x80 | (code >> 6 & 0x3F)), put(0x80 | (code & 0x3F));
     } else {
-        put(0xF0 | code >> 18), put(0x80 | (code >> 12 & 0x3F)), put(0x80 | (code >> 6 & 0x3F)), put(0x80 | (code & 0x3F));
+        put(0xF0 | code >> 18), put(0x80 | (code >> 12 & 0x3F)), put(0x80 | (code >> 6 & 0x3F)),
+            put(0x80 | (code & 0x3F));
     }
 }
 
 // Appends what the reference at `at`, a "&", stands for, and gives where it ends; as it is when it is none.
 std::size_t appendReference(std::string_view text, std::size_t at, std::string& out) {
     static constexpr std::pair<std::string_view, std::string_view> names[] = {
-        {"amp", "&"},  {"lt", "<"},     {"gt", ">"},       {"nbsp", "\u00A0"},
+        {"amp", "&"},      {"lt", "<"},       {"gt", ">"},    {"nbsp", "\u00A0"},
         {"lrm", "\u200E"}, {"rlm", "\u200F"}, {"quot", "\""}, {"apos", "'"}};
     const std::size_t end = text.substr(0, at + 12).find(';', at);
     if (end != text.npos) {

@@ -8,8 +8,44 @@
 namespace quorel::gstreamer {
 
 std::shared_ptr<const ui::VideoFrame> FrameStore::latestFrame() const {
+    std::shared_ptr<const ui::VideoFrame> latest;
+    SubtitleCues cues;
+    const std::lock_guard drawing(drawingMutex_);
+    {
+        const std::lock_guard lock(mutex_);
+        if (!latest_) return nullptr;
+        if (drawn_ && drawn_->number == latest_->number) return drawn_;
+        latest = latest_;
+        cues = cuesFor(*latest);
+    }
+    if (!cues.empty()) latest = painter_.draw(*latest, cues);
     const std::lock_guard lock(mutex_);
-    return latest_;
+    drawn_ = latest;
+    return latest;
+}
+
+// The first frames after a seek come before the cues have followed it, and are not for those of the old place.
+SubtitleCues FrameStore::cuesFor(const ui::VideoFrame& frame) const {
+    if (frame.number <= cuesNumber_) return cues_;
+    constexpr double slack = 0.25;  // seconds
+    SubtitleCues cues;
+    for (const auto& cue : cues_) {
+        if (cue->startTime() - slack <= frame.time && frame.time < cue->endTime() + slack) cues.push_back(cue);
+    }
+    return cues;
+}
+
+void FrameStore::setCues(SubtitleCues cues) {
+    {
+        const std::lock_guard lock(mutex_);
+        cues_.swap(cues);
+        if (!latest_) return;
+        auto renewed = std::make_shared<ui::VideoFrame>(*latest_);
+        cuesNumber_ = renewed->number = ++number_;
+        latest_ = std::move(renewed);
+        drawn_ = nullptr;
+    }
+    tell();
 }
 
 void FrameStore::setFrameCallback(std::function<void()> callback) {
@@ -29,6 +65,7 @@ void FrameStore::begin(std::uint64_t session) {
         session_ = session;
         hold_ = false;
         origin_ = 0;
+        drawn_ = nullptr;
         old = std::exchange(latest_, nullptr);
     }
     if (old) tell();
@@ -45,6 +82,7 @@ void FrameStore::setOrigin(std::uint64_t session, double origin) {
     if (latest_ && origin != origin_) {
         auto moved = std::make_shared<ui::VideoFrame>(*latest_);
         moved->time += origin_ - origin;
+        drawn_ = nullptr;
         latest_ = std::move(moved);
     }
     origin_ = origin;

@@ -8,6 +8,7 @@
 #include <memory>
 #include <mutex>
 
+#include "engines/gstreamer/text_picture.h"
 #include "quorel/ui/video_view.h"
 
 namespace quorel::gstreamer {
@@ -26,9 +27,12 @@ public:
     // Seconds of the stream's clock at which the player's clock is 0; also for the frame that is shown.
     void setOrigin(std::uint64_t session, double origin);
     void publish(std::uint64_t session, ui::VideoFrame frame);  // `time` on the stream's clock
+    // What is drawn into the frames from here on, also into the one that is shown. Any thread.
+    void setCues(SubtitleCues cues);
 
 private:
     void tell();
+    SubtitleCues cuesFor(const ui::VideoFrame& frame) const;
 
     mutable std::mutex mutex_;
     std::shared_ptr<const ui::VideoFrame> latest_;
@@ -36,6 +40,12 @@ private:
     std::uint64_t number_ = 0;
     bool hold_ = false;
     double origin_ = 0;
+    SubtitleCues cues_;
+    std::uint64_t cuesNumber_ = 0;  // of the frame that was shown when they came
+    // The latest frame with its cues, drawn when somebody asks for it.
+    mutable std::shared_ptr<const ui::VideoFrame> drawn_;
+    mutable std::mutex drawingMutex_;
+    mutable SubtitlePainter painter_;
     // Held while the callback runs, so that its removal waits for it; recursive, so that it may remove itself.
     std::recursive_mutex callbackMutex_;
     std::shared_ptr<const std::function<void()>> callback_;

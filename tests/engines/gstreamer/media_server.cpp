@@ -56,6 +56,10 @@ std::string MediaServer::url(const std::string& path) const {
     return "http://127.0.0.1:" + std::to_string(port_) + "/" + path;
 }
 
+std::string MediaServer::file(const std::string& path) {
+    return fileAt("/" + path).value_or("");
+}
+
 std::size_t MediaServer::requestsFor(const std::string& path) const {
     const std::lock_guard lock(mutex_);
     return static_cast<std::size_t>(std::count(requests_.begin(), requests_.end(), path));

@@ -26,6 +26,8 @@ public:
 
     // Of a file below the test media's folder, or of "live/index.m3u8", a window of ten seconds that moves on.
     std::string url(const std::string& path) const;
+    // What that file holds; empty when there is none.
+    static std::string file(const std::string& path);
     // Closes the port and all connections.
     void die();
     std::size_t requestsFor(const std::string& path) const;
