@@ -65,6 +65,7 @@ SubtitleTracks::SubtitleTracks(RunLoop& loop, GStreamerOptions::MissingTimestamp
     : loop_(loop), missingMap_(missingMap), shown_(std::move(shown)) {}
 
 bool SubtitleTracks::begin(SubtitleSource source) {
+    const auto keep = shared_from_this();
     environment_.emplace(SubtitleLoader::Environment{.loop = loop_,
                                                      .fetch = std::move(source.fetch),
                                                      .anchor = std::move(source.anchor),
@@ -89,6 +90,7 @@ bool SubtitleTracks::begin(SubtitleSource source) {
 }
 
 bool SubtitleTracks::removeAll() {
+    const auto keep = shared_from_this();
     halt();
     const std::uint64_t began = ++source_;
     const auto tracks = std::exchange(tracks_, {});
