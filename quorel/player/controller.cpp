@@ -15,7 +15,7 @@ std::shared_ptr<QuorelPlayerViewController> QuorelPlayerViewController::make(Quo
 }
 
 QuorelPlayerViewController::QuorelPlayerViewController(Quorel& session, QuorelAPI& api)
-    : session_(session), api_(api) {}
+    : session_(session), api_(api), analyticsController_(AnalyticsController::make(session)) {}
 
 std::shared_ptr<QuorelPlayerViewController> QuorelPlayerViewController::self() {
     return std::static_pointer_cast<QuorelPlayerViewController>(shared_from_this());

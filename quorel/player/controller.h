@@ -10,6 +10,7 @@
 // the player; a load that is under way keeps the player until it is done.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
@@ -19,11 +20,16 @@
 
 #include "quorel/engine/engine.h"
 #include "quorel/foundation/task.h"
+#include "quorel/foundation/timer.h"
+#include "quorel/player/content_state.h"
 #include "quorel/player/events.h"
+#include "quorel/presentation/quorel_image_view.h"
 #include "quorel/presentation/quorel_player_ui.h"
 #include "quorel/session/models.h"
 #include "quorel/session/quorel.h"
 #include "quorel/session/quorel_api.h"
+#include "quorel/telemetry/analytics_controller.h"
+#include "quorel/telemetry/stream_health_monitor.h"
 #include "quorel/ui/view.h"
 #include "quorel/ui/view_controller.h"
 
@@ -69,6 +75,14 @@ public:
     // Calls back at once, with the position in seconds, or 0 without an engine.
     void getCurrentTime(const std::function<void(double)>& callback) const;
 
+    // Tells analytics every 10 seconds what is being watched; needs a content and an engine, and does nothing without
+    // them. Live content on air starts by itself, other content never does. Only stopAnalytics() ends it.
+    void startAnalytics();
+    void stopAnalytics();
+
+    // What was found when a live title was loaded last; idle before the first one, and never again after it.
+    ContentState contentState() const { return contentState_; }
+
     // Pauses and lets go of the engine. The content's configuration stays, so that setup() with the same id does
     // nothing after it.
     void unmount();
@@ -78,7 +92,26 @@ public:
     // The overlay of the current load; null before the first one.
     const std::shared_ptr<QuorelPlayerUI>& playerUI() const { return playerUI_; }
 
-    // For the SDK's other rooms. Registers all engine listeners with this public listener, which they keep alive.
+    // Asks for the live status once, as the poll does every 10 seconds from the first load of live content on.
+    void updateLivePlayerStatus();
+
+    // To full screen, which a host shows as the presented controller (ui::ViewController::setPresenter), and back:
+    // the picture and the overlay move there and return. Nothing before the first load. The way in and out is this
+    // one only; whoever takes the full screen away by himself leaves isFullScreen() true.
+    void toggleFullScreen();
+    bool isFullScreen() const { return isFullScreen_; }
+
+    ui::InterfaceOrientationMask supportedInterfaceOrientations() const override {
+        return ui::InterfaceOrientationMask::landscape;
+    }
+    ui::InterfaceOrientation preferredInterfaceOrientationForPresentation() const override {
+        return ui::InterfaceOrientation::landscapeRight;
+    }
+    bool prefersHomeIndicatorAutoHidden() const override { return true; }
+
+    // For the SDK's other rooms. The slot of a monitor that is stopped when the player ends; nothing fills it yet.
+    std::shared_ptr<StreamHealthMonitor>& healthMonitor() { return healthMonitor_; }
+    // Registers all engine listeners with this public listener, which they keep alive.
     void registerEngineListeners(const std::shared_ptr<QuorelPlayerListener>& listener,
                                  const std::shared_ptr<THEOplayer>& player);
     // Does nothing once the public listener is gone.
@@ -99,16 +132,30 @@ private:
     Task<PlayerConfigModel> loadContent(std::string id, std::shared_ptr<THEOplayer> player);
     void loadSource(PlayerConfigModel config);
 
-    // live_state.cpp: true when a status screen owns the view, so that no source is to be set.
-    bool evaluateLiveState();
+    // live_state.cpp
+    bool evaluateLiveState();  // true when a status screen owns the view, so that no source is to be set
+    void showStatusScreen(const std::string& image);
+    void setContentState(ContentState state);
+    static Task<void> refreshConfig(std::shared_ptr<QuorelPlayerViewController> controller, std::string id);
+    void checkCDN(const CDN& cdn);
+    void startStatusTimer();
+    static Task<void> pollTick(std::weak_ptr<QuorelPlayerViewController> controller);
+    static Task<void> fetchStatus(std::shared_ptr<QuorelPlayerViewController> controller, std::string id);
+    void startCountdown();
+    void updateCountdownTimer();
     // advertising.cpp: the ad tags of the current content.
     std::vector<AdDescription> makeAds() const;
+
+    // lifecycle.cpp
+    void applicationDidBecomeActive();
+    void stopObservingApplicationState();
 
     // subtitle_selection.cpp
     void subtitleAdded(const std::shared_ptr<Track>& added, QuorelPlayerListener& listener);
     void subtitleChanged(const std::shared_ptr<Track>& changed, QuorelPlayerListener& listener);
 
     // status_views.cpp: each made and added to the view by its first use.
+    const std::shared_ptr<QuorelImageView>& statusImage();
     const std::shared_ptr<ui::View>& liveView();
     const std::shared_ptr<ui::Label>& timerView();
     void layoutStatusViews();
@@ -124,6 +171,16 @@ private:
     std::optional<VideoDetailModel> videoDetail_;       // of on-demand content
     bool isLive_ = false;
 
+    // What is known of its being live. Timers that run belong to the run loop.
+    ContentState contentState_ = ContentState::idle;
+    std::int64_t lastCDNUpdate_ = 0;       // 0: no status was seen yet
+    std::weak_ptr<Timer> timerStatus_;     // holds the controller weakly
+    std::weak_ptr<Timer> countdownTimer_;  // holds it strongly
+
+    // Who watches the watching.
+    const std::shared_ptr<AnalyticsController> analyticsController_;
+    std::shared_ptr<StreamHealthMonitor> healthMonitor_;
+
     // What plays it.
     std::shared_ptr<THEOplayer> player_;
     std::weak_ptr<QuorelPlayerListener> listener_;
@@ -132,6 +189,11 @@ private:
     bool isInAdBreak_ = false;
     bool muted_ = false;
     double currentTime_ = 0;  // seconds; the last position outside an ad break
+
+    // Where it is shown.
+    bool isFullScreen_ = false;
+    std::weak_ptr<NotificationCenter> notificationCenter_;
+    std::optional<NotificationCenter::ObserverToken> applicationStateObserver_;
 
     // What the host asked for.
     bool hideUI_ = true;
@@ -143,6 +205,7 @@ private:
     // What is seen of it.
     const std::shared_ptr<ui::View> viewHolder_ = ui::View::make();  // the engine's picture and the overlay
     std::shared_ptr<QuorelPlayerUI> playerUI_;
+    std::shared_ptr<QuorelImageView> statusImage_;
     std::shared_ptr<ui::View> liveView_;
     std::shared_ptr<ui::Label> timerView_;
 };

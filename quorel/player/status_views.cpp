@@ -1,4 +1,4 @@
-// The texts over the picture that belong to live content.
+// What stands over the picture, or in its place, because content is live.
 #include <algorithm>
 
 #include "quorel/player/controller.h"
@@ -12,6 +12,16 @@ constexpr ui::Color liveRed{1, 0, 0, 1};
 constexpr const char* boldFamily = "Poppins-Bold";
 
 }  // namespace
+
+const std::shared_ptr<QuorelImageView>& QuorelPlayerViewController::statusImage() {
+    if (!statusImage_) {
+        statusImage_ = QuorelImageView::make();
+        statusImage_->setAccessibilityName("Status screen");
+        view()->addSubview(statusImage_);
+        statusImage_->pinToSuperviewEdges();
+    }
+    return statusImage_;
+}
 
 const std::shared_ptr<ui::View>& QuorelPlayerViewController::liveView() {
     if (!liveView_) {
@@ -34,6 +44,7 @@ const std::shared_ptr<ui::View>& QuorelPlayerViewController::liveView() {
 const std::shared_ptr<ui::Label>& QuorelPlayerViewController::timerView() {
     if (!timerView_) {
         timerView_ = ui::Label::make();
+        timerView_->setAccessibilityName("Countdown");
         timerView_->setFont({boldFamily, 18});
         timerView_->setTextColor(ui::Color::white());
         timerView_->setAlignment(ui::TextAlignment::left);
