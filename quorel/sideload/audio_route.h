@@ -1,0 +1,23 @@
+// Where the device's sound goes just now, as far as sideloading needs to know: a receiver on the network fetches
+// subtitles by itself, and cannot reach "localhost". A host whose platform has such receivers implements it.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace quorel {
+
+inline constexpr std::string_view AVAudioSessionPortAirPlay = "AirPlay";
+
+// Any thread.
+class AudioRoute {
+public:
+    virtual ~AudioRoute() = default;
+    virtual std::vector<std::string> outputPortTypes() const = 0;
+};
+
+// The numeric IPv4 address of the interface; "" when it has none. Of several, the last one counts.
+std::string ipv4AddressOfInterface(std::string_view name);
+
+}  // namespace quorel

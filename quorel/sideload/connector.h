@@ -1,0 +1,17 @@
+// The public switch of subtitle sideloading.
+//
+//   SideloadedSubtitleConnector::SHOW_DEBUG_LOGS = true;
+#pragma once
+
+#include <atomic>
+
+namespace quorel {
+
+struct SideloadedSubtitleConnector {
+    SideloadedSubtitleConnector() = delete;
+
+    // Whether playlists, requests and transformed subtitles are written to the log. Errors always are. Any thread.
+    static inline std::atomic<bool> SHOW_DEBUG_LOGS = false;
+};
+
+}  // namespace quorel
