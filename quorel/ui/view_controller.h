@@ -3,20 +3,35 @@
 // Main run loop's thread only.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "quorel/ui/view.h"
 
 namespace quorel::ui {
 
+// One place of a navigation bar; the host puts the view there.
+struct BarButtonItem {
+    std::shared_ptr<View> customView;
+    bool operator==(const BarButtonItem&) const = default;
+};
+
 // What a navigation bar shows for one screen.
 struct NavigationItem {
     std::string title;
-    std::vector<std::shared_ptr<View>> rightBarItems;
+    std::vector<BarButtonItem> rightBarItems;  // the first one is the outermost
 };
+
+// The numbers are those of the platform that the names come from.
+enum class InterfaceOrientation { portrait = 1, portraitUpsideDown = 2, landscapeRight = 3, landscapeLeft = 4 };
+// One bit for each: 1 << its number.
+enum class InterfaceOrientationMask : unsigned { portrait = 2, landscape = 24, all = 30 };
+enum class ModalTransitionStyle { coverVertical = 0, flipHorizontal = 1, crossDissolve = 2 };
+enum class ModalPresentationStyle { fullScreen = 0, pageSheet = 1 };
 
 class ViewController : public std::enable_shared_from_this<ViewController> {
 public:
@@ -40,6 +55,30 @@ public:
     void addChild(const std::shared_ptr<ViewController>& child);
     void removeFromParent();
 
+    // Another controller's screen over this one. A host that can show it has a presenter; without one, the presented
+    // controller is held, its view is prepared, and nobody sees it. One at a time: a second one is not presented.
+    // The host lays the presented controller out, and this one again once the other is dismissed.
+    void present(const std::shared_ptr<ViewController>& controller, bool animated);
+    void dismissPresented(bool animated);
+    const std::shared_ptr<ViewController>& presentedViewController() const { return presented_; }
+    // Called with what is presented from now on, or with null when it is dismissed.
+    using Presenter = std::function<void(const std::shared_ptr<ViewController>& presented, bool animated)>;
+    void setPresenter(Presenter presenter) { presenter_ = std::move(presenter); }
+
+    ModalTransitionStyle modalTransitionStyle() const { return transition_; }
+    void setModalTransitionStyle(ModalTransitionStyle style) { transition_ = style; }
+    ModalPresentationStyle modalPresentationStyle() const { return presentation_; }
+    void setModalPresentationStyle(ModalPresentationStyle style) { presentation_ = style; }
+
+    // What the screen wants of a device that can be turned, and that draws a bar of its own.
+    virtual InterfaceOrientationMask supportedInterfaceOrientations() const {
+        return InterfaceOrientationMask::all;
+    }
+    virtual InterfaceOrientation preferredInterfaceOrientationForPresentation() const {
+        return InterfaceOrientation::portrait;
+    }
+    virtual bool prefersHomeIndicatorAutoHidden() const { return false; }
+
     NavigationItem& navigationItem() { return navigationItem_; }
 
 protected:
@@ -50,6 +89,10 @@ private:
     std::shared_ptr<View> view_;
     std::weak_ptr<ViewController> parent_;
     std::vector<std::shared_ptr<ViewController>> children_;
+    std::shared_ptr<ViewController> presented_;
+    Presenter presenter_;
+    ModalTransitionStyle transition_ = ModalTransitionStyle::coverVertical;
+    ModalPresentationStyle presentation_ = ModalPresentationStyle::fullScreen;
     NavigationItem navigationItem_;
 };
 

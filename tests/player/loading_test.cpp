@@ -176,7 +176,7 @@ TEST_F(Loading, OfTwoLoadsAtOnceTheLaterFinisherWins) {
 }
 
 TEST_F(Loading, TheOverlayKnowsOfCastAndOfNavigationBars) {
-    controller->navigationItem().rightBarItems = {ui::View::make()};
+    controller->navigationItem().rightBarItems = {{ui::View::make()}};
     load("film");
     EXPECT_EQ(controller->playerUI()->components(), std::vector<PlayerComponent>{});
     EXPECT_EQ(controller->navigationItem().rightBarItems.size(), 1u);
