@@ -95,6 +95,20 @@ public:
     // Asks for the live status once, as the poll does every 10 seconds from the first load of live content on.
     void updateLivePlayerStatus();
 
+    // To full screen, which a host shows as the presented controller (ui::ViewController::setPresenter), and back:
+    // the picture and the overlay move there and return. Nothing before the first load. The way in and out is this
+    // one only; whoever takes the full screen away by himself leaves isFullScreen() true.
+    void toggleFullScreen();
+    bool isFullScreen() const { return isFullScreen_; }
+
+    ui::InterfaceOrientationMask supportedInterfaceOrientations() const override {
+        return ui::InterfaceOrientationMask::landscape;
+    }
+    ui::InterfaceOrientation preferredInterfaceOrientationForPresentation() const override {
+        return ui::InterfaceOrientation::landscapeRight;
+    }
+    bool prefersHomeIndicatorAutoHidden() const override { return true; }
+
     // For the SDK's other rooms. The slot of a monitor that is stopped when the player ends; nothing fills it yet.
     std::shared_ptr<StreamHealthMonitor>& healthMonitor() { return healthMonitor_; }
     // Registers all engine listeners with this public listener, which they keep alive.
@@ -131,6 +145,10 @@ private:
     void updateCountdownTimer();
     // advertising.cpp: the ad tags of the current content.
     std::vector<AdDescription> makeAds() const;
+
+    // lifecycle.cpp
+    void applicationDidBecomeActive();
+    void stopObservingApplicationState();
 
     // subtitle_selection.cpp
     void subtitleAdded(const std::shared_ptr<Track>& added, QuorelPlayerListener& listener);
@@ -171,6 +189,11 @@ private:
     bool isInAdBreak_ = false;
     bool muted_ = false;
     double currentTime_ = 0;  // seconds; the last position outside an ad break
+
+    // Where it is shown.
+    bool isFullScreen_ = false;
+    std::weak_ptr<NotificationCenter> notificationCenter_;
+    std::optional<NotificationCenter::ObserverToken> applicationStateObserver_;
 
     // What the host asked for.
     bool hideUI_ = true;

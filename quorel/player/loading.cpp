@@ -37,8 +37,12 @@ Task<PlayerConfigModel> QuorelPlayerViewController::loadContent(std::string id,
 
     std::vector<PlayerComponent> components;
     if (session_.applicationId()) components.push_back(PlayerComponent::cast);
-    // The overlay of an earlier load stays below this one. There is no full screen to go to yet.
-    playerUI_ = QuorelPlayerUI::make(viewHolder_, player, std::move(components), {});
+    // The overlay of an earlier load stays below this one.
+    const auto toggle = [weak = std::weak_ptr(self())] {
+        if (const auto alive = weak.lock()) alive->toggleFullScreen();
+    };
+    playerUI_ =
+        QuorelPlayerUI::make(viewHolder_, player, std::move(components), toggle, session_.services().mainLoop);
     playerUI_->setHidden(hideUI_);
 
     // A load without a listener at this moment runs without any engine listener to its end.
