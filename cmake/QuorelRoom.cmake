@@ -3,6 +3,7 @@
 
 include_guard()
 include(GNUInstallDirs)
+include(QuorelInstall)
 
 add_library(quorel_options INTERFACE)
 target_compile_features(quorel_options INTERFACE cxx_std_20)
@@ -32,11 +33,12 @@ endif()
 # What every test runs with: the leaks of other people's libraries that LeakSanitizer is to pass over.
 set(QUOREL_TEST_ENVIRONMENT "LSAN_OPTIONS=suppressions=${CMAKE_CURRENT_LIST_DIR}/lsan.supp:print_suppressions=0")
 
-# quorel_room(foundation FLOOR 1 SOURCES a.cpp b.cpp [USES engine ui] [PRIVATE_LIBRARIES CURL::libcurl])
+# quorel_room(foundation [INSTALL] FLOOR 1 SOURCES a.cpp b.cpp [USES engine ui] [PRIVATE_LIBRARIES CURL::libcurl])
 # makes quorel_foundation with the alias quorel::foundation. USES are rooms of the house, PRIVATE_LIBRARIES
-# third-party ones, which never show in public headers.
+# third-party ones, which never show in public headers; of a room with INSTALL, which is a component of the
+# installation, they are named as QuorelInstall.cmake says.
 function(quorel_room name)
-  cmake_parse_arguments(R "" "FLOOR" "SOURCES;USES;PRIVATE_LIBRARIES" ${ARGN})
+  cmake_parse_arguments(R "INSTALL" "FLOOR" "SOURCES;USES;PRIVATE_LIBRARIES" ${ARGN})
   set(target quorel_${name})
   if(R_SOURCES)
     add_library(${target} ${R_SOURCES})
@@ -56,6 +58,9 @@ function(quorel_room name)
   endforeach()
   if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 15)
     target_compile_definitions(${target} ${scope} __cpp_impl_coroutine=201902L)
+  endif()
+  if(R_INSTALL)
+    quorel_install_room(${name} USES ${R_USES} PRIVATE_LIBRARIES ${R_PRIVATE_LIBRARIES})
   endif()
 endfunction()
 

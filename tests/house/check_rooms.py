@@ -36,7 +36,7 @@ def declared_rooms(root):
             uses, key = [], None
             floor = None
             for word in words[1:]:
-                if word in ("SOURCES", "USES", "PRIVATE_LIBRARIES", "FLOOR"):
+                if word in ("INSTALL", "SOURCES", "USES", "PRIVATE_LIBRARIES", "FLOOR"):
                     key = word
                 elif key == "USES":
                     uses.append(word)
