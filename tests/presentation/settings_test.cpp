@@ -1,0 +1,149 @@
+#include "tests/presentation/overlay_fixture.h"
+
+namespace quorel::testing {
+namespace {
+
+class Settings : public OverlayTest {
+protected:
+    Settings() {
+        loadAndPlay({.duration = 100});
+        tap(emptyPlace);
+    }
+    void open() {
+        tap(*overlay->settingsButton());
+        loop->advance(300ms);
+    }
+    QuorelPlayerSettingsView& panel() { return *overlay->settingsContainer(); }
+    // The open list as its rows, marked ones in brackets.
+    std::string list() {
+        std::string text = panel().submenu()->titleLabel()->text() + ":";
+        for (const auto& row : panel().submenu()->tableView()->rows()) {
+            const auto cell = std::dynamic_pointer_cast<SettingsSubmenuCell>(row);
+            const std::string& title = cell->titleLabel()->text();
+            text += cell->selectedImage()->isHidden() ? " " + title : " [" + title + "]";
+        }
+        return text;
+    }
+    void choose(std::size_t row) {
+        tap(*panel().submenu()->tableView()->rows()[row]);
+        loop->advance(200ms);
+    }
+};
+
+TEST_F(Settings, ThePanelSlidesInWhileTheControlsLeave) {
+    engine->setPlaybackRate(1.25);
+    tap(*overlay->settingsButton());
+    const Duration begin = loop->now();
+    const auto at = [&](const ui::View& view, Duration after) { return view.shownFrame(begin + after).x; };
+    EXPECT_EQ(at(panel(), 0s), 640);
+    EXPECT_NEAR(at(panel(), 150ms), 320, 1e-6);
+    EXPECT_EQ(at(panel(), 300ms), 0);
+    EXPECT_NEAR(at(*overlay->controlsContainer(), 150ms), -320, 1e-6);
+    EXPECT_NEAR(at(*overlay->backdropView(), 150ms), 320, 1e-6) << "the backdrop stands still";
+    EXPECT_EQ(panel().speedRow()->valueLabel()->text(), "1.2x");
+    EXPECT_EQ(panel().currentSpeed(), 1.25);
+    loop->advance(300ms);
+
+    tap({600, 340});
+    EXPECT_TRUE(overlay->isSettingsOpen()) << "taps on the panel do nothing";
+    loop->advance(4s);
+    EXPECT_EQ(controls(), 0) << "the fade timer ran on";
+    tap(*panel().closeButton());
+    EXPECT_FALSE(overlay->isSettingsOpen());
+    EXPECT_EQ(controls(), 1);
+    EXPECT_FALSE(overlay->controlsContainer()->opacityAnimation()) << "back at once";
+    EXPECT_EQ(at(*overlay->controlsContainer(), 20s), 0);
+    loop->advance(4s);
+    EXPECT_EQ(controls(), 0) << "and the timer began anew";
+}
+
+TEST_F(Settings, ThePanelHasThreeRowsBelowItsCloseButtonWhateverTheSize) {
+    open();
+    for (const ui::Size size : {ui::Size{640, 360}, {360, 640}, {1280, 720}, {320, 180}}) {
+        root->setFrame({0, 0, size.width, size.height});
+        root->setSafeAreaInsets({20, 0, 10, 0});
+        EXPECT_EQ(ui::frameInRoot(*panel().closeButton()), (ui::Rect{8, 28, 44, 44}));
+        double y = 72;
+        for (const auto& row : {panel().speedRow(), panel().qualityRow(), panel().subtitleRow()}) {
+            const ui::Rect place = ui::frameInRoot(*row);
+            EXPECT_GE(place.y, y);
+            EXPECT_EQ(place.x + place.width / 2, size.width / 2);
+            y = place.bottom();
+        }
+        EXPECT_LE(y, size.height - 10);
+    }
+    EXPECT_EQ(panel().subtitleRow()->valueLabel()->text(), "");
+    EXPECT_EQ(panel().qualityRow()->accessibilityName(), "Qualidade, Auto");
+}
+
+TEST_F(Settings, ListsMarkTheSelectedTextIfTheyHaveIt) {
+    for (const auto& [rate, expected] :
+         std::vector<std::pair<double, std::string>>{{1, "Velocidade: 0.5x [1.0x] 1.5x 2.0x"},
+                                                     {1.25, "Velocidade: 0.5x 1.0x 1.5x 2.0x"},
+                                                     {0.5, "Velocidade: [0.5x] 1.0x 1.5x 2.0x"},
+                                                     {1.96, "Velocidade: 0.5x 1.0x 1.5x [2.0x]"}}) {
+        engine->setPlaybackRate(rate);
+        overlay->showSettings();
+        panel().showSpeedSubmenu();
+        EXPECT_EQ(list(), expected);
+    }
+    panel().showQualitySubmenu();
+    EXPECT_EQ(list(), "Qualidade: [Auto]");
+    panel().showLanguageSubmenu();
+    EXPECT_EQ(list(), "Legendas: [Sem legendas]");
+    EXPECT_EQ(panel().submenu()->numberOfRows(), 1u);
+}
+
+TEST_F(Settings, AChosenSpeedReachesTheEngineAndClosesTheList) {
+    open();
+    tap(*panel().speedRow());
+    EXPECT_NEAR(panel().submenu()->shownOpacity(loop->now() + 100ms), 0.5, 1e-9);
+    EXPECT_NEAR(panel().baseHolder()->shownOpacity(loop->now() + 100ms), 0.5, 1e-9);
+    EXPECT_NE(ui::hitTest(root, middle(*panel().qualityRow())), panel().qualityRow()) << "the rows are covered";
+    choose(3);
+    EXPECT_EQ(engine->playbackRate(), 2.0);
+    EXPECT_EQ(panel().speedRow()->valueLabel()->text(), "2.0x");
+    EXPECT_NE(panel().submenu(), nullptr);
+    EXPECT_EQ(panel().submenu()->superview(), nullptr);
+
+    tap(*panel().speedRow());
+    EXPECT_EQ(list(), "Velocidade: 0.5x 1.0x 1.5x [2.0x]");
+    tap(*panel().submenu()->closeButton());
+    loop->advance(200ms);
+    EXPECT_EQ(engine->playbackRate(), 2.0);
+    EXPECT_TRUE(overlay->isSettingsOpen()) << "the list's own close button closes the list only";
+
+    panel().showLanguageSubmenu();
+    choose(0);
+    EXPECT_FALSE(panel().isSubmenuOpen());
+    EXPECT_EQ(panel().subtitleRow()->valueLabel()->text(), "");
+
+    tap(*panel().speedRow());
+    engine = nullptr;
+    choose(0);
+    EXPECT_EQ(panel().currentSpeed(), 0.5) << "without an engine the panel still follows";
+    EXPECT_FALSE(panel().isSubmenuOpen());
+    tap(*panel().closeButton());
+    EXPECT_FALSE(overlay->isSettingsOpen());
+}
+
+TEST_F(Settings, AListThatDoesNotFitScrolls) {
+    root->setFrame({0, 0, 320, 180});
+    open();
+    tap(*panel().speedRow());
+    const auto& table = *panel().submenu()->tableView();
+    const ui::Rect place = ui::frameInRoot(table);
+    EXPECT_LT(place.height, 4 * 44);
+    const ui::Point grip{place.x + 50, place.bottom() - 10};
+    pointer.press(grip);
+    pointer.move({grip.x, grip.y - 40});
+    pointer.release({grip.x, grip.y - 500});
+    EXPECT_TRUE(panel().isSubmenuOpen()) << "a drag is no choice";
+    EXPECT_EQ(table.contentOffset(), 4 * 44 - place.height);
+    EXPECT_TRUE(pointer.scroll(grip, -5));
+    tap({grip.x, place.bottom() - 20});
+    EXPECT_EQ(engine->playbackRate(), 2.0);
+}
+
+}  // namespace
+}  // namespace quorel::testing
