@@ -97,7 +97,7 @@ URIResolution::URIResolution(const URL& manifestURL) : directory_(directoryOf(ma
 std::optional<URL> URIResolution::resolve(std::string_view text) const {
     const std::optional<std::string> decoded = removingPercentEncoding(trimmedWhitespaceAndNewlines(text));
     if (!decoded) return std::nullopt;
-    const std::optional<URL> url = URL::parse(*decoded);
+    std::optional<URL> url = URL::parse(*decoded);
     if (!url || url->scheme()) return url;
 
     // A second time, since playlists are often encoded twice.
