@@ -1,0 +1,108 @@
+// Where bytes come from and go to: streams over memory and files, and the interfaces for streams of your own.
+//
+//   auto in = std::make_shared<FileInputStream>("film.bin");
+//   BytesReader reader(in);
+//
+// No stream is safe for use from two threads at once. All calls block until they are done.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace quorel {
+
+class InputStream {
+public:
+    virtual ~InputStream() = default;
+
+    virtual bool open() = 0;  // false when there is nothing to read from; once more does nothing
+    virtual void close() = 0;
+    // Whether a read would give something. May block to find out.
+    virtual bool hasBytesAvailable() = 0;
+    // At most the buffer's size, and never waits for more than what has come. 0 at the end, less than 0 for a
+    // failure.
+    virtual std::ptrdiff_t read(std::span<std::uint8_t> buffer) = 0;
+};
+
+class OutputStream {
+public:
+    virtual ~OutputStream() = default;
+
+    virtual bool open() = 0;  // false when nothing can be written; once more does nothing
+    // False when something that was written has got lost after all, on a full disk for one.
+    virtual bool close() = 0;
+    // How many of the bytes were written: all of them unless something failed.
+    virtual std::size_t write(std::span<const std::uint8_t> bytes) = 0;
+    // Room for `size` bytes behind what was written, which the caller fills at once and which counts as written;
+    // nothing where there is no such memory, and the caller writes.
+    virtual std::uint8_t* extend(std::size_t size);
+    // What was written, from streams into memory; null from all others.
+    virtual std::vector<std::uint8_t>* memory();
+};
+
+class MemoryInputStream final : public InputStream {
+public:
+    explicit MemoryInputStream(std::vector<std::uint8_t> bytes) : bytes_(std::move(bytes)) {}
+
+    bool open() override;
+    void close() override;
+    bool hasBytesAvailable() override;
+    std::ptrdiff_t read(std::span<std::uint8_t> buffer) override;
+
+private:
+    std::vector<std::uint8_t> bytes_;
+    std::size_t position_ = 0;
+    bool open_ = false;
+};
+
+class MemoryOutputStream final : public OutputStream {
+public:
+    bool open() override;
+    bool close() override;
+    std::size_t write(std::span<const std::uint8_t> bytes) override;
+    std::uint8_t* extend(std::size_t size) override;
+    std::vector<std::uint8_t>* memory() override { return &bytes_; }
+
+private:
+    std::vector<std::uint8_t> bytes_;
+    bool open_ = false;
+};
+
+// A file, pipe or device by its path, read through a buffer of 64 KiB: what lies there is taken whether it is asked
+// for or not. Directories do not open.
+class FileInputStream final : public InputStream {
+public:
+    explicit FileInputStream(std::string path) : path_(std::move(path)) {}
+
+    bool open() override;
+    void close() override;
+    bool hasBytesAvailable() override;
+    std::ptrdiff_t read(std::span<std::uint8_t> buffer) override;
+
+private:
+    const std::string path_;
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file_{nullptr, &std::fclose};
+};
+
+// Replaces the file when it opens. Written through a buffer of 64 KiB, which close() and destruction empty.
+class FileOutputStream final : public OutputStream {
+public:
+    explicit FileOutputStream(std::string path) : path_(std::move(path)) {}
+
+    bool open() override;
+    bool close() override;
+    std::size_t write(std::span<const std::uint8_t> bytes) override;
+
+private:
+    const std::string path_;
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file_{nullptr, &std::fclose};
+    bool failed_ = false;
+};
+
+}  // namespace quorel
