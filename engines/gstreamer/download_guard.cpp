@@ -73,6 +73,12 @@ void DownloadGuard::onElement(GstElement* element) {
     if (parent == nullptr || !isMadeBy(element, "parsebin") || !isMadeBy(GST_ELEMENT(parent), "hlsdemux2")) return;
     if (GstPad* const pad = gst_element_get_static_pad(element, "sink")) {
         gst_pad_add_probe(pad, GST_PAD_PROBE_TYPE_BUFFER, onData, keep(shared_from_this()), release);
+        auto beginning = std::make_shared<Beginning>();
+        gst_pad_add_probe(pad, GST_PAD_PROBE_TYPE_BUFFER, onBeginning, new std::shared_ptr(beginning),
+                          [](gpointer own) { delete static_cast<std::shared_ptr<Beginning>*>(own); });
+        const std::lock_guard lock(mutex_);
+        // A few are enough for the first ones of a picture and its sound; later ones come with every discontinuity.
+        if (beginnings_.size() < 8) beginnings_.push_back(std::move(beginning));
         gst_object_unref(pad);
     }
 }
@@ -85,6 +91,31 @@ GstPadProbeReturn DownloadGuard::onData(GstPad*, GstPadProbeInfo* info, gpointer
     GST_PAD_PROBE_INFO_DATA(info) = nullptr;
     GST_PAD_PROBE_INFO_FLOW_RETURN(info) = GST_FLOW_FLUSHING;
     return GST_PAD_PROBE_HANDLED;
+}
+
+GstPadProbeReturn DownloadGuard::onBeginning(GstPad*, GstPadProbeInfo* info, gpointer own) {
+    Beginning& beginning = **static_cast<std::shared_ptr<Beginning>*>(own);
+    GstMapInfo map;
+    GstBuffer* const buffer = GST_PAD_PROBE_INFO_BUFFER(info);
+    if (buffer == nullptr || !gst_buffer_map(buffer, &map, GST_MAP_READ)) return GST_PAD_PROBE_OK;
+    bool more = false;
+    {
+        const std::lock_guard lock(beginning.mutex);
+        more = beginning.timestamp.feed({map.data, map.size});
+    }
+    gst_buffer_unmap(buffer, &map);
+    return more ? GST_PAD_PROBE_OK : GST_PAD_PROBE_REMOVE;
+}
+
+std::optional<double> DownloadGuard::firstTimestamp() const {
+    const std::lock_guard lock(mutex_);
+    std::optional<double> any;
+    for (const auto& beginning : beginnings_) {
+        const std::lock_guard reading(beginning->mutex);
+        if (const auto video = beginning->timestamp.ofVideo()) return video;
+        if (!any) any = beginning->timestamp.ofAny();
+    }
+    return any;
 }
 
 // The demuxer begins a seek by a flush, and what it loads then is wanted. Its scheduler stands still meanwhile.

@@ -14,6 +14,11 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+#include "engines/gstreamer/first_timestamp.h"
 
 namespace quorel::gstreamer {
 
@@ -31,14 +36,22 @@ public:
     void acceptData() { refusing_ = false; }
     // Whether nothing has come for a while since refuseData(): now a flushing seek is safe.
     bool isQuiet() const;
+    // The first time stamp of the stream with the pictures, or of any where there are none; absent for sources without
+    // an adaptive demuxer.
+    std::optional<double> firstTimestamp() const;
     // Blocks for some 0.1 s: cancels what is still being waited for. After that the pipeline may go.
     void stopDownloads();
 
 private:
     using Clock = std::chrono::steady_clock;
+    struct Beginning {
+        std::mutex mutex;
+        FirstTimestamp timestamp;
+    };
 
     void onElement(GstElement* element);
     static GstPadProbeReturn onData(GstPad* pad, GstPadProbeInfo* info, gpointer guard);
+    static GstPadProbeReturn onBeginning(GstPad* pad, GstPadProbeInfo* info, gpointer beginning);
     static GstPadProbeReturn onFlush(GstPad* pad, GstPadProbeInfo* info, gpointer guard);
     static std::int64_t now();
     GstElement* demuxer() const;  // the caller owns a reference; null when there is none
@@ -47,6 +60,8 @@ private:
     std::atomic<bool> refusing_ = false;
     std::atomic<std::int64_t> lastData_ = 0;  // of the steady clock
     std::atomic<std::int64_t> refusingSince_ = 0;
+    mutable std::mutex mutex_;
+    std::vector<std::shared_ptr<Beginning>> beginnings_;  // of the streams, in the order of their appearance
 };
 
 }  // namespace quorel::gstreamer

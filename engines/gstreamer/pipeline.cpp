@@ -1,5 +1,7 @@
 #include "engines/gstreamer/pipeline.h"
 
+#include <algorithm>
+#include <cmath>
 #include <limits>
 #include <utility>
 
@@ -13,6 +15,9 @@ using namespace std::chrono_literals;
 constexpr auto tickInterval = 250ms;
 constexpr auto seekGrace = 250ms;     // how long a seek may take before it counts as waiting
 constexpr auto drainedAfter = 750ms;  // how long playback stands still before what was buffered counts as used up
+
+// How far a picture's presentation may lie behind its decoding: six pictures at 24 a second. More is a gap.
+constexpr GstClockTime longestReordering = GST_SECOND / 4;
 
 // Of engines at work and pipelines on their way out, before a change of source waits for the old one.
 constexpr std::size_t mostAtOnce = 12;
@@ -46,7 +51,8 @@ void Pipeline::load(std::uint64_t session, GatewaySource source) {
     session_ = session;
     prerolled_ = hasStreams_ = ended_ = wantPlaying_ = running_ = reportedFed_ = false;
     buffering_ = 100;
-    origin_ = 0;
+    origin_ = startsAt_ = 0;
+    sought_ = false;
     duration_.reset();
     wanted_.reset();
     inFlight_.reset();
@@ -181,7 +187,8 @@ void Pipeline::setVolume(double volume, bool muted) {
 std::optional<GstClockTime> Pipeline::streamPosition() const {
     gint64 position = -1;
     if (!gst_element_query_position(playbin_, GST_FORMAT_TIME, &position) || position < 0) return {};
-    return static_cast<GstClockTime>(position);
+    const auto time = static_cast<GstClockTime>(position);
+    return sought_ ? time : std::max(time, startsAt_);
 }
 
 double Pipeline::playerTime(GstClockTime streamTime) const {
@@ -191,9 +198,22 @@ double Pipeline::playerTime(GstClockTime streamTime) const {
 std::optional<double> Pipeline::queryDuration() const {
     gint64 duration = -1;
     if (gst_element_query_duration(playbin_, GST_FORMAT_TIME, &duration) && duration > 0) {
-        return playerTime(static_cast<GstClockTime>(duration));
+        return seconds(static_cast<GstClockTime>(duration));
     }
     return std::numeric_limits<double>::infinity();
+}
+
+// hlsdemux2 puts the decoding time of the first picture at the beginning of its clock, and with B-frames that is
+// earlier than the moment of its presentation, by two pictures or so. What people call 0 is when they see it.
+// A live stream's own clock begins where its first playlist did, which says nothing to anybody.
+TimelineAnchor Pipeline::findOrigin(GstClockTime position) {
+    const bool isLive = duration_ == std::numeric_limits<double>::infinity();
+    const auto firstSeconds = frames_->firstTime(session_);
+    const GstClockTime first =
+        firstSeconds ? static_cast<GstClockTime>(std::llround(*firstSeconds * GST_SECOND)) : position;
+    startsAt_ = first > position && first - position <= longestReordering ? first : position;
+    origin_ = isLive ? startsAt_ : startsAt_ - position;
+    return {.playerTime = playerTime(first)};
 }
 
 void Pipeline::onPrerolled() {
@@ -206,13 +226,13 @@ void Pipeline::onPrerolled() {
         return;
     }
     prerolled_ = true;
-    const GstClockTime position = streamPosition().value_or(0);
     duration_ = queryDuration();
-    // A live stream's own clock begins where its first playlist did, which says nothing to anybody.
-    if (duration_ == std::numeric_limits<double>::infinity()) origin_ = position;
+    const TimelineAnchor start = findOrigin(streamPosition().value_or(0));
     frames_->setOrigin(session_, seconds(origin_));
-    restingAt_ = lastPosition_ = position;
-    report(Prerolled{duration_});
+    restingAt_ = lastPosition_ = startsAt_;
+    const auto timestamp = guard_->firstTimestamp();
+    report(Prerolled{duration_,
+                     timestamp ? std::optional(TimelineAnchor{*timestamp, start.playerTime}) : std::nullopt});
     if (rate_ != 1 && !wanted_) wanted_ = Target{};
     if (wanted_) {
         startSeek();

@@ -64,6 +64,7 @@ private:
     // pipeline.cpp: states
     void applyState();
     void onPrerolled();
+    TimelineAnchor findOrigin(GstClockTime position);
     void onRunning();
     void onEnded();
     void noteProgress() { progressAt_ = Clock::now(); }
@@ -122,7 +123,9 @@ private:
     bool running_ = false;
     int buffering_ = 100;
     bool reportedFed_ = false;
-    GstClockTime origin_ = 0;  // stream time at which the player's clock is 0
+    GstClockTime origin_ = 0;    // stream time at which the player's clock is 0
+    GstClockTime startsAt_ = 0;  // stream time of what is shown first
+    bool sought_ = false;
     std::optional<double> duration_;
 
     std::optional<Target> wanted_;  // to be sent when the one in flight is done

@@ -99,7 +99,10 @@ bool Pipeline::trySeek(GstClockTime to, GstSeekFlags precision) {
     const auto flags = static_cast<GstSeekFlags>(GST_SEEK_FLAG_FLUSH | precision);
     const bool sent = gst_element_seek(playbin_, rate_, GST_FORMAT_TIME, flags, GST_SEEK_TYPE_SET,
                                        static_cast<gint64>(to), GST_SEEK_TYPE_NONE, -1);
-    if (sent) lastPosition_ = to;
+    if (sent) {
+        lastPosition_ = to;
+        sought_ = true;
+    }
     return sent;
 }
 

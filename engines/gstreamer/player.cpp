@@ -103,6 +103,7 @@ bool Player::endSource() {
     loader_ = nullptr;
     duration_.reset();
     anchor_.reset();
+    subtitles_.reset();
     fed_ = ended_ = failed_ = wantPlaying_ = playingTold_ = waitingTold_ = false;
     setPosition(0, false);
     finishSeek();

@@ -117,6 +117,7 @@ private:
     void on(const Position& report);
     void on(const Ended& report);
     void on(const Failed& report);
+    bool beginTextTracks();
     void becomeReady();
     bool setReadyState(ReadyState state);
     void finishSeek();
@@ -143,6 +144,7 @@ private:
     ReadyState readyState_ = ReadyState::haveNothing;
     std::optional<double> duration_;
     std::optional<TimelineAnchor> anchor_;
+    std::optional<SubtitleSource> subtitles_;  // until their tracks are told
     bool paused_ = true;
     bool playTold_ = false;     // PLAY was told, and PAUSE not yet
     bool playingTold_ = false;  // PLAYING was told, and neither PAUSE nor WAITING yet

@@ -33,14 +33,23 @@ void Player::on(const Renditions& report) {
         const auto alive = player.lock();
         return alive ? alive->anchor_ : std::nullopt;
     };
-    textTracks_->begin({report.renditions, makeFetch(services_->loop, loader_), anchor});
+    subtitles_ = SubtitleSource{report.renditions, makeFetch(services_->loop, loader_), anchor};
+}
+
+bool Player::beginTextTracks() {
+    if (!subtitles_) return true;
+    const std::weak_ptr<Player> alive = weak_from_this();
+    const std::uint64_t session = session_;
+    return textTracks_->begin(*std::exchange(subtitles_, std::nullopt)) && !alive.expired() && session == session_;
 }
 
 void Player::on(const Prerolled& report) {
     duration_ = report.duration;
+    anchor_ = report.anchor;
     if (seekTarget_) seekTarget_ = limited(*seekTarget_);
     if (!setReadyState(ReadyState::haveMetadata)) return;
     if (!emit(PlayerEventTypes::DURATION_CHANGE, {duration_})) return;
+    if (!beginTextTracks()) return;
     if (!emit(PlayerEventTypes::LOADED_META_DATA)) return;
     becomeReady();
 }

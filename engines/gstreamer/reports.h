@@ -20,7 +20,8 @@ struct Renditions {
 // Loaded, and the first picture or sound is ready. Always the first report of a session about playback, unless that is
 // Failed.
 struct Prerolled {
-    std::optional<double> duration;  // infinite for live
+    std::optional<double> duration;        // infinite for live
+    std::optional<TimelineAnchor> anchor;  // absent where the stream's own time stamps are not known
 };
 struct DurationChanged {
     std::optional<double> duration;

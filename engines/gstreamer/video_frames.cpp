@@ -65,6 +65,7 @@ void FrameStore::begin(std::uint64_t session) {
         session_ = session;
         hold_ = false;
         origin_ = 0;
+        firstTime_.reset();
         drawn_ = nullptr;
         old = std::exchange(latest_, nullptr);
     }
@@ -88,12 +89,19 @@ void FrameStore::setOrigin(std::uint64_t session, double origin) {
     origin_ = origin;
 }
 
+std::optional<double> FrameStore::firstTime(std::uint64_t session) const {
+    const std::lock_guard lock(mutex_);
+    return session == session_ ? firstTime_ : std::nullopt;
+}
+
 void FrameStore::publish(std::uint64_t session, ui::VideoFrame frame) {
     auto published = std::make_shared<ui::VideoFrame>(std::move(frame));
     std::shared_ptr<const ui::VideoFrame> old;
     {
         const std::lock_guard lock(mutex_);
-        if (session != session_ || hold_) return;
+        if (session != session_) return;
+        if (!firstTime_) firstTime_ = published->time;
+        if (hold_) return;
         published->number = ++number_;
         published->time -= origin_;
         old = std::exchange(latest_, std::move(published));

@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 
 #include "engines/gstreamer/text_picture.h"
 #include "quorel/ui/video_view.h"
@@ -26,6 +27,8 @@ public:
     void setHold(std::uint64_t session, bool hold);
     // Seconds of the stream's clock at which the player's clock is 0; also for the frame that is shown.
     void setOrigin(std::uint64_t session, double origin);
+    // When the session's first frame is due, on the stream's clock, whether it was shown or not.
+    std::optional<double> firstTime(std::uint64_t session) const;
     void publish(std::uint64_t session, ui::VideoFrame frame);  // `time` on the stream's clock
     // What is drawn into the frames from here on, also into the one that is shown. Any thread.
     void setCues(SubtitleCues cues);
@@ -40,6 +43,7 @@ private:
     std::uint64_t number_ = 0;
     bool hold_ = false;
     double origin_ = 0;
+    std::optional<double> firstTime_;
     SubtitleCues cues_;
     std::uint64_t cuesNumber_ = 0;  // of the frame that was shown when they came
     // The latest frame with its cues, drawn when somebody asks for it.

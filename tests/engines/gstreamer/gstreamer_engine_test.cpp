@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <mutex>
 
 #include "quorel/ui/view.h"
 #include "tests/engines/gstreamer/gstreamer_harness.h"
@@ -85,6 +86,38 @@ TEST(GStreamerEngine, GivesPictures) {
     EXPECT_NEAR(secondShown(*first), 0, 0.6);
     EXPECT_EQ(screen->subviews().size(), 1u);
     frames->setFrameCallback({});
+}
+
+// The streams have B-frames, whose first picture is decoded before it is due. The clock is the picture's all the same,
+// from the beginning and after a seek: the picture changes when a second is full.
+TEST(GStreamerEngine, KeepsThePictureOnTheClock) {
+    GStreamerHarness harness;
+    for (const char* const stream : {"ts/index.m3u8", "fmp4/index.m3u8"}) {
+        const auto player = makePlayer(harness);
+        const auto frames = player->videoFrames();
+        std::mutex mutex;
+        std::vector<std::pair<double, double>> changes;  // when, and to which second
+        frames->setFrameCallback([&, last = -1.0]() mutable {
+            const auto frame = frames->latestFrame();
+            if (!frame) return;
+            const double second = std::round(secondShown(*frame));
+            if (std::exchange(last, second) == second) return;
+            const std::lock_guard lock(mutex);
+            changes.emplace_back(frame->time, second);
+        });
+        player->setSource(harness.sourceAt(stream));
+        player->play();
+        EXPECT_TRUE(harness.waitUntil([&] { return player->currentTime() > 1.1; }));
+        player->setCurrentTime(4.8);
+        EXPECT_TRUE(harness.waitUntil([&] { return player->currentTime() > 5.1; }));
+        frames->setFrameCallback({});
+        EXPECT_GE(changes.size(), 4u) << stream;
+        for (const auto& [time, second] : changes) {
+            // The first picture comes before the clock is known, and in the middle of second 4 is where the seek went.
+            if (second == 0 || second == 4) continue;
+            EXPECT_NEAR(time, second, 0.001) << stream;
+        }
+    }
 }
 
 struct Trouble {

@@ -11,7 +11,7 @@ run() { ffmpeg -hide_banner -nostdin -loglevel error -y "$@"; }
 
 encode() {  # encode SECONDS FILE
     run -f lavfi -i "nullsrc=size=32x18:rate=25:duration=$1,format=gray,geq=lum='32+10*floor(T)',scale=320:180:flags=neighbor,format=yuv420p" \
-        -f lavfi -i "sine=frequency=440:duration=$1" -c:v libx264 -preset veryfast -bf 0 -g 50 -keyint_min 50 \
+        -f lavfi -i "sine=frequency=440:duration=$1" -c:v libx264 -preset veryfast -g 50 -keyint_min 50 \
         -sc_threshold 0 -colorspace bt709 -color_primaries bt709 -color_trc bt709 -c:a aac -b:a 64k "$2"
 }
 encode 20 "$work/long.mp4"
