@@ -143,8 +143,10 @@ private:
     static Task<void> fetchStatus(std::shared_ptr<QuorelPlayerViewController> controller, std::string id);
     void startCountdown();
     void updateCountdownTimer();
-    // advertising.cpp: the ad tags of the current content.
-    std::vector<AdDescription> makeAds() const;
+
+    // advertising.cpp
+    void startPreroll(const GoogleImaAdDescription& ad);
+    void finishPreroll();
 
     // lifecycle.cpp
     void applicationDidBecomeActive();

@@ -2,6 +2,7 @@
 #include <utility>
 
 #include "quorel/foundation/log.h"
+#include "quorel/player/ad_player_view_controller.h"
 #include "quorel/player/controller.h"
 #include "quorel/presentation/full_screen_controller.h"
 
@@ -26,6 +27,7 @@ void QuorelPlayerViewController::viewDidLoad() {
 
 void QuorelPlayerViewController::viewDidLayoutSubviews() {
     if (player_) player_->setFrame(viewHolder_->bounds());
+    if (prerollAdVC_) prerollAdVC_->layoutIn(viewHolder_->bounds());
     layoutStatusViews();
 }
 

@@ -1,8 +1,10 @@
 // The road from a content id to a playing source.
+#include <algorithm>
 #include <exception>
 #include <utility>
 
 #include "quorel/foundation/error.h"
+#include "quorel/player/ad_list.h"
 #include "quorel/player/controller.h"
 #include "quorel/player/sideload_entry.h"
 #include "quorel/player/source_assembly.h"
@@ -73,10 +75,29 @@ void QuorelPlayerViewController::loadSource(PlayerConfigModel config) {
         if (videoDetail_ && videoDetail_->assets.availableSrt) {
             textTracks = makeTextTracks(*videoDetail_->assets.availableSrt);
         }
-        setSourceWithSubtitles(*player, makeSource(config, std::move(textTracks), makeAds()));
+        const std::vector<GoogleImaAdDescription> ads =
+            liveDetails_ && liveDetails_->ads
+                ? makeAds(liveDetails_->ads, customImaParams_)
+                : makeAds(videoDetail_ ? videoDetail_->ads : std::nullopt, customImaParams_);
 
-        // Live content waits for the viewer or the host.
-        if (!liveDetails_) {
+        std::optional<ServerSideAdInsertion> insertion;
+        if (liveDetails_) {
+            insertion = liveAdInsertion(liveDetails_->googleDAI);
+        } else if (videoDetail_) {
+            insertion = onDemandAdInsertion(videoDetail_->googleDAI);
+        }
+        if (insertion) player->setSource(makeInsertedSource(config, *insertion, textTracks));
+
+        const auto first =
+            std::find_if(ads.begin(), ads.end(), [](const auto& ad) { return ad.timeOffset == "start"; });
+        if (first != ads.end()) startPreroll(*first);
+
+        if (!insertion) {
+            setSourceWithSubtitles(*player, makeSource(config, std::move(textTracks), {ads.begin(), ads.end()}));
+        }
+
+        // Live content waits for the viewer or the host, other content for its preroll.
+        if (!liveDetails_ && first == ads.end()) {
             player->play();
         } else {
             player->pause();

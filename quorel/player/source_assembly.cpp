@@ -59,4 +59,13 @@ SourceDescription makeSource(const PlayerConfigModel& config, std::optional<Text
     return description;
 }
 
+SourceDescription makeInsertedSource(const PlayerConfigModel& config, ServerSideAdInsertion insertion,
+                                     std::optional<TextTracks> textTracks) {
+    SourceDescription description;
+    description.source = GoogleDAITypedSource(std::move(insertion));
+    description.textTracks = std::move(textTracks);
+    description.metadata = makeChromecastMetadata(config);
+    return description;
+}
+
 }  // namespace quorel

@@ -27,4 +27,8 @@ ChromecastMetadataDescription makeChromecastMetadata(const PlayerConfigModel& co
 SourceDescription makeSource(const PlayerConfigModel& config, std::optional<TextTracks> textTracks,
                              std::vector<AdDescription> ads);
 
+// The source of a content whose stream the insertion service makes, ads included.
+SourceDescription makeInsertedSource(const PlayerConfigModel& config, ServerSideAdInsertion insertion,
+                                     std::optional<TextTracks> textTracks);
+
 }  // namespace quorel
