@@ -67,6 +67,80 @@ TEST_F(Lifecycle, ALoadKeepsItsPlayerUntilItIsDone) {
     EXPECT_EQ(log.text(), "QuorelPlayer deinit\n");
 }
 
+TEST_F(Lifecycle, FullScreenTakesThePictureAndTheOverlayAndGivesThemBack) {
+    std::vector<std::string> presented;
+    controller->setPresenter([&](const std::shared_ptr<ui::ViewController>& screen, bool animated) {
+        presented.push_back(screen ? "present" : "dismiss");
+        EXPECT_TRUE(animated);
+    });
+    controller->toggleFullScreen();
+    EXPECT_FALSE(controller->isFullScreen()) << "there is nothing to show yet";
+    load("film");
+    controller->layoutIn({0, 0, 640, 360});
+    loop->advance(std::chrono::seconds(1));
+    recorder->take();
+    const auto overlay = controller->playerUI();
+    const auto holder = overlay->superview();
+    const auto picture = holder->subviews().front();
+
+    overlay->toggleFullScreen();
+    const auto screen = controller->presentedViewController();
+    ASSERT_TRUE(screen);
+    screen->layoutIn({0, 0, 1920, 1080});
+    EXPECT_TRUE(holder->subviews().empty());
+    EXPECT_EQ(picture->frame(), (ui::Rect{0, 0, 1920, 1080}));
+    EXPECT_EQ(screen->modalTransitionStyle(), ui::ModalTransitionStyle::crossDissolve);
+    EXPECT_EQ(screen->supportedInterfaceOrientations(), ui::InterfaceOrientationMask::landscape);
+    EXPECT_TRUE(overlay->isFullScreen());
+    EXPECT_EQ(overlay->fullScreenButton()->symbol(), "arrow.down.right.and.arrow.up.left");
+
+    overlay->toggleFullScreen();
+    controller->layoutIn({0, 0, 640, 360});
+    EXPECT_EQ(holder->subviews(), (std::vector<std::shared_ptr<ui::View>>{picture, overlay}));
+    EXPECT_EQ(picture->frame(), (ui::Rect{0, 0, 640, 360}));
+    EXPECT_EQ(overlay->fullScreenButton()->symbol(), "arrow.up.left.and.arrow.down.right");
+    EXPECT_FALSE(controller->isFullScreen());
+    EXPECT_EQ(controller->presentedViewController(), nullptr);
+    EXPECT_EQ(presented, (Lines{"present", "dismiss"}));
+    EXPECT_EQ(recorder->take(), (Lines{"enterFullScreen", "exitFullScreen"}));
+
+    overlay->toggleFullScreen();
+    controller->unmount();
+    overlay->toggleFullScreen();
+    EXPECT_EQ(overlay->superview(), holder) << "the overlay comes back without an engine, too";
+    controller = nullptr;
+    overlay->toggleFullScreen();
+}
+
+TEST_F(Lifecycle, OnlyAdsGoOnWhenTheApplicationComesBack) {
+    const auto comeBack = [&] {
+        session.services().notificationCenter->post(ApplicationDidBecomeActive);
+        loop->drain();
+    };
+    load("film");
+    comeBack();
+    loop->advance(std::chrono::seconds(1));
+    const auto engine = factory->latest();
+    engine->pause();
+    comeBack();
+    EXPECT_TRUE(engine->paused()) << "content waits for the viewer";
+    engine->play();
+    engine->simulateAdBreak({.ads = {10}});
+    loop->advance(std::chrono::seconds(1));
+    engine->pause();
+    session.services().notificationCenter->post(ApplicationDidBecomeActive);
+    EXPECT_TRUE(engine->paused()) << "not within the notification";
+    loop->drain();
+    EXPECT_FALSE(engine->paused());
+
+    engine->pause();
+    controller->unmount();
+    comeBack();
+    EXPECT_TRUE(engine->paused());
+    controller = nullptr;
+    comeBack();
+}
+
 TEST_F(Lifecycle, AHostMayDoAnythingInAnEvent) {
     load("film");
     recorder->then = [&](const QuorelPlayerEvent& event) {

