@@ -162,7 +162,8 @@ void SubtitleTracks::wake() {
     if (!jumps_) {
         const double distance = next - clock();
         if (distance > 0 && rate_ <= 0) return;
-        delay = distance <= 0 ? 0 : distance / rate_;
+        // Behind the moment rather than before it: what is rounded away would ring the alarm again and again.
+        delay = distance <= 0 ? 0 : distance / rate_ + 1e-6;
         if (!(delay <= horizon)) return;
     }
     timer_ = loop_.schedule(durationFromSeconds(delay), [weak = weak_from_this()] {
