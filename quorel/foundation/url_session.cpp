@@ -16,7 +16,6 @@
 #include <vector>
 
 #include "quorel/foundation/curl_transfer.h"
-#include "quorel/foundation/fatal.h"
 
 namespace quorel {
 namespace {
@@ -226,7 +225,7 @@ bool UrlSession::Engine::post(std::function<void()> function) {
     std::lock_guard lock(mutex_);
     if (stopping_) return false;
     posted_.push_back(std::move(function));
-    if (!thread_.joinable()) thread_ = std::thread([this] { run(); });
+    if (!thread_.joinable()) thread_ = std::thread([self = shared_from_this()] { self->run(); });
     curl_multi_wakeup(multi_);
     return true;
 }
@@ -239,8 +238,12 @@ void UrlSession::Engine::stop() {
         thread.swap(thread_);
         curl_multi_wakeup(multi_);
     }
-    if (thread.get_id() == std::this_thread::get_id()) fatal("a URL session was destroyed from a completion");
-    if (thread.joinable()) thread.join();
+    if (!thread.joinable()) return;
+    if (thread.get_id() == std::this_thread::get_id()) {
+        thread.detach();  // it keeps the engine, and ends when the completion that it is in has returned
+    } else {
+        thread.join();
+    }
 }
 
 void UrlSession::Engine::run() {

@@ -53,7 +53,8 @@ public:
 
     UrlSession();
     explicit UrlSession(Configuration configuration);
-    // Cancels what is running and waits for the completions. Must not be destroyed from a completion.
+    // Cancels what is running and waits for the completions. Destroyed from one of its own completions it cannot wait:
+    // the others follow on the same thread when that one has returned.
     ~UrlSession();
     UrlSession(const UrlSession&) = delete;
     UrlSession& operator=(const UrlSession&) = delete;

@@ -251,6 +251,30 @@ TEST(UrlSession, ACancelledLoadCompletesOnceAsCancelled) {
     EXPECT_EQ(late.text, cancelled);
 }
 
+TEST(UrlSession, MayEndInItsOwnCompletion) {
+    Server server([](std::string_view request) {
+        if (request.starts_with("GET /slow")) return Server::Reply{"HTTP/1.1 200 OK\r\n", Server::After::keep};
+        return Server::Reply{Server::ok("one")};
+    });
+    auto session = std::make_shared<UrlSession>();
+    std::promise<std::string> second;
+    std::string first;
+    // The load that ends lets the session go; the other one, which stalls, is cut.
+    const auto slow = session->dataTask(requestTo(server.url("/slow")), [&](UrlSession::Result result) {
+        second.set_value(localizedDescription(std::get<std::exception_ptr>(result)));
+    });
+    const auto quick =
+        session->dataTask(requestTo(server.url("/")), [&first, last = session](auto result) mutable {
+            first = std::get<DataAndResponse>(result).data;
+            last.reset();
+        });
+    session.reset();
+    slow->resume();
+    quick->resume();
+    EXPECT_EQ(second.get_future().get(), cancelled);
+    EXPECT_EQ(first, "one");
+}
+
 TEST(UrlSession, ManyThreadsLoadAndCancelAndEachCompletionComesOnce) {
     Server server([](std::string_view) { return Server::ok("x"); });
     UrlSession session;
