@@ -8,6 +8,7 @@ inline constexpr std::string_view chatPage = R"html(<!doctype html>
 <meta charset="utf-8">
 <meta name="viewport" content="width=device-width">
 <title>Chat</title>
+<link rel="icon" href="data:,">
 <style>
   body { font: 16px sans-serif; max-width: 40em; margin: 2em auto; padding: 0 1em; }
   #lines { list-style: none; padding: 0; min-height: 10em; }

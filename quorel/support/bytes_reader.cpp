@@ -44,11 +44,6 @@ void BytesReader::seek(std::int64_t offset, Seek from) {
     }
 }
 
-BytesReader::Bytes BytesReader::readData(std::int64_t count) {
-    const auto bytes = source_->readData(count);
-    return {bytes.begin(), bytes.end()};
-}
-
 BytesReader::Bytes BytesReader::readUpToNextInstanceOfByte(std::uint8_t byte) {
     Bytes bytes;
     bytes.reserve(1024);

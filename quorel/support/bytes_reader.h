@@ -67,7 +67,7 @@ public:
 
     std::uint8_t readByte() { return source_->readByte(); }
     Bytes readBytes(std::int64_t count) { return readData(count); }
-    Bytes readData(std::int64_t count);
+    Bytes readData(std::int64_t count) { return readIntegers<std::uint8_t>(count, Endianness::big); }
     Bytes readAllRemainingData() { return source_->readAllRemainingData(); }
     // The byte is the last one of the result, unless the data ended before it came.
     Bytes readUpToNextInstanceOfByte(std::uint8_t byte);
@@ -85,9 +85,13 @@ public:
     }
     template <FixedWidthNumber T>
     std::vector<T> readIntegers(std::int64_t count, Endianness endianness) {
-        const auto bytes = source_->readData(detail::checkedProduct(count, sizeof(T)));
-        return {NumberIterator<T>(bytes.data(), endianness),
-                NumberIterator<T>(bytes.data() + bytes.size(), endianness)};
+        std::vector<T> all;
+        source_->readPieces(detail::checkedProduct(count, sizeof(T)),
+                            [&](std::span<const std::uint8_t> bytes, std::size_t known) {
+                                if (known > 0) all.reserve(all.size() + (bytes.size() + known) / sizeof(T));
+                                append(all, bytes, endianness);
+                            });
+        return all;
     }
     // The same into memory of the caller's: an array, a vector, a span, filled from end to end.
     template <std::ranges::contiguous_range Numbers>
@@ -207,13 +211,12 @@ private:
 
         NumberIterator(const std::uint8_t* at, Endianness endianness) : at_(at), endianness_(endianness) {}
         T operator*() const { return detail::numberAt<T>(at_, endianness_); }
-        NumberIterator& operator++() {
-            at_ += sizeof(T);
+        NumberIterator& operator+=(difference_type n) {
+            at_ += n * static_cast<difference_type>(sizeof(T));
             return *this;
         }
-        NumberIterator operator++(int) {
-            return std::exchange(*this, NumberIterator(at_ + sizeof(T), endianness_));
-        }
+        NumberIterator& operator++() { return *this += 1; }
+        NumberIterator& operator--() { return *this += -1; }
         difference_type operator-(const NumberIterator& other) const {
             return (at_ - other.at_) / static_cast<difference_type>(sizeof(T));
         }
@@ -223,6 +226,16 @@ private:
         const std::uint8_t* at_;
         Endianness endianness_;
     };
+
+    template <class T>
+    static void append(std::vector<T>& numbers, std::span<const std::uint8_t> bytes, Endianness endianness) {
+        if constexpr (std::same_as<T, std::uint8_t>) {
+            numbers.insert(numbers.end(), bytes.begin(), bytes.end());
+        } else {
+            numbers.insert(numbers.end(), NumberIterator<T>(bytes.data(), endianness),
+                           NumberIterator<T>(bytes.data() + bytes.size(), endianness));
+        }
+    }
 
     template <class T>
     T numbers(One, Endianness endianness) {

@@ -124,6 +124,16 @@ std::span<const std::uint8_t> InputStreamSource::readData(std::int64_t count) {
     return room.first(wanted);
 }
 
+void InputStreamSource::readPieces(std::int64_t count, const Take& take) {
+    constexpr std::int64_t piece = 64 * 1024;
+    while (count > piece) {
+        const auto bytes = readData(piece);
+        count -= piece;
+        take(bytes, std::min(static_cast<std::size_t>(count), inputStream_->bytesKnown()));
+    }
+    take(readData(count), 0);
+}
+
 std::uint8_t InputStreamSource::readByte() {
     std::uint8_t byte = 0;
     if (inputStream_->read({&byte, 1}) != 1) throw BytesReaderError(Code::endOfData);

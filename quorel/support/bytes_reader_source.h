@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <functional>
 #include <memory>
 #include <span>
 #include <vector>
@@ -44,6 +45,10 @@ public:
     // The next `count` bytes, good until the next call. A negative count stops the process. Throws BytesReaderError
     // (endOfData), as the other reads do.
     virtual std::span<const std::uint8_t> readData(std::int64_t count) = 0;
+    // The same in pieces, for what is copied on at once: all but the last have a size that 8 divides. `known` is how
+    // many of the bytes to follow are known to be there.
+    using Take = std::function<void(std::span<const std::uint8_t> piece, std::size_t known)>;
+    virtual void readPieces(std::int64_t count, const Take& take) { take(readData(count), 0); }
     virtual std::uint8_t readByte() = 0;
     virtual std::vector<std::uint8_t> readAllRemainingData() = 0;
     // All throw BytesReaderError (invalidOffset, or randomAccessSeekingNotSupportedBySource).
@@ -114,6 +119,7 @@ public:
     std::int64_t readPosition() const override { return readPosition_; }
     // At the end of the stream not even 0 bytes can be read.
     std::span<const std::uint8_t> readData(std::int64_t count) override;
+    void readPieces(std::int64_t count, const Take& take) override;
     std::uint8_t readByte() override;
     std::vector<std::uint8_t> readAllRemainingData() override;
     void rewind() override;

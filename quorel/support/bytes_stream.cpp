@@ -12,6 +12,10 @@ constexpr std::size_t fileBuffer = 64 * 1024;
 
 }  // namespace
 
+std::size_t InputStream::bytesKnown() {
+    return 0;
+}
+
 std::uint8_t* OutputStream::extend(std::size_t) {
     return nullptr;
 }
@@ -78,6 +82,11 @@ std::ptrdiff_t FileInputStream::read(std::span<std::uint8_t> buffer) {
     if (!file_) return -1;
     const std::size_t count = fread_unlocked(buffer.data(), 1, buffer.size(), file_.get());
     return count == 0 && std::ferror(file_.get()) != 0 ? -1 : static_cast<std::ptrdiff_t>(count);
+}
+std::size_t FileInputStream::bytesKnown() {
+    struct stat status {};
+    if (!file_ || fstat(fileno(file_.get()), &status) != 0 || !S_ISREG(status.st_mode)) return 0;
+    return static_cast<std::size_t>(std::max<off_t>(status.st_size - ftello(file_.get()), 0));
 }
 
 bool FileOutputStream::open() {

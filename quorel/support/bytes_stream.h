@@ -28,6 +28,8 @@ public:
     // At most the buffer's size, and never waits for more than what has come. 0 at the end, less than 0 for a
     // failure.
     virtual std::ptrdiff_t read(std::span<std::uint8_t> buffer) = 0;
+    // How many bytes are known to be left, for the room they will take; 0 where nobody can say.
+    virtual std::size_t bytesKnown();
 };
 
 class OutputStream {
@@ -54,6 +56,7 @@ public:
     void close() override;
     bool hasBytesAvailable() override;
     std::ptrdiff_t read(std::span<std::uint8_t> buffer) override;
+    std::size_t bytesKnown() override { return bytes_.size() - position_; }
 
 private:
     std::vector<std::uint8_t> bytes_;
@@ -84,6 +87,7 @@ public:
     void close() override;
     bool hasBytesAvailable() override;
     std::ptrdiff_t read(std::span<std::uint8_t> buffer) override;
+    std::size_t bytesKnown() override;
 
 private:
     const std::string path_;

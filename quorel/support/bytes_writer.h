@@ -126,9 +126,9 @@ public:
             put(room, values, endianness);
             return counted(size);
         }
-        Bytes bytes(static_cast<std::size_t>(size));
-        put(bytes.data(), values, endianness);
-        return write(bytes, sizeof(T));
+        const auto bytes = std::make_unique_for_overwrite<std::uint8_t[]>(static_cast<std::size_t>(size));
+        put(bytes.get(), values, endianness);
+        return write({bytes.get(), static_cast<std::size_t>(size)}, sizeof(T));
     }
 
     // Each takes one element or many, see Elements.
