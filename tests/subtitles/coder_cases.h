@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -28,6 +29,12 @@ inline std::string described(const SubtitlesTextCodable& coder, std::string_view
     } catch (const SubTitlesError& error) {
         return error.what();
     }
+}
+
+// How many lines the tests generate that hold scans against patterns; QUOREL_GENERATED_LINES sets another number.
+inline int generatedLines() {
+    const char* const number = std::getenv("QUOREL_GENERATED_LINES");
+    return number != nullptr ? std::atoi(number) : 200'000;
 }
 
 struct Case {
