@@ -6,8 +6,8 @@
 #include "quorel/foundation/error.h"
 #include "quorel/player/ad_list.h"
 #include "quorel/player/controller.h"
-#include "quorel/player/sideload_entry.h"
 #include "quorel/player/source_assembly.h"
+#include "quorel/sideload/sideload.h"
 
 namespace quorel {
 
@@ -93,7 +93,8 @@ void QuorelPlayerViewController::loadSource(PlayerConfigModel config) {
         if (first != ads.end()) startPreroll(*first);
 
         if (!insertion) {
-            setSourceWithSubtitles(*player, makeSource(config, std::move(textTracks), {ads.begin(), ads.end()}));
+            setSourceWithSubtitles(player, makeSource(config, std::move(textTracks), {ads.begin(), ads.end()}),
+                                   {.urlSession = session_.services().urlSession});
         }
 
         // Live content waits for the viewer or the host, other content for its preroll.

@@ -37,8 +37,7 @@ std::shared_ptr<const SSTextTrackDescription> descriptionOf(const THEOplayer& pl
 
 std::shared_ptr<SubtitlesSynchronizer> SubtitlesSynchronizer::make(const std::shared_ptr<THEOplayer>& player,
                                                                    std::shared_ptr<WebVTTParser> parser) {
-    std::shared_ptr<SubtitlesSynchronizer> synchronizer(
-        new SubtitlesSynchronizer(player, std::move(parser)));
+    std::shared_ptr<SubtitlesSynchronizer> synchronizer(new SubtitlesSynchronizer(player, std::move(parser)));
     if (player) synchronizer->observe(*player);
     return synchronizer;
 }

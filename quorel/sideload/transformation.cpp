@@ -56,6 +56,11 @@ void BlockingDownloads::end() {
     for (const auto& task : running) task->cancel();
 }
 
+bool BlockingDownloads::haveEnded() {
+    const std::lock_guard lock(mutex_);
+    return ended_;
+}
+
 std::string transformationFailure(std::string message) {
     logLine("[AVSubtitlesLoader] ERROR: " + message);
     return message;
@@ -68,6 +73,7 @@ std::string transformedSubtitle(const Transformation& transformation, BlockingDo
     URLRequest request(*url);
     request.timeoutInterval = 60.0;
     const UrlSession::Result result = downloads.load(request);
+    if (downloads.haveEnded()) return {};
     if (const auto* error = std::get_if<std::exception_ptr>(&result)) {
         return transformationFailure("Missing subtitle content. Reason: " + localizedDescription(*error));
     }

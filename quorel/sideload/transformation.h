@@ -24,6 +24,7 @@ public:
     UrlSession::Result load(const URLRequest& request);
     // What runs and what is asked for later gives URLError::cancelled. Any thread.
     void end();
+    bool haveEnded();
 
 private:
     const std::weak_ptr<UrlSession> session_;
@@ -38,7 +39,7 @@ struct Transformation {
     std::optional<WebVttTimestamp> timestamp;
 };
 
-// The file, or the message of what went wrong, which is also in the log.
+// The file, or the message of what went wrong, which is also in the log. Empty once the downloads have ended.
 std::string transformedSubtitle(const Transformation& transformation, BlockingDownloads& downloads);
 // The same for a file that has been loaded.
 std::string transformedContent(const Transformation& transformation, std::string_view data);

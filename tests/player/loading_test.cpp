@@ -62,8 +62,14 @@ TEST_F(Loading, SubtitleFilesBecomeTextTracks) {
         EXPECT_EQ(track->format, TextTrackFormat::SRT);
     }
 
+    // Those with an address that can be had are sideloaded.
+    const auto interceptor = [this] { return factory->latest()->developerSettings()->manifestInterceptor(); };
+    ASSERT_TRUE(interceptor());
+    EXPECT_EQ(interceptor()->customScheme(), "interceptedm3u8://");
+
     backend->reply("videos/other", 200, videoBody(R"(,"availableSrt":{})"));
     load("other");
+    EXPECT_FALSE(interceptor());
     EXPECT_EQ(recorder->take().back(), "subtitlesAvailable(subtitles: [])");
 }
 
