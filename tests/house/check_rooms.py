@@ -16,7 +16,7 @@ OWNERS = [
     (r"curl/", ["quorel/foundation/"]),
     (r"simdjson", ["quorel/foundation/json.cpp", "quorel/foundation/text.cpp", "quorel/subtitles/"]),
     (r"pcre2", ["quorel/support/"]),
-    (r"expat", ["quorel/subtitles/ttml"]),
+    (r"expat", ["quorel/subtitles/ttml", "engines/vast/xml_tree.cpp"]),
     (r"uchardet", ["quorel/subtitles/"]),
     (r"iconv", ["quorel/subtitles/text_encoding.cpp", "quorel/support/bytes_text.cpp"]),
     (r"utf8proc", ["quorel/support/", "quorel/subtitles/"]),
