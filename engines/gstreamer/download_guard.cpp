@@ -64,6 +64,8 @@ void DownloadGuard::onElement(GstElement* element) {
         const auto onPad = +[](GstElement*, GstPad* pad, gpointer self) {
             gst_pad_add_probe(pad, GST_PAD_PROBE_TYPE_EVENT_FLUSH, onFlush, keep(from(self).shared_from_this()),
                               release);
+            gst_pad_add_probe(pad, GST_PAD_PROBE_TYPE_DATA_DOWNSTREAM, onOutput,
+                              keep(from(self).shared_from_this()), release);
         };
         g_signal_connect_data(element, "pad-added", G_CALLBACK(onPad), keep(shared_from_this()), releaseClosure,
                               static_cast<GConnectFlags>(0));
@@ -118,6 +120,12 @@ std::optional<double> DownloadGuard::firstTimestamp() const {
     return any;
 }
 
+// What the demuxer says while it ends would have decodebin3 and playbin3 change their streams once more, and when that
+// meets streams that are only just coming up, an assertion in playbin3 ends the process.
+GstPadProbeReturn DownloadGuard::onOutput(GstPad*, GstPadProbeInfo*, gpointer guard) {
+    return from(guard).ending_ ? GST_PAD_PROBE_DROP : GST_PAD_PROBE_OK;
+}
+
 // The demuxer begins a seek by a flush, and what it loads then is wanted. Its scheduler stands still meanwhile.
 GstPadProbeReturn DownloadGuard::onFlush(GstPad*, GstPadProbeInfo* info, gpointer guard) {
     if (GST_EVENT_TYPE(GST_PAD_PROBE_INFO_EVENT(info)) == GST_EVENT_FLUSH_START) from(guard).refusing_ = false;
@@ -149,6 +157,7 @@ void DownloadGuard::stopDownloads() {
     if (adaptive->srcpads != nullptr) source = GST_PAD(gst_object_ref(adaptive->srcpads->data));
     GST_OBJECT_UNLOCK(adaptive);
     if (source != nullptr) {
+        ending_ = true;
         GstStructure* const nothing = gst_structure_new_empty("GstEventSelectStreams");
         GValue streams = G_VALUE_INIT;
         g_value_init(&streams, GST_TYPE_LIST);

@@ -52,12 +52,14 @@ private:
     void onElement(GstElement* element);
     static GstPadProbeReturn onData(GstPad* pad, GstPadProbeInfo* info, gpointer guard);
     static GstPadProbeReturn onBeginning(GstPad* pad, GstPadProbeInfo* info, gpointer beginning);
+    static GstPadProbeReturn onOutput(GstPad* pad, GstPadProbeInfo* info, gpointer guard);
     static GstPadProbeReturn onFlush(GstPad* pad, GstPadProbeInfo* info, gpointer guard);
     static std::int64_t now();
     GstElement* demuxer() const;  // the caller owns a reference; null when there is none
 
     mutable GWeakRef demuxer_;
     std::atomic<bool> refusing_ = false;
+    std::atomic<bool> ending_ = false;
     std::atomic<std::int64_t> lastData_ = 0;  // of the steady clock
     std::atomic<std::int64_t> refusingSince_ = 0;
     mutable std::mutex mutex_;
