@@ -51,8 +51,8 @@ BytesReader::Bytes BytesReader::readUpToNextInstanceOfByte(std::uint8_t byte) {
         do {
             bytes.push_back(source_->readByte());
         } while (bytes.back() != byte);
-    } catch (const ReaderError&) {
-        // What there was is the result.
+    } catch (const Error&) {
+        // Whatever the source says: what there was is the result.
     }
     return bytes;
 }

@@ -242,8 +242,8 @@ private:
         return readInteger<T>(endianness);
     }
     template <class T>
-    std::vector<T> numbers(std::int64_t count, Endianness endianness) {
-        return readIntegers<T>(count, endianness);
+    std::vector<T> numbers(std::integral auto count, Endianness endianness) {
+        return readIntegers<T>(static_cast<std::int64_t>(count), endianness);
     }
 
     static const StringEncoding& utf16(Endianness e) {
