@@ -26,6 +26,7 @@ const std::shared_ptr<QuorelImageView>& QuorelPlayerViewController::statusImage(
 const std::shared_ptr<ui::View>& QuorelPlayerViewController::liveView() {
     if (!liveView_) {
         liveView_ = ui::View::make();
+        liveView_->setAccessibilityName("Live badge");
         liveView_->setBackgroundColor(liveRed);
         liveView_->setCornerRadius(4);
         liveView_->setFrame(liveFrame);

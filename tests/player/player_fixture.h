@@ -43,6 +43,7 @@ protected:
     PlayerTest() {
         PlatformServices services = PlatformServices::standard(loop, factory);
         services.urlSession->registerProtocol(backend);
+        services.vendorIdentifier = std::make_shared<InstallationIdentifier>("");  // nothing is kept
         session.install(std::move(services));
         session.initialize("token", std::nullopt, false);
         for (const char* film : {"film", "other"}) {
