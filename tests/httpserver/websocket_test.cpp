@@ -48,31 +48,47 @@ std::string handshake(const std::string& path = "/ws") {
            "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\nSec-WebSocket-Version: 13\r\n\r\n";
 }
 
+// What sessions are told; outlives the test where a session does.
+class Notes {
+public:
+    void add(std::string_view what, std::span<const std::uint8_t> bytes = {}) {
+        const std::lock_guard lock(mutex_);
+        text_.append(what).append(bytes.begin(), bytes.begin() + std::min<std::ptrdiff_t>(std::ssize(bytes), 20));
+        text_ += "; ";
+    }
+    std::string take() {
+        const std::lock_guard lock(mutex_);
+        return std::exchange(text_, {});
+    }
+
+private:
+    std::mutex mutex_;
+    std::string text_;
+};
+
 // Echoes texts and bytes and notes what it is told.
 struct Echo {
     std::shared_ptr<HttpServer> server = std::make_shared<HttpServer>();
-    std::string noted;
+    std::shared_ptr<Notes> notes = std::make_shared<Notes>();
 
     explicit Echo(WebSocketLimits limits = {}) {
-        const auto bytesText = [](std::span<const std::uint8_t> bytes) {
-            return std::string(bytes.begin(), bytes.end());
-        };
+        using Bytes = std::span<const std::uint8_t>;
         server->get["/ws"] = websocket({
             .text =
-                [this](const Session& session, std::string_view t) {
-                    noted.append("text ").append(t.substr(0, 20)).append("; ");
+                [n = notes](const Session& session, std::string_view t) {
+                    n->add("text ", {reinterpret_cast<const std::uint8_t*>(t.data()), t.size()});
                     if (t == "throw") throw std::runtime_error("thrown");
                     if (t == "leave") throw WebSocketSession::Control::close;
                     session->writeText(t);
                 },
             .binary =
-                [this, bytesText](const Session& session, std::span<const std::uint8_t> bytes) {
-                    noted += "binary " + bytesText(bytes).substr(0, 20) + "; ";
+                [n = notes](const Session& session, Bytes bytes) {
+                    n->add("binary ", bytes);
                     session->writeBinary(bytes);
                 },
-            .pong = [this, bytesText](const Session&, auto bytes) { noted += "pong " + bytesText(bytes) + "; "; },
-            .connected = [this](const Session&) { noted += "connected; "; },
-            .disconnected = [this](const Session&) { noted += "disconnected"; },
+            .pong = [n = notes](const Session&, Bytes bytes) { n->add("pong ", bytes); },
+            .connected = [n = notes](const Session&) { n->add("connected"); },
+            .disconnected = [n = notes](const Session&) { n->add("disconnected"); },
             .limits = limits,
         });
         server->get["/binary-only"] =
@@ -83,7 +99,6 @@ struct Echo {
 
     // What the server sends behind the answer to the handshake, until it closes the connection.
     std::string converse(const std::string& bytes, bool trickle = false, const std::string& path = "/ws") {
-        noted.clear();
         const Client client(server->port());
         client.send(handshake(path) + (trickle ? "" : bytes));
         EXPECT_NE(client.readUntil("\r\n\r\n").find("Sec-WebSocket-Accept: s3pPLMBiTxaQ9kYGzzhZRbK+xOo="),
@@ -145,14 +160,14 @@ TEST(WebSocket, AnswersFramesAsTheRFCAndTheTableSay) {
             if (trickle && c.sent.size() > 1000) continue;
             const LogCapture log;
             EXPECT_EQ(echo.converse(c.sent + closing, trickle), c.answer + closed) << c.name;
-            EXPECT_EQ(echo.noted, "connected; " + c.noted + "disconnected") << c.name;
+            EXPECT_EQ(echo.notes->take(), "connected; " + c.noted + "disconnected; ") << c.name;
             EXPECT_EQ(log.text(), "") << c.name;
         }
     }
     for (const auto& [sent, line] : violations) {
         const LogCapture log;
         EXPECT_EQ(echo.converse(sent), closed) << line;
-        EXPECT_EQ(echo.noted, "connected; disconnected") << line;
+        EXPECT_EQ(echo.notes->take(), "connected; disconnected; ") << line;
         EXPECT_EQ(log.text(), line + "\n");
     }
     const LogCapture log;
@@ -231,8 +246,8 @@ private:
 
 TEST(WebSocket, KeepsFramesWholeThatManyThreadsWrite) {
     constexpr int writers = 4, frames = 60;
-    Echo echo;
-    echo.server->get["/ws"] = websocket({.connected = [](const Session& session) {
+    const auto server = std::make_shared<HttpServer>();
+    server->get["/ws"] = websocket({.connected = [](const Session& session) {
         std::vector<std::thread> threads;
         for (int w = 0; w < writers; ++w) {
             threads.emplace_back([&, letter = static_cast<char>('a' + w)] {
@@ -243,7 +258,9 @@ TEST(WebSocket, KeepsFramesWholeThatManyThreadsWrite) {
         session->writeCloseFrame();
         session->writeText("behind the close frame");
     }});
-    const FrameClient client(echo.server->port());
+    server->listenAddressIPv4 = "127.0.0.1";
+    server->start(0, true);
+    const FrameClient client(server->port());
     std::map<char, std::size_t> seen;
     auto [op, payload] = client.next();
     for (; op == 0x1; std::tie(op, payload) = client.next()) {
