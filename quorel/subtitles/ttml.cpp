@@ -180,7 +180,9 @@ private:
     }
 
     SubTitlesError refused() const {
-        const char* const reason = reason_ != nullptr ? reason_ : XML_ErrorString(XML_GetErrorCode(parser_.get()));
+        const XML_Error code = XML_GetErrorCode(parser_.get());
+        const char* reason = reason_ != nullptr ? reason_ : XML_ErrorString(code);
+        if (code == XML_ERROR_NO_MEMORY) reason = "too many names or attributes for a document of this size";
         const auto line = static_cast<std::int64_t>(XML_GetCurrentLineNumber(parser_.get()));
         return SubTitlesError::invalidFile().at(line, {}, reason != nullptr ? reason : "this is not XML");
     }

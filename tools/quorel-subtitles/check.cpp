@@ -12,39 +12,45 @@ namespace quorel::subtitles_tool {
 namespace {
 
 struct Warning {
-    std::string_view one, many;     // behind "1 cue", behind "2 cues"
-    std::vector<std::size_t> cues;  // from 1; empty when the document has none
+    std::string_view one, many;          // behind "1 cue", behind "2 cues"
+    std::size_t count = 0;               // 0 when the document has no cue at all
+    std::vector<std::size_t> cues = {};  // the first of them, from 1
+
+    void add(std::size_t cue) {
+        constexpr std::size_t told = 100;
+        if (count++ < told) cues.push_back(cue);
+    }
 
     std::string text(const Subtitles& document) const {
-        if (cues.empty()) return std::string(one);
+        if (count == 0) return std::string(one);
         constexpr std::size_t shown = 3;
-        std::string text = fmt::format("{} {}: ", cues.size(), cues.size() == 1 ? one : many);
+        std::string text = fmt::format("{} {}: ", count, count == 1 ? one : many);
         for (std::size_t i = 0; i < std::min(shown, cues.size()); ++i) {
             const auto& cue = document.cues()[cues[i] - 1];
             text += fmt::format("{}number {} at {}", i == 0 ? "" : ", ", cues[i], cue.startTime().text());
         }
-        return cues.size() > shown ? text + ", ..." : text;
+        return count > shown ? text + ", ..." : text;
     }
 };
 
 std::vector<Warning> warningsOf(const Subtitles& document, const Format& format) {
-    Warning withoutText{"cue has no text", "cues have no text", {}};
-    Warning withoutDuration{"cue has no duration", "cues have no duration", {}};
-    Warning early{
-        "cue begins before the one before it has ended", "cues begin before the one before them has ended", {}};
+    Warning withoutText{"cue has no text", "cues have no text"};
+    Warning withoutDuration{"cue has no duration", "cues have no duration"};
+    Warning early{"cue begins before the one before it has ended",
+                  "cues begin before the one before them has ended"};
     double latestEnd = 0;
     for (std::size_t i = 0; i < document.cues().size(); ++i) {
         const auto& cue = document.cues()[i];
-        if (trimmedWhitespaceAndNewlines(cue.text()).empty()) withoutText.cues.push_back(i + 1);
+        if (trimmedWhitespaceAndNewlines(cue.text()).empty()) withoutText.add(i + 1);
         if (!format.keepsEnds) continue;
-        if (cue.isZeroLength()) withoutDuration.cues.push_back(i + 1);
-        if (i > 0 && cue.startTimeInSeconds() < latestEnd) early.cues.push_back(i + 1);
+        if (cue.isZeroLength()) withoutDuration.add(i + 1);
+        if (i > 0 && cue.startTimeInSeconds() < latestEnd) early.add(i + 1);
         latestEnd = std::max(latestEnd, cue.endTimeInSeconds());
     }
     std::vector<Warning> warnings;
-    if (document.isEmpty()) warnings.push_back({"there is no cue in it", {}, {}});
+    if (document.isEmpty()) warnings.push_back(Warning{"there is no cue in it", {}, 0});
     for (Warning* warning : {&withoutText, &withoutDuration, &early}) {
-        if (!warning->cues.empty()) warnings.push_back(std::move(*warning));
+        if (warning->count > 0) warnings.push_back(std::move(*warning));
     }
     return warnings;
 }
@@ -54,7 +60,9 @@ JSONArray describe(const std::vector<Warning>& warnings, const Subtitles& docume
     for (const Warning& warning : warnings) {
         JSONArray cues;
         for (const std::size_t cue : warning.cues) cues.emplace_back(static_cast<std::int64_t>(cue));
-        array.emplace_back(JSONObject{{"message", warning.text(document)}, {"cues", std::move(cues)}});
+        array.emplace_back(JSONObject{{"message", warning.text(document)},
+                                      {"count", static_cast<std::int64_t>(warning.count)},
+                                      {"cues", std::move(cues)}});
     }
     return array;
 }

@@ -6,7 +6,10 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <memory>
+#include <new>
+#include <utility>
 
 #include "quorel/subtitles/coder.h"
 #include "quorel/subtitles/sub.h"
@@ -25,6 +28,34 @@ const Format& formatOf(const Input& input, const Arguments& arguments) {
                       : fmt::format("no format has the extension '{}'; say the format with --from", extension)};
 }
 
+// What is read, of a size that nobody knows before: grows where it is, as a string cannot.
+struct Bytes {
+    Bytes() = default;
+    ~Bytes() { std::free(data); }
+    Bytes(Bytes&& other) noexcept
+        : data(std::exchange(other.data, nullptr)),
+          size(std::exchange(other.size, 0)),
+          room(std::exchange(other.room, 0)) {}
+    Bytes& operator=(Bytes&& other) noexcept {
+        std::swap(data, other.data);
+        std::swap(size, other.size);
+        std::swap(room, other.room);
+        return *this;
+    }
+
+    void makeRoom(std::size_t total) {
+        void* const larger = std::realloc(data, total);
+        if (larger == nullptr) throw std::bad_alloc();
+        data = static_cast<char*>(larger);
+        room = total;
+    }
+    std::string_view view() const { return {data, size}; }
+
+    char* data = nullptr;
+    std::size_t size = 0;
+    std::size_t room = 0;
+};
+
 class Descriptor {
 public:
     explicit Descriptor(const Input& input)
@@ -37,24 +68,21 @@ public:
     Descriptor(const Descriptor&) = delete;
     Descriptor& operator=(const Descriptor&) = delete;
 
-    std::string readAll() const {
-        std::string bytes;
+    Bytes readAll() const {
+        Bytes bytes;
         struct stat status {};
-        std::size_t next = 64 * 1024;
+        std::size_t room = 64 * 1024;
         // One more, so that the end is found without room for more.
         if (fstat(number_, &status) == 0 && S_ISREG(status.st_mode))
-            next = static_cast<std::size_t>(status.st_size) + 1;
-        for (std::size_t size = 0;;) {
-            if (size == bytes.size()) bytes.resize(size + std::max(next, size));
-            next = 64 * 1024;
-            const ssize_t count = ::read(number_, bytes.data() + size, bytes.size() - size);
+            room = static_cast<std::size_t>(status.st_size) + 1;
+        for (;;) {
+            if (bytes.size == bytes.room) bytes.makeRoom(room);
+            const ssize_t count = ::read(number_, bytes.data + bytes.size, bytes.room - bytes.size);
             if (count < 0 && errno == EINTR) continue;
             if (count < 0) fail();
-            size += static_cast<std::size_t>(count);
-            if (count == 0) {
-                bytes.resize(size);
-                return bytes;
-            }
+            if (count == 0) return bytes;
+            bytes.size += static_cast<std::size_t>(count);
+            room = bytes.room + bytes.room / 2;
         }
     }
 
@@ -71,41 +99,44 @@ std::unique_ptr<SubtitlesCodable> makeCoder(const Format& format, const Argument
     return Subtitles::Coder::coder(format.extension);
 }
 
-// The text of the bytes, which go.
-std::string textOf(std::string bytes, const Arguments& arguments, TextEncoding& encoding) {
+// In UTF-8, without a byte-order mark; in the bytes themselves or in `storage`.
+std::string_view textOf(std::string_view bytes, const Arguments& arguments, std::string& storage,
+                        TextEncoding& encoding) {
     if (arguments.encoding) {
         encoding = *arguments.encoding;
-        std::string storage;
-        const std::string_view text = decodeText(bytes, encoding, storage);
-        if (text.data() == storage.data())
-            return storage.starts_with("\xEF\xBB\xBF") ? storage.substr(3) : storage;
-        return bytes.starts_with("\xEF\xBB\xBF") ? bytes.substr(3) : bytes;
+        return droppingByteOrderMark(decodeText(bytes, encoding, storage));
     }
     auto detected = decodeDetectingEncoding(bytes);
     if (!detected) throw Failure{"the encoding cannot be told from the bytes; say it with --encoding"};
     encoding = detected->encoding;
-    return std::move(detected->text);
+    storage = std::move(detected->text);
+    return storage;
 }
 
 }  // namespace
 
 Reading read(const Input& input, const Arguments& arguments) {
     if (input.failure) throw Failure(*input.failure);
-    std::string text;
+    Bytes bytes;
+    std::string storage;
+    std::string_view text;
     try {
         const Format& format = formatOf(input, arguments);
         const auto coder = makeCoder(format, arguments);
         const auto& textual = dynamic_cast<const SubtitlesTextCodable&>(*coder);
-        text = Descriptor(input).readAll();
+        bytes = Descriptor(input).readAll();
+        text = bytes.view();
         Reading reading{{}, &format, arguments.encoding.value_or(TextEncoding::utf8), text.size()};
-        if (format.isBytes && !arguments.encoding) {
-            requireNoStop(format, text, [&](std::string_view part) { coder->decode(part, TextEncoding::utf8); });
-            reading.document = coder->decode(text, TextEncoding::utf8);
-        } else {
-            text = textOf(std::move(text), arguments, reading.encoding);
-            requireNoStop(format, text, [&](std::string_view part) { textual.decode(part); });
-            reading.document = textual.decode(text);
+        const bool readsBytes = format.isBytes && !arguments.encoding;
+        if (!readsBytes) {
+            text = textOf(text, arguments, storage, reading.encoding);
+            if (text.data() == storage.data()) bytes = Bytes();
         }
+        const auto decode = [&](std::string_view part) {
+            return readsBytes ? coder->decode(part, TextEncoding::utf8) : textual.decode(part);
+        };
+        requireNoStop(format, text, [&](std::string_view part) { static_cast<void>(decode(part)); });
+        reading.document = decode(text);
         return reading;
     } catch (...) {
         throw currentFailure(text);
