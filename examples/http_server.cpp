@@ -7,12 +7,15 @@ using namespace quorel::http;
 
 int main() {
     auto server = std::make_shared<HttpServer>();
-    server->get["/"] = [](HttpRequest&) { return HttpResponse::ok(HttpResponseBody::html(std::string("It works."))); };
+    server->get["/"] = [](HttpRequest&) {
+        return HttpResponse::ok(HttpResponseBody::html(std::string("It works.")));
+    };
     server->get["/hello/:name"] = [](HttpRequest& request) {
         return HttpResponse::ok(HttpResponseBody::text("Hello " + request.params.at(":name") + "\n"));
     };
     server->get["/status"] = [](HttpRequest& request) {
-        return HttpResponse::ok(HttpResponseBody::json(quorel::JSONObject{{"ok", true}, {"you", *request.address}}));
+        return HttpResponse::ok(
+            HttpResponseBody::json(quorel::JSONObject{{"ok", true}, {"you", *request.address}}));
     };
     server->listenAddressIPv4 = "127.0.0.1";
     server->start(8080, true);
