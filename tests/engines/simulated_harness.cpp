@@ -1,4 +1,5 @@
 #include "engines/simulated/simulated_engine.h"
+#include "engines/vast/vast_ad_service.h"
 #include "tests/engines/engine_contract.h"
 
 namespace quorel::testing {
@@ -13,26 +14,27 @@ SourceDescription sourceAt(const std::string& url) {
 
 class SimulatedHarness final : public EngineHarness {
 public:
-    // `seekTakes` of the scripts, in seconds.
-    explicit SimulatedHarness(double seekTakes) {
+    // `seekTakes` of the scripts, in seconds. Behind ads, the engine is that of an ad service, and there are no ads.
+    explicit SimulatedHarness(double seekTakes, bool behindAds = false) {
         SimulatedScript script;
         script.seekTakes = seekTakes;
         script.duration = vodDuration();
-        factory_.setScript("https://cdn.example/film.m3u8", script);
+        simulated_->setScript("https://cdn.example/film.m3u8", script);
         script.duration = 20;
-        factory_.setScript("https://cdn.example/other.m3u8", script);
+        simulated_->setScript("https://cdn.example/other.m3u8", script);
         script.duration = SimulatedScript::infinite;
         script.liveEdge = 30;
-        factory_.setScript("https://cdn.example/live.m3u8", script);
-        factory_.setScript("https://cdn.example/bad.m3u8",
-                           {.error = SimulatedError{{}, "The playlist is not there."}});
-        factory_.setScript("https://cdn.example/subtitled.m3u8",
-                           {.tracks = {{.label = "Português", .language = "pt-br"},
-                                       {.label = "English", .language = "en", .addAfter = 0.5}}});
+        simulated_->setScript("https://cdn.example/live.m3u8", script);
+        simulated_->setScript("https://cdn.example/bad.m3u8",
+                              {.error = SimulatedError{{}, "The playlist is not there."}});
+        simulated_->setScript("https://cdn.example/subtitled.m3u8",
+                              {.tracks = {{.label = "Português", .language = "pt-br"},
+                                          {.label = "English", .language = "en", .addAfter = 0.5}}});
+        if (behindAds) factory_ = VastAdService::make(loop_, {}, simulated_)->engineFactory();
     }
 
     RunLoop& loop() override { return *loop_; }
-    EngineFactory& factory() override { return factory_; }
+    EngineFactory& factory() override { return *factory_; }
     SourceDescription vodSource() override { return sourceAt("https://cdn.example/film.m3u8"); }
     double vodDuration() const override { return 10; }
     SourceDescription otherVodSource() override { return sourceAt("https://cdn.example/other.m3u8"); }
@@ -55,7 +57,8 @@ public:
 
 private:
     std::shared_ptr<ManualRunLoop> loop_ = std::make_shared<ManualRunLoop>();
-    SimulatedEngineFactory factory_{loop_};
+    std::shared_ptr<SimulatedEngineFactory> simulated_ = std::make_shared<SimulatedEngineFactory>(loop_);
+    std::shared_ptr<EngineFactory> factory_ = simulated_;
 };
 
 INSTANTIATE_TEST_SUITE_P(Simulated, EngineContract, ::testing::Values(EngineHarnessMaker{[] {
@@ -63,6 +66,9 @@ INSTANTIATE_TEST_SUITE_P(Simulated, EngineContract, ::testing::Values(EngineHarn
                          }}));
 INSTANTIATE_TEST_SUITE_P(SimulatedWithSlowSeeks, EngineContract, ::testing::Values(EngineHarnessMaker{[] {
                              return std::make_unique<SimulatedHarness>(0.35);
+                         }}));
+INSTANTIATE_TEST_SUITE_P(SimulatedBehindAds, EngineContract, ::testing::Values(EngineHarnessMaker{[] {
+                             return std::make_unique<SimulatedHarness>(0.35, true);
                          }}));
 
 }  // namespace

@@ -73,6 +73,43 @@ inline std::string vmap(const std::string& breaks) {
            "</vmap:VMAP>";
 }
 
+// Virtual time that waits for the session's thread: before each step forward, whatever was asked so far is answered,
+// but for what a server holds.
+class Clock {
+public:
+    Clock(std::shared_ptr<ManualRunLoop> loop, std::shared_ptr<UrlSession> session)
+        : loop_(std::move(loop)), session_(std::move(session)) {
+        session_->registerProtocol(std::make_shared<ScriptedBackend>("https://settled.test/"));
+    }
+    // False when it does not come about in ten minutes of virtual time.
+    bool until(const std::function<bool()>& done) {
+        for (int step = 0; step < 12'000; ++step) {
+            settle();
+            if (done()) return true;
+            loop_->advance(std::chrono::milliseconds(50));
+        }
+        return false;
+    }
+    void advance(double seconds) {
+        const Duration end = loop_->now() + durationFromSeconds(seconds);
+        until([&] { return loop_->now() >= end; });
+    }
+
+private:
+    // The session answers in the order in which it is asked.
+    void settle() {
+        const auto settled = std::make_shared<bool>(false);
+        session_
+            ->dataTask(
+                URLRequest(*URL::parse("https://settled.test/")),
+                [loop = loop_, settled](const UrlSession::Result&) { loop->post([settled] { *settled = true; }); })
+            ->resume();
+        loop_->drainUntil([&] { return *settled; });
+    }
+    const std::shared_ptr<ManualRunLoop> loop_;
+    const std::shared_ptr<UrlSession> session_;
+};
+
 class AdServerTest : public ::testing::Test {
 protected:
     AdServerTest() {
@@ -93,6 +130,7 @@ protected:
     const std::shared_ptr<ScriptedBackend> ads = std::make_shared<ScriptedBackend>("https://ads.test/");
     const std::shared_ptr<ScriptedBackend> trackers = std::make_shared<ScriptedBackend>("https://t.test/");
     const std::shared_ptr<UrlSession> session = std::make_shared<UrlSession>();
+    Clock clock{loop, session};
 };
 
 }  // namespace quorel::testing

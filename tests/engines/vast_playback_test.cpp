@@ -1,0 +1,418 @@
+#include <algorithm>
+#include <cmath>
+
+#include "engines/simulated/simulated_engine.h"
+#include "engines/vast/vast_ad_service.h"
+#include "quorel/foundation/log.h"
+#include "tests/engines/vast_fixture.h"
+#include "tests/player/player_fixture.h"
+
+namespace quorel::testing {
+namespace {
+
+using std::chrono::seconds;
+
+Lines withPrefix(const std::string& id, Lines events) {
+    for (std::string& event : events) event = id + "/" + event;
+    return events;
+}
+Lines joined(std::vector<Lines> parts) {
+    Lines all;
+    for (const Lines& part : parts) all.insert(all.end(), part.begin(), part.end());
+    return all;
+}
+const Lines wholeAd{"impression", "start", "firstQuartile", "midpoint", "thirdQuartile", "complete"};
+
+class AdPlayback : public AdServerTest {
+protected:
+    AdPlayback() {
+        engines->setScript("https://cdn.test/film.m3u8", {.duration = 60.0});
+        engines->setDefaultScript({.duration = 8.0});
+        engines->setScript("https://media.test/broken.mp4", {.error = SimulatedError{{}, "No such file."}});
+        engines->setScript("https://media.test/silent.mp4", {.neverLoads = true});
+        engines->setScript("https://media.test/stalls.mp4", {.duration = 8.0, .stalls = {{.at = 3, .lasts = 60}}});
+    }
+    const std::shared_ptr<SimulatedEngineFactory> engines = std::make_shared<SimulatedEngineFactory>(loop);
+    const std::shared_ptr<VastAdService> service = VastAdService::make(loop, session, engines);
+};
+
+// Starts the ads as soon as they are ready, and writes down what it hears.
+struct PrerollHost final : IMAAdsLoaderDelegate, IMAAdsManagerDelegate, std::enable_shared_from_this<PrerollHost> {
+    void adsLoaderAdsLoadedWithData(IMAAdsLoader&, const IMAAdsLoadedData& data) override {
+        manager = data.adsManager;
+        manager->setDelegate(shared_from_this());
+        manager->initializeWithAdsRenderingSettings({});
+    }
+    void adsLoaderFailedWithErrorData(IMAAdsLoader&, const IMAAdLoadingErrorData& data) override {
+        heard.push_back("no ads: " + data.adError.message.value_or("nil"));
+    }
+    void adsManagerDidReceiveAdEvent(IMAAdsManager&, const IMAAdEvent& event) override {
+        heard.push_back(std::to_string(event.type));
+        if (event.type == 13) manager->start();
+    }
+    void adsManagerDidReceiveAdError(IMAAdsManager&, const IMAAdError& error) override {
+        heard.push_back("error: " + error.message.value_or("nil"));
+    }
+    void adsManagerDidRequestContentPause(IMAAdsManager&) override { heard.push_back("pause"); }
+    void adsManagerDidRequestContentResume(IMAAdsManager&) override { heard.push_back("resume"); }
+    Lines heard;
+    std::shared_ptr<IMAAdsManager> manager;
+};
+
+class Preroll : public AdPlayback {
+protected:
+    Preroll() { screen->setFrame({0, 0, 640, 360}); }
+    void request(const std::string& answer) {
+        reply("tag", answer);
+        loader = service->imaFactory()->makeAdsLoader({"pt-BR"});
+        host->heard.clear();
+        loader->setDelegate(host);
+        loader->requestAdsWithRequest({"https://ads.test/tag", {screen, {}, {}}, nullptr});
+    }
+    // Until the ads are over, however that comes about; gives what was tracked since the last time.
+    Lines play(const std::string& answer, std::size_t expected) {
+        const std::size_t before = trackers->paths().size();
+        request(answer);
+        EXPECT_TRUE(clock.until([&] {
+            return !host->heard.empty() && host->heard.back() != "13" && host->heard.back() != "pause" &&
+                   host->heard.back() != "resume";
+        }));
+        const Lines all = tracked(before + expected);
+        EXPECT_TRUE(screen->subviews().empty()) << "nothing is left of the picture";
+        return {all.begin() + static_cast<std::ptrdiff_t>(before), all.end()};
+    }
+    const std::shared_ptr<ui::View> screen = ui::View::make();
+    const std::shared_ptr<PrerollHost> host = std::make_shared<PrerollHost>();
+    std::shared_ptr<IMAAdsLoader> loader;
+};
+
+TEST_F(Preroll, PodsPlayInOrderAndAreTrackedOnceEach) {
+    const Lines seen = play(vast(inlineAd("b", "sequence=\"2\"") + inlineAd("a", "sequence=\"1\"")), 12);
+    EXPECT_EQ(host->heard, (Lines{"13", "pause", "resume", "6"}));
+    EXPECT_EQ(seen, joined({withPrefix("a", wholeAd), withPrefix("b", wholeAd)}));
+    EXPECT_EQ(
+        play(vmap(adBreak("00:00:10", vmapAds(inlineAd("m"))) + adBreak("start", vmapAds(inlineAd("v")))), 8),
+        joined({{"break/start"}, withPrefix("v", wholeAd), {"break/end"}}));
+}
+
+TEST_F(Preroll, AdsThatFailAreReportedAndPassedOver) {
+    const auto bad = [](const std::string& id, const std::string& media, const std::string& place = "") {
+        return inlineAd(id, place, "", file("https://media.test/" + media));
+    };
+    const struct {
+        const char* what;
+        std::string answer;
+        Lines heard, tracked;
+    } rows[] = {
+        {"cannot be decoded",
+         vast(bad("x", "broken.mp4")),
+         {"13", "pause", "resume", "error: No such file."},
+         {"x/error/405"}},
+        {"never loads",
+         vast(bad("x", "silent.mp4")),
+         {"13", "pause", "resume", "error: The ad did not load in time."},
+         {"x/error/402"}},
+        {"stands still",
+         vast(bad("x", "stalls.mp4")),
+         {"13", "pause", "resume", "6"},
+         {"x/impression", "x/start", "x/firstQuartile", "x/error/405"}},
+        {"another file of it plays",
+         vast(inlineAd("x", "", "",
+                       file("https://media.test/broken.mp4", "width=\"640\" height=\"360\"") +
+                           file("https://media.test/x.mp4", "width=\"1\" height=\"1\""))),
+         {"13", "pause", "resume", "6"},
+         withPrefix("x", wholeAd)},
+        {"one of a pod",
+         vast(bad("x", "broken.mp4", "sequence=\"1\"") + inlineAd("y", "sequence=\"2\"")),
+         {"13", "pause", "resume", "6"},
+         joined({{"x/error/405"}, withPrefix("y", wholeAd)})},
+        {"one that has a substitute",
+         vast(bad("x", "broken.mp4", "sequence=\"1\"") + inlineAd("s")),
+         {"13", "pause", "resume", "6"},
+         joined({{"x/error/405"}, withPrefix("s", wholeAd)})},
+        {"no ads", vast(""), {"no ads: The ad server has no ads."}, {}},
+        {"no break at the start",
+         vmap(adBreak("end", vmapAds(inlineAd("v")))),
+         {"no ads: The ad server's schedule has no break at the start."},
+         {}},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        EXPECT_EQ(play(row.answer, row.tracked.size()), row.tracked);
+        EXPECT_EQ(host->heard, row.heard);
+    }
+    EXPECT_TRUE(engines->players().empty());
+}
+
+TEST_F(Preroll, TheViewerMaySkipWhenTheAdSaysSo) {
+    request(vast(inlineAd("a", "", "skipoffset=\"00:00:03\"")));
+    const auto skipButton = [&]() -> std::shared_ptr<ui::Control> {
+        if (screen->subviews().empty()) return nullptr;
+        for (const auto& view : screen->subviews().front()->subviews()) {
+            if (auto control = std::dynamic_pointer_cast<ui::Control>(view)) return control;
+        }
+        return nullptr;
+    };
+    ASSERT_TRUE(clock.until([&] { return skipButton() != nullptr; }));
+    EXPECT_NEAR(engines->latest()->currentTime(), 3, 0.3);
+    EXPECT_EQ(skipButton()->accessibilityName(), "Pular anúncio");
+    skipButton()->sendActions(ui::ControlEvent::touchUpInside);
+    loop->drain();
+    EXPECT_EQ(host->heard.back(), "8");
+    EXPECT_EQ(tracked(4), withPrefix("a", {"impression", "start", "firstQuartile", "skip"}));
+}
+
+TEST_F(Preroll, NothingComesAfterDestroy) {
+    request(vast(inlineAd("a")));
+    ASSERT_TRUE(clock.until([&] { return engines->latest() && engines->latest()->currentTime() > 1; }));
+    host->manager->destroy();
+    const Lines before = host->heard;
+    clock.advance(20);
+    EXPECT_EQ(host->heard, before);
+    EXPECT_TRUE(engines->players().empty());
+    EXPECT_TRUE(screen->subviews().empty());
+}
+
+// The content's engine behind the ad service, and what it tells.
+class Breaks : public AdPlayback {
+protected:
+    Breaks() {
+        player->addIntegration(service->integrationFactory()->createIntegration(player, {}));
+        const auto note = [this](const auto& type, EventDispatcher& emitter) {
+            using Event = typename std::decay_t<decltype(type)>::Event;
+            emitter.addEventListener(
+                type, [this, name = std::string(type.name)](const Event&) { told.push_back(name); });
+        };
+        note(PlayerEventTypes::PLAY, *player);
+        note(PlayerEventTypes::PLAYING, *player);
+        note(PlayerEventTypes::PAUSE, *player);
+        note(PlayerEventTypes::ENDED, *player);
+        note(PlayerEventTypes::ERROR, *player);
+        player->ads().addEventListener(AdsEventTypes::AD_BREAK_BEGIN,
+                                       [this](const AdBreakBeginEvent&) { told.push_back(fmtPlace("break")); });
+        note(AdsEventTypes::AD_BEGIN, player->ads());
+        note(AdsEventTypes::AD_END, player->ads());
+        player->ads().addEventListener(AdsEventTypes::AD_BREAK_END,
+                                       [this](const AdBreakEndEvent&) { told.push_back(fmtPlace("over")); });
+    }
+    std::string fmtPlace(const std::string& what) const {
+        return what + " at " + std::to_string(std::lround(player->currentTime() * 10)) + "/10 s";
+    }
+    void setSource(const std::vector<std::pair<std::string, std::string>>& tags) {
+        SourceDescription source;
+        source.source = {.src = "https://cdn.test/film.m3u8", .type = "application/x-mpegurl"};
+        source.ads.emplace();
+        for (const auto& [offset, tag] : tags) {
+            source.ads->push_back(GoogleImaAdDescription("https://ads.test/" + tag, offset));
+        }
+        told.clear();
+        player->setSource(source);
+    }
+    bool heard(const std::string& what) const { return std::find(told.begin(), told.end(), what) != told.end(); }
+
+    const std::shared_ptr<THEOplayer> player = service->engineFactory()->makePlayer(std::nullopt, {});
+    Lines told;
+};
+
+TEST_F(Breaks, ComeAtTheirPlacesAndLeaveTheContentWhereItWas) {
+    reply("mid", vast(inlineAd("m")));
+    reply("half", vast(inlineAd("h1", "sequence=\"1\"") + inlineAd("h2", "sequence=\"2\"")));
+    reply("last", vast(inlineAd("l")));
+    setSource({{"end", "last"}, {"50%", "half"}, {"00:00:10", "mid"}, {"start", "somebody elses"}});
+    player->play();
+    ASSERT_TRUE(clock.until([&] { return heard("ended"); }));
+    EXPECT_EQ(told, (Lines{"play",
+                           "playing",
+                           "break at 100/10 s",
+                           "adbegin",
+                           "adend",
+                           "over at 100/10 s",
+                           "playing",
+                           "break at 300/10 s",
+                           "adbegin",
+                           "adend",
+                           "adbegin",
+                           "adend",
+                           "over at 300/10 s",
+                           "playing",
+                           "break at 600/10 s",
+                           "adbegin",
+                           "adend",
+                           "over at 600/10 s",
+                           "pause",
+                           "ended"}));
+    EXPECT_EQ(tracked(24), joined({withPrefix("m", wholeAd), withPrefix("h1", wholeAd), withPrefix("h2", wholeAd),
+                                   withPrefix("l", wholeAd)}));
+    told.clear();
+    player->play();
+    ASSERT_TRUE(clock.until([&] { return heard("ended"); }));
+    EXPECT_EQ(told, (Lines{"play", "playing", "pause", "ended"})) << "each break is played once";
+}
+
+TEST_F(Breaks, SchedulesBringBreaksToo) {
+    reply("first",
+          vmap(adBreak("start", vmapAds(inlineAd("mine"))) + adBreak("00:00:05", vmapAds(inlineAd("m")))));
+    reply("second", vmap(adBreak("start", vmapTag("https://ads.test/pre")) +
+                         adBreak("end", vmapTag("https://ads.test/no"))));
+    reply("pre", vast(inlineAd("p")));
+    setSource({{"start", "first"}, {"start", "second"}});
+    player->play();
+    ASSERT_TRUE(clock.until([&] { return heard("ended"); }));
+    EXPECT_EQ(told,
+              (Lines{"play", "break at 0/10 s", "adbegin", "adend", "over at 0/10 s", "playing",
+                     "break at 50/10 s", "adbegin", "adend", "over at 50/10 s", "playing", "pause", "ended"}));
+    EXPECT_EQ(tracked(17), joined({{"break/start"},
+                                   withPrefix("p", wholeAd),
+                                   {"break/end", "break/start"},
+                                   withPrefix("m", wholeAd),
+                                   {"break/end", "break/error"}}));
+}
+
+TEST_F(Breaks, TheContentPlaysWhateverTheAdServersDo) {
+    reply("broken", "<VAST>");
+    reply("bad", vast(inlineAd("b", "", "", file("https://media.test/broken.mp4"))));
+    reply("stalls", vast(inlineAd("s", "", "", file("https://media.test/stalls.mp4"))));
+    ads->hold("never");
+    setSource({{"start", "x"},
+               {"start", "never"},
+               {"5", "missing"},
+               {"10", "broken"},
+               {"15", "never"},
+               {"20", "bad"},
+               {"25", "stalls"},
+               {"soon", "ignored"},
+               {"end", "never"}});
+    player->play();
+    ASSERT_TRUE(clock.until([&] { return heard("ended"); }));
+    EXPECT_EQ(told, (Lines{"play", "playing", "playing", "playing", "playing", "break at 200/10 s",
+                           "over at 200/10 s", "playing", "break at 250/10 s", "adbegin", "adend",
+                           "over at 250/10 s", "playing", "pause", "ended"}));
+}
+
+TEST_F(Breaks, WhatTheHostDoesMeanwhileIsDoneAfterwards) {
+    reply("mid", vast(inlineAd("m")));
+    setSource({{"10", "mid"}, {"30", "mid"}, {"50", "mid"}});
+    player->play();
+    ASSERT_TRUE(clock.until([&] { return heard("adbegin"); }));
+    clock.advance(2);
+    told.clear();
+    EXPECT_FALSE(player->paused());
+    player->pause();
+    const double adAt = engines->latest()->currentTime();
+    clock.advance(20);
+    EXPECT_EQ(engines->latest()->currentTime(), adAt) << "the ad waits, however long";
+    EXPECT_TRUE(player->paused());
+    bool sought = false;
+    player->setCurrentTime(40, [&] { sought = true; });
+    EXPECT_EQ(player->currentTime(), 40);
+    player->play();
+    player->play();
+    ASSERT_TRUE(clock.until([&] { return heard("playing"); }));
+    EXPECT_EQ(told, (Lines{"pause", "play", "adend", "over at 400/10 s", "playing"}));
+    EXPECT_TRUE(sought);
+    EXPECT_GE(player->currentTime(), 40);
+    player->setCurrentTime(25);
+    ASSERT_TRUE(clock.until([&] { return heard("break at 300/10 s"); }))
+        << "a break that was passed over is still to come";
+    player->setSource(std::nullopt);
+    clock.advance(1);
+    EXPECT_EQ(told.back(), "pause");
+    EXPECT_EQ(std::count(told.begin(), told.end(), "over at 300/10 s") +
+                  std::count(told.begin(), told.end(), "over at 0/10 s"),
+              1);
+    EXPECT_TRUE(player->paused());
+}
+
+TEST_F(Breaks, OfALiveStreamAreThoseThatAreStillToCome) {
+    engines->setScript("https://cdn.test/film.m3u8", SimulatedScript::live(30));
+    reply("mid", vast(inlineAd("m")));
+    setSource({{"1", "mid"}, {"50%", "mid"}, {"end", "mid"}});
+    player->play();
+    clock.advance(20);
+    EXPECT_EQ(told, (Lines{"play", "playing"}));
+    const double here = player->currentTime();
+    setSource({{std::to_string(std::lround(here) + 5), "mid"}});
+    player->play();
+    ASSERT_TRUE(clock.until([&] { return std::count(told.begin(), told.end(), "playing") == 2; }));
+    EXPECT_TRUE(heard("adend"));
+}
+
+TEST_F(Breaks, ABrokenContentEndsItsBreakFirst) {
+    reply("mid", vast(inlineAd("m")));
+    setSource({{"10", "mid"}});
+    player->play();
+    const auto content = engines->latest();
+    ASSERT_TRUE(clock.until([&] { return heard("adbegin"); }));
+    told.clear();
+    content->simulateError("It broke.");
+    EXPECT_EQ(told, (Lines{"adend", "over at 100/10 s", "pause", "error"}));
+}
+
+// The whole player, with this ad service, against ad servers of all kinds.
+class PlayerWithAds : public PlayerTest {
+protected:
+    PlayerWithAds() {
+        PlatformServices services = session.services();
+        services.urlSession->registerProtocol(ads);
+        factory->setScript("https://media.test/broken.mp4", {.error = SimulatedError{}});
+        factory->setScript("https://media.test/silent.mp4", {.neverLoads = true});
+        factory->setScript("https://media.test/stalls.mp4", {.duration = 8.0, .stalls = {{.at = 3, .lasts = 60}}});
+        factory->setScript("https://media.test/good.mp4", {.duration = 8.0});
+        service = VastAdService::make(loop, services.urlSession, factory);
+        services.imaFactory = service->imaFactory();
+        services.imaIntegrationFactory = service->integrationFactory();
+        services.engineFactory = service->engineFactory();
+        session.install(std::move(services));
+    }
+    std::shared_ptr<ScriptedBackend> ads = std::make_shared<ScriptedBackend>("https://ads.test/");
+    std::shared_ptr<VastAdService> service;
+    Clock clock{loop, session.services().urlSession};
+};
+
+TEST_F(PlayerWithAds, ContentAlwaysPlays) {
+    const auto creative = [](const std::string& name) {
+        return vast(inlineAd("a", "", "", file("https://media.test/" + name)));
+    };
+    ads->reply("good", 200, creative("good.mp4"));
+    ads->reply("empty", 200, vast(""));
+    ads->reply("malformed", 200, "<VAST version=\"3.0\"><Ad></VAST>");
+    ads->reply("loop", 200, vast(wrapperAd("w", "https://ads.test/loop")));
+    ads->reply("broken", 200, creative("broken.mp4"));
+    ads->reply("silent", 200, creative("silent.mp4"));
+    ads->reply("stalls", 200, creative("stalls.mp4"));
+    ads->fail("unreachable", URLError::Code::cannotConnectToHost);
+    ads->fail("redirects", URLError::Code::tooManyRedirects);
+    ads->hold("never");
+    for (const char* tag : {"good", "empty", "malformed", "404", "loop", "broken", "silent", "stalls",
+                            "unreachable", "redirects", "never"}) {
+        SCOPED_TRACE(tag);
+        const LogCapture log;
+        backend->reply("videos/film", 200,
+                       R"({"assets":{"iframe":"","player":"","thumbnail":"","endScreen":""},"ads":{"vast":[)"
+                       R"({"url":"https://ads.test/)" +
+                           std::string(tag) + R"("},{"url":"https://ads.test/)" + tag +
+                           R"(","offset":"20"}]},"videoId":"v"})");
+        controller = QuorelPlayerViewController::make(session, api);
+        controller->registerPlayerListener(recorder);
+        recorder->take();
+        load("film");
+        const auto ended = [&] { return !recorder->events.empty() && recorder->events.back() == "ended"; };
+        ASSERT_TRUE(clock.until(ended));
+        Lines events = recorder->take();
+        std::erase_if(events, [](const std::string& event) {
+            return event.starts_with("timeUpdate") || event.starts_with("durationUpdate") ||
+                   event.starts_with("metadataLoaded");
+        });
+        const bool inContent = std::string(tag) == "good" || std::string(tag) == "stalls";
+        const bool tried = inContent || std::string(tag) == "broken" || std::string(tag) == "silent";
+        Lines expected{"adBreakBegin", "adBegin", "adEnd", "adBreakEnd", "play", "playing"};
+        if (tried) expected.push_back("adBreakBegin");
+        if (inContent) expected.insert(expected.end(), {"adBegin", "adEnd"});
+        if (tried) expected.push_back("adBreakEnd");
+        expected.insert(expected.end(), {"playing", "pause", "ended"});
+        EXPECT_EQ(events, expected);
+    }
+}
+
+}  // namespace
+}  // namespace quorel::testing
