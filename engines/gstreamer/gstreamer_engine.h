@@ -21,7 +21,13 @@
 // - A server that goes silent gives ERROR after GStreamerOptions::stallTimeout. An ERROR may come later than its cause
 //   by up to GStreamerOptions::diagnosisTimeout, in which the engine asks the server what is wrong.
 // - WAITING is told for a seek only when it takes longer than a quarter of a second.
-// - There are no text tracks yet and no ad insertion.
+// - A seek into the last tenth of a second of a segment may begin with the picture of the next one.
+// - Text tracks are the subtitle renditions of the master playlist (kind "subtitles", RFC 8216 4.3.4.1), and its closed
+//   captions (kind "captions", listed but not decoded). They are told before LOADED_META_DATA, and are disabled until
+//   somebody sets their mode; one that is shown is drawn into the frames. Its files are loaded apart from the film,
+//   which they never disturb: what goes wrong with them is a line of the log. A track that is disabled and enabled
+//   again is loaded anew.
+// - There is no ad insertion.
 // - A source is loaded through the manifest interceptor that developerSettings() hold when it is set. The interceptor is
 //   asked on a queue of its source's own, and must answer within 9 seconds.
 #pragma once

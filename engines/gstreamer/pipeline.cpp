@@ -103,7 +103,8 @@ void Pipeline::unload() {
         if (const auto playlists = std::exchange(playlists_, nullptr)) playlists->close();
         return;
     }
-    gst_element_set_state(playbin_, GST_STATE_PAUSED);  // silent at once; the rest takes longer
+    // Silent at once; the rest takes longer.
+    if (requested_ == GST_STATE_PLAYING) gst_element_set_state(playbin_, GST_STATE_PAUSED);
     const auto tearDown = [playbin = std::exchange(playbin_, nullptr), guard = std::exchange(guard_, nullptr),
                            playlists = std::exchange(playlists_, nullptr)] {
         if (playlists) playlists->close();

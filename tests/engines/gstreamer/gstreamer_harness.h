@@ -26,7 +26,7 @@ public:
     SourceDescription otherVodSource() override { return sourceAt("fmp4/index.m3u8"); }
     std::optional<SourceDescription> liveSource() override { return sourceAt("live/index.m3u8"); }
     SourceDescription badSource() override { return sourceAt("nowhere.m3u8"); }
-    std::optional<SourceDescription> subtitledSource() override { return {}; }
+    std::optional<SourceDescription> subtitledSource() override { return sourceAt("subtitled.m3u8"); }
 
     bool waitUntil(const std::function<bool()>& done) override { return run(done, 60); }
     void step(double seconds) override {

@@ -97,6 +97,15 @@ HttpResponse MediaServer::answer(const std::string& path) {
         if (auto response = script_(path)) return *response;
     }
     if (path == "/live/index.m3u8") return livePlaylist();
+    if (path == "/subtitled.m3u8") {
+        return body(
+            "#EXTM3U\n"
+            "#EXT-X-MEDIA:TYPE=SUBTITLES,GROUP-ID=\"s\",NAME=\"English\",LANGUAGE=\"en\",URI=\"text.m3u8?en\"\n"
+            "#EXT-X-MEDIA:TYPE=SUBTITLES,GROUP-ID=\"s\",NAME=\"Español\",LANGUAGE=\"es\",URI=\"text.m3u8?es\"\n"
+            "#EXT-X-STREAM-INF:BANDWIDTH=200000,SUBTITLES=\"s\"\nts/index.m3u8\n");
+    }
+    if (path == "/text.m3u8") return body("#EXTM3U\n#EXTINF:20,\ntext.vtt\n#EXT-X-ENDLIST\n");
+    if (path == "/text.vtt") return body("WEBVTT\n\n00:01.000 --> 00:05.000\ntext\n");
     auto content = fileAt(path);
     return content ? body(std::move(*content)) : HttpResponse::notFound();
 }

@@ -24,7 +24,8 @@ public:
     ~MediaServer();
     MediaServer(const MediaServer&) = delete;
 
-    // Of a file below the test media's folder, or of "live/index.m3u8", a window of ten seconds that moves on.
+    // Of a file below the test media's folder, or of "live/index.m3u8", a window of ten seconds that moves on,
+    // or of "subtitled.m3u8", which has two renditions of subtitles.
     std::string url(const std::string& path) const;
     // What that file holds; empty when there is none.
     static std::string file(const std::string& path);
