@@ -5,7 +5,7 @@
 #include "quorel/foundation/url.h"
 #include "quorel/subtitles/cue_lookup.h"
 
-int main(int count, char** arguments) {
+int main(int count, char** arguments) try {
     if (count != 3) return std::fputs("usage: cue_at_time FILE SECONDS\n", stderr), 2;
     const auto url = quorel::URL::parse("file://" + std::string(arguments[1]));  // an absolute path
     const quorel::Subtitles film(url.value(), quorel::TextEncoding::utf8);
@@ -16,4 +16,7 @@ int main(int count, char** arguments) {
     std::printf("%s %s\n%s\n", type->isInsideCue ? "now, until" : "next, at",
                 (type->isInsideCue ? cue.endTime() : cue.startTime()).text().c_str(),
                 std::string(cue.text()).c_str());
+} catch (const std::exception& error) {
+    std::fprintf(stderr, "%s: %s\n", arguments[1], error.what());
+    return 1;
 }

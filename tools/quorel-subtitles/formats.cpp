@@ -34,7 +34,11 @@ constexpr Format formats[] = {
      .keepsSpeakers = true,
      .mayStopProcess = true},
     {.extension = "lrc", .name = "lyrics", .keepsEnds = false, .keepsLines = false},
-    {.extension = "ttml", .name = "Timed Text", .isBytes = true, .keepsIdentifiers = true},
+    {.extension = "ttml",
+     .name = "Timed Text",
+     .isBytes = true,
+     .keepsIdentifiers = true,
+     .readsIdentifiers = false},
     {.extension = "ass", .name = "Advanced SubStation Alpha", .isWritten = false, .mayStopProcess = true},
     {.extension = "ssa", .name = "SubStation Alpha", .isWritten = false, .mayStopProcess = true},
 };
@@ -43,8 +47,9 @@ std::string keeps(const Format& format) {
     if (!format.isWritten) return "read only";
     std::string text = "times and text";
     if (!format.keepsEnds) text = "starts and the first line of texts";
-    if (format.keepsIdentifiers) text += ", names of cues";
+    if (format.keepsIdentifiers && format.readsIdentifiers) text += ", names of cues";
     if (format.keepsSpeakers) text += ", speakers";
+    if (!format.readsIdentifiers) text += "; names of cues are in the file";
     return text;
 }
 

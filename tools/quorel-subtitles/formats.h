@@ -14,8 +14,9 @@ struct Format {
     std::string_view name;
     bool isWritten = true;
     bool isBytes = false;  // says its encoding itself, so that none is detected; always written in UTF-8
-    // What is read back of what is written.
+    // What is written, and is read back unless it says otherwise.
     bool keepsIdentifiers = false;
+    bool readsIdentifiers = true;
     bool keepsSpeakers = false;
     bool keepsEnds = true;
     bool keepsLines = true;       // texts of more than one

@@ -42,7 +42,9 @@ std::string readAll(int descriptor) {
 // What the process says that stops, without its mark and the place in the source.
 std::string lastWords(std::string said) {
     said = said.substr(0, said.find('\n'));
-    if (said.starts_with("fatal: ")) said.erase(0, 7);
+    for (const std::string_view mark : {"fatal: ", "Subtitles::Time: "}) {
+        if (said.starts_with(mark)) said.erase(0, mark.size());
+    }
     if (const std::size_t place = said.rfind(" ("); place != std::string::npos) said.erase(place);
     return said.empty() ? "decoding it stops the process" : said;
 }
