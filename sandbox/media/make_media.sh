@@ -184,6 +184,26 @@ for language in pt-br en; do pack_ts sample-audio/$language -- -i "$work/$langua
     variant sample-audio 720 "$peak" "$average" ',AUDIO="sound"'
 } | master sample-audio 4
 
+# --- ads ---------------------------------------------------------------------------------------------------------
+
+ad() {  # ad NUMBER SECONDS COLOUR HZ -> ad-NUMBER.mp4, 1280x720: nothing like the titles, and counting down
+    local left="%{eif\\:ceil($2-t)\\:d}"
+    run -f lavfi -i "color=c=$3:s=1280x720:r=$rate:d=$2,format=gbrp,drawbox=x=40:y=40:w=1200:h=640:color=white@0.8:t=6$(
+        text "$bold" 110 white '(w-text_w)/2' 220 'Publicidade')$(
+        text "$sans" 60 'white@0.9' '(w-text_w)/2' 370 "Anúncio $1")$(
+        text "$mono" 60 white '(w-text_w)/2' 480 "$left"),$bt709" \
+        -f lavfi -i "aevalsrc='0.1*sin(2*PI*$4*t)|0.1*sin(2*PI*$4*t)':s=48000:d=$2" \
+        "${encoder[@]}" -profile:v main -level 3.1 -b:v 600k -maxrate 900k -bufsize 1800k -c:a aac -b:a 96k \
+        -movflags +faststart "$work/ad-$1.mp4"
+}
+ad 1 5 0xa8321f 330
+ad 2 4 0x1f7a3d 392
+mkdir -p "$work/ads"
+mv "$work/ad-1.mp4" "$work/ads/one-720.mp4"
+run -i "$work/ads/one-720.mp4" -vf scale=640:360 "${encoder[@]}" -profile:v main -level 3.0 -b:v 350k -maxrate 500k \
+    -bufsize 1000k -c:a copy -movflags +faststart "$work/ads/one-360.mp4"
+pack_ts ads/two -- -i "$work/ad-2.mp4"
+
 # --- subtitles and stills ----------------------------------------------------------------------------------------
 
 mkdir -p "$work/subtitles" "$work/images"
