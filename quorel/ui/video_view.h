@@ -14,10 +14,10 @@ namespace quorel::ui {
 // One decoded picture, 4 bytes a pixel in the memory order blue, green, red, unused (BGRx). The pixels stay valid
 // and unchanged for as long as the frame is held.
 struct VideoFrame {
-    int width = 0;   // pixels
-    int height = 0;  // pixels
-    int stride = 0;  // bytes from one row to the next
-    double time = 0;  // presentation time in seconds
+    int width = 0;             // pixels
+    int height = 0;            // pixels
+    int stride = 0;            // bytes from one row to the next
+    double time = 0;           // presentation time in seconds
     std::uint64_t number = 0;  // grows by one with each frame of a source
     std::shared_ptr<const std::byte> pixels;
 };

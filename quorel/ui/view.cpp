@@ -186,11 +186,16 @@ const View::TextMeasure* View::textMeasure() const {
     return above ? above->textMeasure() : nullptr;
 }
 
-void View::noteChange() {
+void View::countChange() {
     changes_++;
+    if (changeCallback_) changeCallback_();
+}
+
+void View::noteChange() {
+    countChange();
     bool shows = !hidden_ && opacity_ > 0;
     for (std::shared_ptr<View> above = superview(); above && shows; above = above->superview()) {
-        above->changes_++;
+        above->countChange();
         shows = !above->hidden_ && above->opacity_ > 0;
     }
 }

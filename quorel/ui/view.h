@@ -13,6 +13,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "quorel/foundation/run_loop.h"
@@ -108,6 +109,8 @@ public:
     // Grows with every change that shows in this view or below it, so that a host redraws only what changed: what
     // happens inside of hidden or transparent views is not counted above them.
     unsigned long long changes() const { return changes_; }
+    // Called with each such change, in the middle of it: a host makes a note here and draws later.
+    void setChangeCallback(std::function<void()> callback) { changeCallback_ = std::move(callback); }
 
 protected:
     // The bounds changed: place the subviews that do not follow by themselves.
@@ -117,6 +120,7 @@ protected:
 private:
     enum class Placement { free, edges, centre };
 
+    void countChange();
     void applyFrame(const Rect& frame);
     void place();
     void noteMotion(Duration until);
@@ -141,6 +145,7 @@ private:
     std::string accessibilityName_;
     TextMeasure textMeasure_;
     unsigned long long changes_ = 0;
+    std::function<void()> changeCallback_;
 };
 
 struct Font {
