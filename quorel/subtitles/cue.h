@@ -1,7 +1,8 @@
 // One cue of a subtitle document: a text between two times, with a few optional labels.
 //
-//   const Subtitles::Cue cue({.startTime = Subtitles::Time(1.0), .endTime = Subtitles::Time(2.5), .text =
-//   "Hello"}); const Subtitles::Cue later = cue.timeshifting(10);
+//   const Subtitles::Cue cue(
+//       {.startTime = Subtitles::Time(1.0), .endTime = Subtitles::Time(2.5), .text = "Hello"});
+//   const Subtitles::Cue later = cue.timeshifting(10);
 //
 // The type is written Subtitles::Cue. An immutable value; any thread.
 //

@@ -1,61 +1,13 @@
 #include "quorel/subtitles/text_encoding.h"
 
-#include <iconv.h>
-
 #include <algorithm>
-#include <cerrno>
 
 #include "quorel/foundation/text.h"
 #include "quorel/subtitles/subtitles_error.h"
+#include "quorel/support/encoding_converter.h"
 
 namespace quorel {
 namespace {
-
-class Converter {
-public:
-    Converter(const char* to, const char* from) : handle_(iconv_open(to, from)) {}
-    ~Converter() {
-        if (isOpen()) iconv_close(handle_);
-    }
-    Converter(const Converter&) = delete;
-    Converter& operator=(const Converter&) = delete;
-
-    bool isOpen() const { return handle_ != reinterpret_cast<iconv_t>(-1); }
-
-    // Throws invalidEncoding for what cannot be converted, with a diagnosis from `diagnose(consumed, written)`: what
-    // stands before the place in the input, and what has become of it.
-    template <class Diagnose>
-    std::string convert(std::string_view input, Diagnose diagnose) {
-        if (!isOpen()) throw SubTitlesError::invalidEncoding();
-        std::string output(input.size() + input.size() / 4 + 16, '\0');
-        char* in = const_cast<char*>(input.data());  // iconv does not write to it
-        std::size_t inLeft = input.size();
-        std::size_t written = 0;
-        // The second round, without input, writes what a stateful encoding needs to end properly.
-        for (bool flushing = false;;) {
-            char* out = output.data() + written;
-            std::size_t outLeft = output.size() - written;
-            const std::size_t result =
-                iconv(handle_, flushing ? nullptr : &in, flushing ? nullptr : &inLeft, &out, &outLeft);
-            written = static_cast<std::size_t>(out - output.data());
-            if (result == static_cast<std::size_t>(-1) && errno == E2BIG) {
-                output.resize(output.size() + output.size() / 2);
-            } else if (result != 0) {  // an error, or characters that were replaced by similar ones
-                throw diagnose(input.substr(0, input.size() - inLeft),
-                               std::string_view(output).substr(0, written));
-            } else if (flushing) {
-                break;
-            } else {
-                flushing = true;
-            }
-        }
-        output.resize(written);
-        return output;
-    }
-
-private:
-    iconv_t handle_;
-};
 
 std::size_t firstBeyondASCII(std::string_view text) {
     const auto isBeyond = [](char c) { return static_cast<unsigned char>(c) >= 128; };
@@ -97,25 +49,15 @@ constexpr Mark utf16Marks[] = {{"\xFF\xFE", TextEncoding::utf16LittleEndian},
 }  // namespace
 
 std::optional<TextEncoding> TextEncoding::named(std::string_view name) {
-    // The converter's own switches ("//IGNORE") and its names for the encodings of this process are no encodings.
-    const bool isName = !name.empty() && name.size() < std::tuple_size_v<decltype(name_)> &&
-                        std::all_of(name.begin(), name.end(), [](char c) {
-                            return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') ||
-                                   std::string_view("-_.:+()").find(c) != std::string_view::npos;
-                        });
-    if (!isName) return std::nullopt;
-    std::string upper(name);
-    for (char& c : upper) c = c >= 'a' && c <= 'z' ? static_cast<char>(c - ('a' - 'A')) : c;
-    if (upper == "CHAR" || upper == "WCHAR_T" || upper == "INTERNAL") return std::nullopt;
-    if (upper == "UTF8") return utf8;
-    if (upper == "ASCII") return ascii;
-    if (upper == "SHIFT_JIS" || upper == "SHIFT-JIS" || upper == "SJIS") return shiftJIS;
+    const auto upper = EncodingConverter::knownName(name);
+    if (!upper) return std::nullopt;
+    if (*upper == "UTF8") return utf8;
+    if (*upper == "ASCII") return ascii;
+    if (*upper == "SHIFT_JIS" || *upper == "SHIFT-JIS" || *upper == "SJIS") return shiftJIS;
     for (const TextEncoding& known : {utf8, utf16, utf32, ascii}) {
-        if (upper == known.name()) return known;
+        if (*upper == known.name()) return known;
     }
-    if (!Converter("UTF-8", upper.c_str()).isOpen() || !Converter(upper.c_str(), "UTF-8").isOpen())
-        return std::nullopt;
-    return TextEncoding(Kind::converted, upper);
+    return TextEncoding(Kind::converted, *upper);
 }
 
 std::string_view decodeText(std::string_view bytes, const TextEncoding& encoding, std::string& storage) {
@@ -138,8 +80,8 @@ std::string_view decodeText(std::string_view bytes, const TextEncoding& encoding
         case TextEncoding::Kind::converted:
             break;
     }
-    storage = Converter("UTF-8", std::string(encoding.name()).c_str())
-                  .convert(bytes, [&](std::string_view, std::string_view text) { return noText(text, encoding); });
+    storage.clear();
+    if (!EncodingConverter("UTF-8", encoding.name()).convert(bytes, storage)) throw noText(storage, encoding);
     // Some converters let code points through that UTF-8 does not have.
     if (!isValidUTF8(storage)) throw SubTitlesError::notUTF8(storage);
     return storage;
@@ -166,10 +108,12 @@ std::string encodeText(std::string text, const TextEncoding& encoding) {
         case TextEncoding::Kind::converted:
             break;
     }
-    return Converter(std::string(encoding.name()).c_str(), "UTF-8")
-        .convert(text, [&](std::string_view before, std::string_view) {
-            return noPlace(text, before.size(), encoding);
-        });
+    std::string bytes;
+    std::size_t consumed = 0;
+    if (!EncodingConverter(encoding.name(), "UTF-8").convert(text, bytes, &consumed)) {
+        throw noPlace(text, consumed, encoding);
+    }
+    return bytes;
 }
 
 std::string_view droppingByteOrderMark(std::string_view text) {

@@ -1,8 +1,8 @@
 // Character encodings of subtitle files: from bytes to UTF-8 text and back, and finding out which one it is.
 //
-//   std::string text = decodeText(bytes, TextEncoding::windows1252);     // throws SubTitlesError
-//   (invalidEncoding) if (auto sjis = TextEncoding::named("shift_jis")) bytes = encodeText(text, *sjis); auto
-//   found = decodeDetectingEncoding(bytes);                         // {text, encoding}, or nothing
+//   std::string text = decodeText(bytes, TextEncoding::windows1252);   // throws SubTitlesError (invalidEncoding)
+//   if (auto sjis = TextEncoding::named("shift_jis")) bytes = encodeText(text, *sjis);
+//   auto found = decodeDetectingEncoding(bytes);                       // {text, encoding}, or nothing
 //
 // Nothing is lost in silence: bytes that mean nothing in the encoding, and characters that it does not have, are
 // errors. Values and pure functions; any thread. Memory stays in proportion to the input.
@@ -13,6 +13,8 @@
 #include <optional>
 #include <string>
 #include <string_view>
+
+#include "quorel/support/encoding_converter.h"
 
 namespace quorel {
 
@@ -45,7 +47,7 @@ private:
     friend std::string encodeText(std::string, const TextEncoding&);
 
     Kind kind_;
-    std::array<char, 32> name_{};
+    std::array<char, EncodingConverter::longestName + 1> name_{};
     std::size_t size_;
 };
 

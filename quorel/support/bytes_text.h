@@ -16,6 +16,8 @@
 #include <string_view>
 #include <vector>
 
+#include "quorel/support/encoding_converter.h"
+
 namespace quorel {
 
 class StringEncoding {
@@ -40,7 +42,7 @@ private:
         for (std::size_t i = 0; i < name.size(); ++i) name_[i] = name[i];
     }
 
-    std::array<char, 32> name_{};
+    std::array<char, EncodingConverter::longestName + 1> name_{};
     std::size_t size_;
 };
 

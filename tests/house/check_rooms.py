@@ -18,7 +18,7 @@ OWNERS = [
     (r"pcre2", ["quorel/support/"]),
     (r"expat", ["quorel/subtitles/ttml", "engines/vast/xml_tree.cpp"]),
     (r"uchardet", ["quorel/subtitles/"]),
-    (r"iconv", ["quorel/subtitles/text_encoding.cpp", "quorel/support/bytes_text.cpp"]),
+    (r"iconv", ["quorel/support/encoding_converter.cpp"]),
     (r"utf8proc", ["quorel/support/", "quorel/subtitles/"]),
     (r"gst/|glib|gio/", ["engines/gstreamer/"]),
     (r"Q[A-Z]\w+$|QtCore|QtQuick|QtGui", ["hosts/qt/"]),

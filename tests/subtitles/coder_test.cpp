@@ -115,6 +115,14 @@ TEST(TextEncoding, ConvertsWithoutLoss) {
     }
     EXPECT_EQ(decodeText("\0a"s, TextEncoding::utf16), "a");  // big-endian without a mark
     EXPECT_EQ(errorOf([] { encodeText("\u201C", TextEncoding::isoLatin1); }).code(), Code::invalidEncoding);
+    // A tag character, which converters like to leave out.
+    EXPECT_EQ(errorOf([] { encodeText("a\U000E0041", TextEncoding::windows1252); }).code(), Code::invalidEncoding);
+    std::string large;
+    for (int i = 0; i < 50'000; ++i) large += i % 7 == 0 ? "\u3042" : "x";
+    for (const TextEncoding& encoding :
+         {TextEncoding::shiftJIS, TextEncoding::utf16, TextEncoding::utf32BigEndian}) {
+        EXPECT_EQ(decodeText(encodeText(large, encoding), encoding), large);
+    }
     for (const char* name : {"", "klingon", "utf-16//IGNORE", "wchar_t"})
         EXPECT_FALSE(TextEncoding::named(name)) << name;
 }

@@ -302,7 +302,9 @@ TEST(Bytes, WritersCountPadAndFail) {
     BytesWriter writer;
     EXPECT_EQ(writeError([&] { writer.writeStringASCII("\u00E9", true); }),
               WriteCode::cannotConvertStringEncoding);
-    EXPECT_EQ(writeError([&] { writer.writeStringISOLatin1("\u0159"); }), WriteCode::cannotConvertStringEncoding);
+    for (const char* foreign : {"\u0159", "a\U000E0041"})
+        EXPECT_EQ(writeError([&] { writer.writeStringISOLatin1(foreign); }),
+                  WriteCode::cannotConvertStringEncoding);
     EXPECT_EQ(writeError([&] { writer.writeStringUTF16LE("\xFF"); }), WriteCode::cannotConvertStringEncoding);
     EXPECT_EQ(writer.count(), 0);
     EXPECT_EQ(writer.writeBytes(1, 2, 3) + writer.writeByte(4), 4);
