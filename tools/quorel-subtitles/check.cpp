@@ -79,9 +79,9 @@ JSONObject basics(const Reading& reading) {
                       {"cues", static_cast<std::int64_t>(reading.document.cues().size())}};
 }
 
-double lastEnd(const Subtitles& document) {
-    double end = 0;
-    for (const auto& cue : document.cues()) end = std::max(end, cue.endTimeInSeconds());
+Subtitles::Time lastEnd(const Subtitles& document) {
+    Subtitles::Time end;
+    for (const auto& cue : document.cues()) end = std::max(end, cue.endTime());
     return end;
 }
 
@@ -132,10 +132,10 @@ int describeFiles(const Arguments& arguments) {
         std::string span, speakers;
         if (!document.isEmpty()) {
             const Subtitles::Time start = document.firstCue()->startTime();
-            const double end = lastEnd(document);
+            const Subtitles::Time end = lastEnd(document);
             members.set("start", start.timeInSeconds());
-            members.set("end", end);
-            span = fmt::format(", {} to {}", start.text(), (Subtitles::Time() + end).text());
+            members.set("end", end.timeInSeconds());
+            span = fmt::format(", {} to {}", start.text(), end.text());
         }
         JSONArray names;
         for (const std::string& speaker : document.uniqueSpeakers()) {
