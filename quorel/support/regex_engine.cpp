@@ -211,7 +211,9 @@ bool Regex::Engine::searchInSlices(std::string_view subject, std::size_t from, s
 
     const auto begin = Clock::now();
     auto last = begin;
-    for (std::size_t slice = 16; true;) {
+    // From each place the rest of the text may be read, so the first slice is the smaller the longer that is.
+    constexpr std::size_t firstSteps = 32 * 1024 * 1024;
+    for (std::size_t slice = std::clamp<std::size_t>(firstSteps / (subject.size() - from), 16, longText); true;) {
         const std::size_t end = slice < subject.size() - from ? from + slice : subject.size();
         pcre2_set_offset_limit(state.sliced.get(), end);
         const int result = run(subject, from, flags, memory, state.sliced.get());
