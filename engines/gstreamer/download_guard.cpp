@@ -10,10 +10,13 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// Long against the time a request spends in the queue, which is that of waking a thread.
-constexpr auto quiet = 20ms;
-// How long cancelled requests have to come back.
-constexpr auto settling = 50ms;
+// A request is in the queue for as long as it takes to wake a thread, and a cancelled one comes back as soon. How long
+// that is nobody tells, but a thread that slept can see whether it was woken in time itself; only such sleeps count.
+constexpr auto inTime = 12ms;
+constexpr int pollsUntilQuiet = 4;
+constexpr int pollsUntilSettled = 10;
+// Where the machine never lets a thread run in time, it must do without.
+constexpr auto longestWait = 1500ms;
 
 bool isMadeBy(GstElement* element, std::string_view factoryName) {
     const GstElementFactory* const factory = gst_element_get_factory(element);
@@ -33,11 +36,18 @@ DownloadGuard& from(gpointer guard) {
     return **static_cast<std::shared_ptr<DownloadGuard>*>(guard);
 }
 
-}  // namespace
-
-std::int64_t DownloadGuard::now() {
-    return Clock::now().time_since_epoch() / 1ns;
+// Cancelled requests come back meanwhile.
+void settle() {
+    const auto begun = std::chrono::steady_clock::now();
+    auto last = begun;
+    for (int timely = 0; timely < pollsUntilSettled && last - begun < longestWait;) {
+        std::this_thread::sleep_for(DownloadGuard::pollInterval);
+        const auto now = std::chrono::steady_clock::now();
+        if (now - std::exchange(last, now) < inTime) ++timely;
+    }
 }
+
+}  // namespace
 
 std::shared_ptr<DownloadGuard> DownloadGuard::watch(GstElement* playbin) {
     auto guard = std::make_shared<DownloadGuard>();
@@ -87,7 +97,7 @@ void DownloadGuard::onElement(GstElement* element) {
 
 GstPadProbeReturn DownloadGuard::onData(GstPad*, GstPadProbeInfo* info, gpointer guard) {
     DownloadGuard& self = from(guard);
-    self.lastData_ = now();
+    ++self.dataCount_;
     if (!self.refusing_) return GST_PAD_PROBE_OK;
     gst_buffer_unref(GST_PAD_PROBE_INFO_BUFFER(info));
     GST_PAD_PROBE_INFO_DATA(info) = nullptr;
@@ -133,23 +143,31 @@ GstPadProbeReturn DownloadGuard::onFlush(GstPad*, GstPadProbeInfo* info, gpointe
 }
 
 void DownloadGuard::refuseData() {
-    refusingSince_ = now();
     refusing_ = true;
+    const std::lock_guard lock(mutex_);
+    refusingSince_ = lastPoll_ = Clock::now();
+    dataSeen_ = dataCount_;
+    quietPolls_ = 0;
 }
 
-bool DownloadGuard::isQuiet() const {
+bool DownloadGuard::becameQuiet() {
     GstElement* const adaptive = demuxer();
     if (adaptive == nullptr) return true;
     gst_object_unref(adaptive);
-    const std::int64_t last = std::max(lastData_.load(), refusingSince_.load());
-    return now() - last >= quiet / 1ns;
+    const std::lock_guard lock(mutex_);
+    const auto now = Clock::now();
+    const bool timely = now - std::exchange(lastPoll_, now) < inTime;
+    const std::uint64_t count = dataCount_;
+    const bool silent = std::exchange(dataSeen_, count) == count;
+    quietPolls_ = timely && silent ? quietPolls_ + 1 : 0;
+    return quietPolls_ >= pollsUntilQuiet || now - refusingSince_ > longestWait;
 }
 
 void DownloadGuard::stopDownloads() {
     GstElement* const adaptive = demuxer();
     if (adaptive == nullptr) return;
     refuseData();
-    while (!isQuiet()) std::this_thread::sleep_for(quiet / 4);
+    while (!becameQuiet()) std::this_thread::sleep_for(pollInterval);
     // A selection of no streams at all cancels their requests, which needs the demuxer at work to come to its end.
     // GStreamer's own constructor of that event wants at least one.
     GstPad* source = nullptr;
@@ -164,7 +182,7 @@ void DownloadGuard::stopDownloads() {
         gst_structure_take_value(nothing, "streams", &streams);
         gst_pad_send_event(source, gst_event_new_custom(GST_EVENT_SELECT_STREAMS, nothing));
         gst_object_unref(source);
-        std::this_thread::sleep_for(settling);
+        settle();
     }
     gst_object_unref(adaptive);
 }

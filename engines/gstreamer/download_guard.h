@@ -34,8 +34,10 @@ public:
     // Any thread, as all of it. From here on streams stop at the next data they bring, until a flush begins.
     void refuseData();
     void acceptData() { refusing_ = false; }
-    // Whether nothing has come for a while since refuseData(): now a flushing seek is safe.
-    bool isQuiet() const;
+    // Whether nothing has come for a while since refuseData(): then a flushing seek is safe. To be asked every
+    // pollInterval until it says so; it takes some 20 ms, and longer on a machine that lets nobody run in time.
+    bool becameQuiet();
+    static constexpr std::chrono::milliseconds pollInterval{5};
     // The first time stamp of the stream with the pictures, or of any where there are none; absent for sources without
     // an adaptive demuxer.
     std::optional<double> firstTimestamp() const;
@@ -54,15 +56,18 @@ private:
     static GstPadProbeReturn onBeginning(GstPad* pad, GstPadProbeInfo* info, gpointer beginning);
     static GstPadProbeReturn onOutput(GstPad* pad, GstPadProbeInfo* info, gpointer guard);
     static GstPadProbeReturn onFlush(GstPad* pad, GstPadProbeInfo* info, gpointer guard);
-    static std::int64_t now();
     GstElement* demuxer() const;  // the caller owns a reference; null when there is none
 
     mutable GWeakRef demuxer_;
     std::atomic<bool> refusing_ = false;
     std::atomic<bool> ending_ = false;
-    std::atomic<std::int64_t> lastData_ = 0;  // of the steady clock
-    std::atomic<std::int64_t> refusingSince_ = 0;
+    std::atomic<std::uint64_t> dataCount_ = 0;
     mutable std::mutex mutex_;
+    // What becameQuiet() saw since refuseData().
+    Clock::time_point refusingSince_;
+    Clock::time_point lastPoll_;
+    std::uint64_t dataSeen_ = 0;
+    int quietPolls_ = 0;
     std::vector<std::shared_ptr<Beginning>> beginnings_;  // of the streams, in the order of their appearance
 };
 

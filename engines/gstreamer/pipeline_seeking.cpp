@@ -69,11 +69,11 @@ void Pipeline::startSeek() {
 }
 
 void Pipeline::sendWhenQuiet() {
-    if (guard_->isQuiet()) {
+    if (guard_->becameQuiet()) {
         stop(seekWait_);
         sendSeek();
     } else if (seekWait_ == nullptr) {
-        seekWait_ = attachTimer(std::chrono::milliseconds(5), &Pipeline::sendWhenQuiet);
+        seekWait_ = attachTimer(DownloadGuard::pollInterval, &Pipeline::sendWhenQuiet);
     }
 }
 
