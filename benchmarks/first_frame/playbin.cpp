@@ -1,0 +1,70 @@
+// The least that plays a stream with pictures in memory: playbin3, an appsink, and sound that nobody hears.
+//
+// first_frame_playbin URL SECONDS [ROUNDS]
+#include <gst/app/gstappsink.h>
+#include <gst/gst.h>
+
+#include <cstdlib>
+
+#include "benchmarks/first_frame/measuring_playback.h"
+
+namespace {
+
+using quorel::bench::Playback;
+
+void show(GstSample* sample, gpointer playback) {
+    if (sample == nullptr) return;
+    gint width = 0;
+    gst_structure_get_int(gst_caps_get_structure(gst_sample_get_caps(sample), 0), "width", &width);
+    gst_sample_unref(sample);
+    static_cast<Playback*>(playback)->pictureShown(width);
+}
+
+bool play(const char* url, double secondsToPlay) {
+    Playback playback;
+    GstElement* const playbin = gst_element_factory_make("playbin3", nullptr);
+    GstElement* const video = gst_element_factory_make("appsink", nullptr);
+    GstElement* const audio = gst_element_factory_make("fakesink", nullptr);
+    GstCaps* const caps = gst_caps_from_string("video/x-raw,format=BGRx");
+    g_object_set(video, "caps", caps, "max-buffers", 1u, "drop", TRUE, "enable-last-sample", FALSE, nullptr);
+    gst_caps_unref(caps);
+    g_object_set(audio, "sync", TRUE, nullptr);
+    GstAppSinkCallbacks callbacks{};
+    callbacks.new_preroll = [](GstAppSink* sink, gpointer own) {
+        show(gst_app_sink_pull_preroll(sink), own);
+        return GST_FLOW_OK;
+    };
+    callbacks.new_sample = [](GstAppSink* sink, gpointer own) {
+        show(gst_app_sink_pull_sample(sink), own);
+        return GST_FLOW_OK;
+    };
+    gst_app_sink_set_callbacks(GST_APP_SINK(video), &callbacks, &playback, nullptr);
+    g_object_set(playbin, "uri", url, "video-sink", video, "audio-sink", audio, nullptr);
+    gst_element_set_state(playbin, GST_STATE_PLAYING);
+    GstBus* const bus = gst_element_get_bus(playbin);
+    bool failed = false;
+    while (!failed && (!playback.hasPicture() || playback.played() < secondsToPlay)) {
+        GstMessage* const message = gst_bus_timed_pop_filtered(bus, 10 * GST_MSECOND, GST_MESSAGE_ERROR);
+        failed = message != nullptr;
+        if (message != nullptr) gst_message_unref(message);
+    }
+    if (!failed) playback.report(0);
+    gst_element_set_state(playbin, GST_STATE_NULL);
+    gst_object_unref(bus);
+    gst_object_unref(playbin);
+    return !failed;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc < 3) return 2;
+    gst_init(nullptr, nullptr);
+    bool good = true;
+    for (int round = argc > 3 ? std::atoi(argv[3]) : 1; round > 0 && good; --round) {
+        good = play(argv[1], std::atof(argv[2]));
+    }
+    std::fflush(stdout);
+    // Nobody measures the end, and not every loading thread of GStreamer survives it.
+    std::_Exit(good ? 0 : 1);
+}

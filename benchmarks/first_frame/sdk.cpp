@@ -1,0 +1,125 @@
+// Plays a title through the SDK, from setup() on.
+//
+// first_frame_sdk BACKEND CONTENT_ID SECONDS [ROUNDS]
+#include <cstdlib>
+#include <memory>
+#include <mutex>
+#include <utility>
+
+#include "benchmarks/first_frame/measuring_playback.h"
+#include "engines/gstreamer/gstreamer_engine.h"
+#include "quorel/foundation/timer.h"
+#include "quorel/player/controller.h"
+#include "sandbox/sandbox.h"
+#include "sandbox/sandbox_protocol.h"
+
+namespace {
+
+using namespace quorel;
+using bench::Playback;
+
+// The way to the sandbox, which counts the time that the backend calls take.
+class TimedBackend final : public UrlProtocol {
+public:
+    TimedBackend(URL server, const std::shared_ptr<UrlSession>& network) : way_(std::move(server), network) {}
+
+    double seconds() const {
+        const std::lock_guard lock(*mutex_);
+        return *seconds_;
+    }
+    bool canInit(const URLRequest& request) const override { return way_.canInit(request); }
+    void startLoading(const URLRequest& request, std::shared_ptr<UrlProtocolClient> client) override {
+        const bool counts = request.url.host() != "127.0.0.1" && request.httpMethod == "GET";
+        way_.startLoading(request, counts ? std::make_shared<Timed>(std::move(client), *this) : std::move(client));
+    }
+
+private:
+    struct Timed final : UrlProtocolClient {
+        Timed(std::shared_ptr<UrlProtocolClient> client, const TimedBackend& owner)
+            : client_(std::move(client)), mutex_(owner.mutex_), seconds_(owner.seconds_) {}
+        void didReceiveResponse(URLResponse response) override {
+            client_->didReceiveResponse(std::move(response));
+        }
+        void didLoad(std::string_view data) override { client_->didLoad(data); }
+        void didFail(const URLError& error) override { client_->didFail(error); }
+        void didFinishLoading() override {
+            {
+                const std::lock_guard lock(*mutex_);
+                *seconds_ += Playback::seconds() - begin_;
+            }
+            client_->didFinishLoading();
+        }
+
+        const double begin_ = Playback::seconds();
+        const std::shared_ptr<UrlProtocolClient> client_;
+        const std::shared_ptr<std::mutex> mutex_;
+        const std::shared_ptr<double> seconds_;
+    };
+
+    sandbox::SandboxProtocol way_;
+    const std::shared_ptr<std::mutex> mutex_ = std::make_shared<std::mutex>();
+    const std::shared_ptr<double> seconds_ = std::make_shared<double>(0);
+};
+
+// Lets the engine be seen as it is made.
+class Observed final : public EngineFactory {
+public:
+    Observed(std::shared_ptr<EngineFactory> factory, std::function<void(THEOplayer&)> observer)
+        : factory_(std::move(factory)), observer_(std::move(observer)) {}
+    std::shared_ptr<THEOplayer> makePlayer(std::optional<ui::Rect> frame,
+                                           const THEOplayerConfiguration& configuration) override {
+        auto player = factory_->makePlayer(frame, configuration);
+        observer_(*player);
+        return player;
+    }
+
+private:
+    const std::shared_ptr<EngineFactory> factory_;
+    const std::function<void(THEOplayer&)> observer_;
+};
+
+bool play(const std::shared_ptr<RealRunLoop>& loop, const std::shared_ptr<EngineFactory>& engines,
+          const URL& server, const std::string& id, double secondsToPlay) {
+    const auto network = std::make_shared<UrlSession>();
+    const auto backend = std::make_shared<TimedBackend>(server, network);
+    std::unique_ptr<Playback> playback;
+    std::shared_ptr<ui::VideoFrameSource> frames;
+    auto services = PlatformServices::standard(loop, std::make_shared<Observed>(engines, [&](THEOplayer& engine) {
+                                                   frames = engine.videoFrames();
+                                                   frames->setFrameCallback([&playback, source = frames.get()] {
+                                                       if (const auto frame = source->latestFrame())
+                                                           playback->pictureShown(frame->width);
+                                                   });
+                                               }));
+    services.urlSession->registerProtocol(backend);
+    Quorel::shared().install(std::move(services));
+    Quorel::shared().initialize("sandbox-token", std::nullopt, false);
+
+    playback = std::make_unique<Playback>();
+    auto player = QuorelPlayerViewController::make();
+    player->setup(id, /*hideUI=*/true, 0, "pt-br", {});
+    const auto turn = Timer::scheduled(*loop, 0.05, Timer::Repeats::yes, [](Timer&) {});
+    const bool good = loop->runUntil([&] { return playback->hasPicture() && playback->played() >= secondsToPlay; },
+                                     std::chrono::seconds(60));
+    turn->invalidate();
+    if (good) playback->report(backend->seconds());
+    player->unmount();
+    if (frames) frames->setFrameCallback({});
+    return good;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc < 4) return 2;
+    const auto server = URL::parse(argv[1]);
+    if (!server) return 2;
+    const auto loop = std::make_shared<RealRunLoop>();
+    const auto engines = makeGStreamerEngineFactory(loop, {.audio = GStreamerOptions::Audio::none});
+    bool good = true;
+    for (int round = argc > 4 ? std::atoi(argv[4]) : 1; round > 0 && good; --round) {
+        good = play(loop, engines, *server, argv[2], std::atof(argv[3]));
+    }
+    std::fflush(stdout);
+    std::_Exit(good ? 0 : 1);  // nobody measures the end
+}
