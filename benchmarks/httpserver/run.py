@@ -11,7 +11,6 @@ figures are medians over the rounds. "floor" is no server: it parses nothing and
 
 import argparse
 import json
-import os
 import re
 import shutil
 import statistics
@@ -19,29 +18,12 @@ import subprocess
 import sys
 from pathlib import Path
 
+sys.path.insert(0, str(Path(__file__).resolve().parent.parent))
+from servers import Server  # noqa: E402
+
 SERVERS = ["quorel", "microhttpd", "civetweb", "beast", "httplib", "floor"]
 BODIES = {"small": 13, "large": 64 * 1024}
-TICKS = os.sysconf("SC_CLK_TCK")
 UNITS = {"us": 1e-3, "ms": 1.0, "s": 1e3, "m": 60e3}
-
-
-class Server:
-    def __init__(self, name, program):
-        self.name = name
-        self.process = subprocess.Popen([program], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
-        self.port = int(self.process.stdout.readline())
-
-    def cpu_seconds(self):
-        fields = Path(f"/proc/{self.process.pid}/stat").read_text().rpartition(")")[2].split()
-        return (int(fields[11]) + int(fields[12])) / TICKS
-
-    def close(self):
-        self.process.stdin.close()
-        try:
-            self.process.wait(5)
-        except subprocess.TimeoutExpired:
-            self.process.kill()
-            self.process.wait()
 
 
 def measure(server, body, connections, seconds):
@@ -74,7 +56,7 @@ def compare(programs, args):
             rounds = {name: [] for name in programs}
             for _ in range(args.rounds):
                 for name, program in programs.items():
-                    server = Server(name, program)
+                    server = Server([program])
                     try:
                         measure(server, body, connections, 1)  # warms up
                         rounds[name].append(measure(server, body, connections, args.seconds))

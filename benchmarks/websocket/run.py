@@ -13,35 +13,18 @@ The npm package "ws" takes part when NODE_PATH leads to it: npm install --prefix
 
 import argparse
 import json
-import os
 import shutil
 import statistics
 import subprocess
 import sys
 from pathlib import Path
 
+sys.path.insert(0, str(Path(__file__).resolve().parent.parent))
+from servers import Server  # noqa: E402
+
 SERVERS = ["quorel", "beast", "civetweb", "libwebsockets", "ws"]
 SIZES = [64, 64 * 1024]
-TICKS = os.sysconf("SC_CLK_TCK")
 HERE = Path(__file__).resolve().parent
-
-
-class Server:
-    def __init__(self, command):
-        self.process = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE)
-        self.port = int(self.process.stdout.readline())
-
-    def cpu_seconds(self):
-        fields = Path(f"/proc/{self.process.pid}/stat").read_text().rpartition(")")[2].split()
-        return (int(fields[11]) + int(fields[12])) / TICKS
-
-    def close(self):
-        self.process.stdin.close()
-        try:
-            self.process.wait(5)
-        except subprocess.TimeoutExpired:
-            self.process.kill()
-            self.process.wait()
 
 
 def measure(client, server, size, sockets, seconds):
