@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <map>
 #include <utility>
 
 namespace quorel::sandbox {
@@ -116,7 +115,7 @@ const std::vector<AdServer::Tag>& AdServer::tags() {
         {"no-video", "an ad without a video file"},
         {"missing-file", "an ad whose file is not there"},
         {"undecodable", "an ad whose file is text"},
-        {"stalls", "an ad that stands still after two seconds"},
+        {"stalls", "an ad that stands still after some seconds"},
         {"loop", "a wrapper that leads to itself"},
         {"endless", "wrappers without end"},
         {"redirects", "redirects without end"},
@@ -166,12 +165,11 @@ Answer AdServer::tag(const std::string& name, int hop, const std::string& baseUR
 }
 
 Answer AdServer::stallingPlaylist(const std::string& baseURL) {
-    const std::string segment = baseURL + "/media/ads/two/segment-";
-    return Answer::text(200,
-                        fmt::format("#EXTM3U\n#EXT-X-VERSION:3\n#EXT-X-TARGETDURATION:2\n#EXTINF:2,\n{0}00.ts\n"
-                                    "#EXTINF:2,\n{0}01.ts?delay=60000\n#EXT-X-ENDLIST\n",
-                                    segment),
-                        "application/vnd.apple.mpegurl; charset=utf-8");
+    std::string playlist = "#EXTM3U\n#EXT-X-VERSION:3\n#EXT-X-TARGETDURATION:2\n";
+    for (const char* segment : {"00.ts", "01.ts", "02.ts", "03.ts?delay=60000"}) {
+        playlist += fmt::format("#EXTINF:2,\n{}/media/sample/240/segment-{}\n", baseURL, segment);
+    }
+    return Answer::text(200, playlist + "#EXT-X-ENDLIST\n", "application/vnd.apple.mpegurl; charset=utf-8");
 }
 
 void AdServer::tracked(AdEvent event) {

@@ -26,7 +26,7 @@ public:
 
     // What is at "/ads/tag/<name>"; 404 for a name that is not there. `hop` counts the wrappers of a chain without end.
     static Answer tag(const std::string& name, int hop, const std::string& baseURL);
-    // An ad's playlist whose second segment does not come for a minute.
+    // An ad's playlist whose last segment does not come for a minute.
     static Answer stallingPlaylist(const std::string& baseURL);
     // "/ads": the tags, and what was tracked.
     static std::string page(const std::string& baseURL);

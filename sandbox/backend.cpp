@@ -3,9 +3,13 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cstdlib>
+#include <fstream>
 #include <utility>
 
 #include "quorel/foundation/json_coding.h"
+#include "quorel/foundation/text.h"
+#include "sandbox/control_page.h"
 #include "sandbox/landing_page.h"
 
 namespace quorel::sandbox {
@@ -21,6 +25,13 @@ std::optional<std::string> header(const http::HttpRequest& request, std::string_
     const auto found = request.headers.find(name);
     if (found == request.headers.end()) return std::nullopt;
     return found->second;
+}
+
+std::optional<std::string> query(const http::HttpRequest& request, std::string_view name) {
+    for (const auto& [key, value] : request.queryParams) {
+        if (key == name) return value;
+    }
+    return std::nullopt;
 }
 
 bool isRead(const http::HttpRequest& request) {
@@ -80,7 +91,9 @@ private:
 };
 
 Sandbox::Backend::Backend(MediaFiles mediaFiles, std::string bearerToken)
-    : files(std::move(mediaFiles)), token(std::move(bearerToken)), titles_(sampleTitles(secondsSince1970())) {}
+    : files(std::move(mediaFiles)), token(std::move(bearerToken)), titles_(sampleTitles(secondsSince1970())) {
+    for (const Title& title : titles_) liveDesk.follow(title, secondsSince1970());
+}
 
 Sandbox::Backend::~Backend() {
     stop();
@@ -118,6 +131,7 @@ std::vector<Title> Sandbox::Backend::titles() const {
 }
 
 void Sandbox::Backend::setTitle(Title title) {
+    liveDesk.follow(title, secondsSince1970());
     const std::lock_guard lock(mutex_);
     const auto same = [&](const Title& other) { return other.id == title.id; };
     const auto found = std::find_if(titles_.begin(), titles_.end(), same);
@@ -138,9 +152,10 @@ std::shared_ptr<http::HttpServer> Sandbox::Backend::makeServer() {
             return give(*backend, request);
         };
     };
-    const auto met = [&](Handler handler) {
-        return guarded(
-            [handler](Backend& backend, http::HttpRequest& request) { return backend.answer(request, handler); });
+    const auto met = [&](Handler handler, bool isPost = false) {
+        return guarded([handler, isPost](Backend& backend, http::HttpRequest& request) {
+            return backend.answer(request, handler, isPost);
+        });
     };
     const auto control = [&](Handler handler) {
         return guarded([handler](Backend& backend, http::HttpRequest& request) {
@@ -151,17 +166,28 @@ std::shared_ptr<http::HttpServer> Sandbox::Backend::makeServer() {
     (*server)["/v1/videos/:id"] = met(&Backend::video);
     (*server)["/v1/live-streams/:id"] = met(&Backend::liveStream);
     (*server)["/v1/live-streams/:id/status"] = met(&Backend::liveStatus);
+    (*server)["/live/:id/:1"] = met(&Backend::channel);
+    (*server)["/live/:id/:1/:2"] = met(&Backend::channel);
+    (*server)["/ads/tag/:name"] = met(&Backend::adTag);
+    (*server)["/ads/track/:ad/:event"] = met(&Backend::trackAd);
+    (*server)["/ads/stalls.m3u8"] = met(&Backend::stallingAd);
+    (*server)["/ads"] = control(&Backend::adPage);
+    (*server)["/_control/ads"] = control(&Backend::controlAds);
+    (*server)["/e"] = met(&Backend::ingest, true);
     (*server)["/media/:1"] = met(&Backend::media);
     (*server)["/media/:1/:2"] = met(&Backend::media);
     (*server)["/media/:1/:2/:3"] = met(&Backend::media);
     (*server)["/"] = control(&Backend::page);
     (*server)["/_control/faults"] = control(&Backend::controlFaults);
     (*server)["/_control/requests"] = control(&Backend::controlRequests);
+    (*server)["/_control/live"] = control(&Backend::controlLive);
+    (*server)["/_control/pings"] = control(&Backend::controlPings);
+    (*server)["/control"] = control(&Backend::controlPage);
     server->notFoundHandler = met(&Backend::unknown);
     return server;
 }
 
-http::HttpResponse Sandbox::Backend::answer(http::HttpRequest& request, Handler handler) {
+http::HttpResponse Sandbox::Backend::answer(http::HttpRequest& request, Handler handler, bool isPost) {
     const auto number = log.arrived(
         {request.method, request.path, header(request, "authorization"), header(request, "range"), std::nullopt});
     const bool withBody = request.method != "HEAD";
@@ -169,7 +195,8 @@ http::HttpResponse Sandbox::Backend::answer(http::HttpRequest& request, Handler 
     try {
         const Fault fault = asksForFault(request) ? faultOfQuery(request) : faults.take(request.path);
         waitFor(fault.delay);
-        answer = isRead(request) ? (this->*handler)(request) : Answer::methodNotAllowed("GET, HEAD");
+        const bool allowed = isPost ? request.method == "POST" : isRead(request);
+        answer = allowed ? (this->*handler)(request) : Answer::methodNotAllowed(isPost ? "POST" : "GET, HEAD");
         answer = std::move(answer).after(fault);
     } catch (const FaultError& error) {
         answer = Answer::error(400, error.what());
@@ -199,9 +226,23 @@ Answer Sandbox::Backend::media(http::HttpRequest& request) {
     }
     const MediaFile* file = files.find(path);
     if (file == nullptr) return unknown(request);
+    if (path.ends_with("/master.m3u8")) return masterPlaylist(*file, path.substr(0, path.rfind('/') + 1));
     // RFC 9110 14.2: ranges are for GET; 13.1.5: without validators, If-Range asks for the whole.
     const bool ranged = request.method == "GET" && !header(request, "if-range");
     return Answer::file(*file, ranged ? header(request, "range") : std::nullopt);
+}
+
+// With absolute addresses, as many CDNs have them: a master that is sideloaded is asked for with "https" (see
+// sandbox_protocol.h), and what it names shall not be.
+Answer Sandbox::Backend::masterPlaylist(const MediaFile& file, const std::string& folder) {
+    const std::string address = baseURL() + "/media/" + folder;
+    std::string text;
+    std::ifstream in(file.path);
+    for (std::string line; std::getline(in, line);) {
+        if (!line.empty() && !line.starts_with('#')) text += address;
+        text += replacingAll(line, "URI=\"", "URI=\"" + address) + "\n";
+    }
+    return Answer::text(200, std::move(text), std::string(file.contentType));
 }
 
 Answer Sandbox::Backend::forTitle(http::HttpRequest& request, bool live, const TitleReply& reply) {
@@ -240,6 +281,55 @@ Answer Sandbox::Backend::liveStatus(http::HttpRequest& request) {
     });
 }
 
+Answer Sandbox::Backend::channel(http::HttpRequest& request) {
+    const auto file = request.params.find(":2");
+    const bool inRendition = file != request.params.end();
+    const std::string& first = request.params[":1"];
+    for (const Title& title : titles()) {
+        if (title.id != request.params[":id"] || !title.isLive()) continue;
+        return liveDesk.answer(title, inRendition ? first : "", inRendition ? file->second : first, baseURL(),
+                               secondsSince1970());
+    }
+    return unknown(request);
+}
+
+Answer Sandbox::Backend::ingest(http::HttpRequest& request) {
+    HTTPHeaders headers;
+    for (const auto& [name, value] : request.headers) headers.add(name, value);
+    const PingRecord record =
+        checkedPing(secondsSince1970(), headers, std::string(request.body.begin(), request.body.end()));
+    pings.arrived(record);
+    if (record.problems.empty()) return Answer::text(204, "", "text/plain");
+    return Answer::json(400, JSONEncoder().encode(record));
+}
+
+Answer Sandbox::Backend::adTag(http::HttpRequest& request) {
+    return AdServer::tag(request.params[":name"], std::atoi(query(request, "hop").value_or("0").c_str()),
+                         baseURL());
+}
+
+Answer Sandbox::Backend::stallingAd(http::HttpRequest&) {
+    return AdServer::stallingPlaylist(baseURL());
+}
+
+Answer Sandbox::Backend::trackAd(http::HttpRequest& request) {
+    ads.tracked({secondsSince1970(), request.params[":ad"], request.params[":event"], query(request, "code")});
+    return Answer::text(204, "", "text/plain");
+}
+
+Answer Sandbox::Backend::adPage(http::HttpRequest& request) {
+    if (!isRead(request)) return Answer::methodNotAllowed("GET, HEAD");
+    return Answer::text(200, AdServer::page(baseURL()), "text/html; charset=utf-8");
+}
+
+Answer Sandbox::Backend::controlAds(http::HttpRequest& request) {
+    if (request.method == "DELETE")
+        ads.clear();
+    else if (!isRead(request))
+        return Answer::methodNotAllowed("GET, HEAD, DELETE");
+    return Answer::json(200, JSONEncoder().encode(ads.events()));
+}
+
 Answer Sandbox::Backend::unknown(http::HttpRequest& request) {
     return Answer::error(404, fmt::format("there is nothing at {}; see {}/", request.path, baseURL()));
 }
@@ -258,6 +348,43 @@ Answer Sandbox::Backend::controlFaults(http::HttpRequest& request) {
         return Answer::methodNotAllowed("GET, HEAD, POST, DELETE");
     }
     return Answer::json(200, serializeJSON(faults.list()));
+}
+
+Answer Sandbox::Backend::controlLive(http::HttpRequest& request) {
+    const double now = secondsSince1970();
+    if (request.method == "POST") {
+        try {
+            const JSONValue wanted = parseJSON(std::string(request.body.begin(), request.body.end()));
+            const std::string& id = wanted["id"].asString();
+            const auto all = titles();
+            const auto found = std::find_if(all.begin(), all.end(),
+                                            [&id](const Title& one) { return one.id == id && one.isLive(); });
+            if (found == all.end()) return Answer::error(404, fmt::format("there is no live stream '{}'", id));
+            setTitle(LiveDesk::changed(*found, wanted.asObject(), now));
+        } catch (const Error& error) {
+            return Answer::error(400, error.what());
+        }
+    } else if (!isRead(request)) {
+        return Answer::methodNotAllowed("GET, HEAD, POST");
+    }
+    JSONArray list;
+    for (const Title& title : titles()) {
+        if (title.isLive()) list.push_back(liveDesk.describe(title, now));
+    }
+    return Answer::json(200, serializeJSON(list));
+}
+
+Answer Sandbox::Backend::controlPings(http::HttpRequest& request) {
+    if (request.method == "DELETE")
+        pings.clear();
+    else if (!isRead(request))
+        return Answer::methodNotAllowed("GET, HEAD, DELETE");
+    return Answer::json(200, JSONEncoder().encode(pings.all()));
+}
+
+Answer Sandbox::Backend::controlPage(http::HttpRequest& request) {
+    if (!isRead(request)) return Answer::methodNotAllowed("GET, HEAD");
+    return Answer::text(200, std::string(sandbox::controlPage()), "text/html; charset=utf-8");
 }
 
 Answer Sandbox::Backend::controlRequests(http::HttpRequest& request) {

@@ -13,9 +13,12 @@
 #include <vector>
 
 #include "quorel/httpserver/http_server.h"
+#include "sandbox/ad_server.h"
 #include "sandbox/answer.h"
 #include "sandbox/faults.h"
+#include "sandbox/live_desk.h"
 #include "sandbox/media_files.h"
+#include "sandbox/pings.h"
 #include "sandbox/request_log.h"
 #include "sandbox/sandbox.h"
 #include "sandbox/titles.h"
@@ -35,6 +38,9 @@ public:
     const std::string token;
     FaultTable faults;
     RequestLog log;
+    PingLog pings;
+    AdServer ads;
+    LiveDesk liveDesk{files};
 
     std::vector<Title> titles() const;
     void setTitle(Title title);
@@ -45,18 +51,29 @@ private:
     using TitleReply = std::function<Answer(const Title&)>;
 
     std::shared_ptr<http::HttpServer> makeServer();
-    http::HttpResponse answer(http::HttpRequest& request, Handler handler);
+    http::HttpResponse answer(http::HttpRequest& request, Handler handler, bool isPost);
     void waitFor(std::chrono::milliseconds delay);
 
     Answer page(http::HttpRequest& request);
     Answer media(http::HttpRequest& request);
+    Answer masterPlaylist(const MediaFile& file, const std::string& folder);
     Answer config(http::HttpRequest& request);
     Answer video(http::HttpRequest& request);
     Answer liveStream(http::HttpRequest& request);
     Answer liveStatus(http::HttpRequest& request);
+    Answer channel(http::HttpRequest& request);
+    Answer ingest(http::HttpRequest& request);
+    Answer adTag(http::HttpRequest& request);
+    Answer stallingAd(http::HttpRequest& request);
+    Answer trackAd(http::HttpRequest& request);
+    Answer adPage(http::HttpRequest& request);
     Answer unknown(http::HttpRequest& request);
     Answer controlFaults(http::HttpRequest& request);
     Answer controlRequests(http::HttpRequest& request);
+    Answer controlLive(http::HttpRequest& request);
+    Answer controlPings(http::HttpRequest& request);
+    Answer controlAds(http::HttpRequest& request);
+    Answer controlPage(http::HttpRequest& request);
     Answer forTitle(http::HttpRequest& request, bool live, const TitleReply& reply);
 
     mutable std::mutex mutex_;

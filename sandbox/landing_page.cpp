@@ -62,6 +62,8 @@ std::string landingPage(const std::vector<Title>& titles, const std::string& bas
 <table>
 <tr><th>Content id</th><th>What it is</th><th>Playback URL</th></tr>
 {2}</table>
+<p><a href="/control">Live control</a>: switch the live titles and watch the pings.
+<a href="/ads">Ad server</a>: its tags, and what was tracked.</p>
 <h2>Ask it</h2>
 <pre>{3}/players/configuration/sample
 {3}/videos/sample

@@ -81,6 +81,22 @@ void Sandbox::clearFaults() {
     backend_->faults.clear();
 }
 
+std::vector<PingRecord> Sandbox::pings() const {
+    return backend_->pings.all();
+}
+
+void Sandbox::clearPings() {
+    backend_->pings.clear();
+}
+
+std::vector<AdEvent> Sandbox::adEvents() const {
+    return backend_->ads.events();
+}
+
+void Sandbox::clearAdEvents() {
+    backend_->ads.clear();
+}
+
 std::vector<RequestRecord> Sandbox::requests() const {
     return backend_->log.all();
 }

@@ -11,7 +11,15 @@
 //   GET  /v1/players/configuration/<id>, /v1/videos/<id>, /v1/live-streams/<id>, /v1/live-streams/<id>/status
 //        401 without "Authorization: Bearer <token>", 404 for an id it does not know
 //   GET  /media/...           playlists, segments, keys, subtitles and images, with byte ranges
-//   GET  /                    a page for people
+//   GET  /live/<id>/master.m3u8   the stream of a live title, made from a recording by the clock
+//   POST /e                   analytics: 204 for a ping that is as it should be, 400 with what is wrong for others
+//   GET  /ads/tag/<name>      ads, and all kinds of trouble with them: see /ads
+//   GET  /ads/track/<ad>/<event>   tracking, with "code" in the query of an error: 204
+//   GET  /, /control, /ads    pages for people
+//   POST /_control/live       {"id":"live","state":"onAir"|"paused"|"over"|"startsSoon","eventDate":<seconds since
+//                             1970> or "eventIn":<seconds>,"cdn":"127.0.0.1"|"localhost"}; GET
+//   GET  /_control/pings      the last 200 pings and what was wrong with them; DELETE forgets them
+//   GET  /_control/ads        the last 500 tracking requests; DELETE forgets them
 //   POST /_control/faults     {"path":"/v1/*","delay":500,"status":503,"broken":"json"|"cut","times":2}; GET,
 //   DELETE GET  /_control/requests   what arrived, in order; DELETE forgets it
 // HEAD goes wherever GET does. Any other method there is answered with 405.
@@ -27,7 +35,9 @@
 
 #include "quorel/foundation/error.h"
 #include "quorel/foundation/url_session.h"
+#include "sandbox/ad_event.h"
 #include "sandbox/faults.h"
+#include "sandbox/pings.h"
 #include "sandbox/request_log.h"
 #include "sandbox/titles.h"
 
@@ -76,9 +86,15 @@ public:
     std::vector<Title> titles() const;
     void setTitle(Title title);  // replaces the one with this id, or adds it
 
-    // See faults.h. Throws FaultError. Control requests and the page for people meet no faults.
+    // See faults.h. Throws FaultError. Control requests and the pages for people meet no faults.
     void setFault(std::string pathPattern, Fault fault);
     void clearFaults();
+
+    std::vector<PingRecord> pings() const;  // the last 200
+    void clearPings();
+
+    std::vector<AdEvent> adEvents() const;  // the last 500
+    void clearAdEvents();
 
     std::vector<RequestRecord> requests() const;  // the last 1000, without control requests
     void clearRequests();

@@ -5,6 +5,7 @@
 
 #include "quorel/foundation/text.h"
 #include "quorel/session/quorel_api.h"
+#include "quorel/telemetry/analytics_api.h"
 
 namespace quorel::sandbox {
 
@@ -20,6 +21,12 @@ std::optional<URL> redirected(const URL& url, const URL& server) {
     std::string prefix = target.percentEncodedPath;
     while (prefix.ends_with('/')) prefix.pop_back();
     parts.percentEncodedPath = prefix + parts.percentEncodedPath;
+    return parts.url();
+}
+
+std::optional<URL> withoutTLS(const URL& url) {
+    URLComponents parts(url);
+    parts.scheme = "http";
     return parts.url();
 }
 
@@ -44,7 +51,8 @@ void deliver(UrlSession::Result result, const URL& asked, UrlProtocolClient& cli
 
 std::vector<std::string> SandboxProtocol::serviceHosts() {
     std::vector<std::string> hosts;
-    for (const std::string_view base : {QuorelAPI::defaultBaseURL(), QuorelAPI::defaultVantorURL()}) {
+    for (const std::string_view base :
+         {QuorelAPI::defaultBaseURL(), QuorelAPI::defaultVantorURL(), AnalyticsAPI::defaultBaseURL()}) {
         const auto url = URL::parse(base);
         if (url && url->host()) hosts.push_back(asciiLowercased(*url->host()));
     }
@@ -60,11 +68,19 @@ bool SandboxProtocol::canInit(const URLRequest& request) const {
     const auto host = request.url.host();
     if (!scheme || !host) return false;
     if (!asciiEqualsIgnoringCase(*scheme, "https") && !asciiEqualsIgnoringCase(*scheme, "http")) return false;
-    return std::find(hosts_.begin(), hosts_.end(), asciiLowercased(*host)) != hosts_.end();
+    if (std::find(hosts_.begin(), hosts_.end(), asciiLowercased(*host)) != hosts_.end()) return true;
+    return asciiEqualsIgnoringCase(*scheme, "https") && isServer(request.url);
+}
+
+bool SandboxProtocol::isServer(const URL& url) const {
+    const auto isLoopback = [](const URL& one) { return one.host() == "127.0.0.1" || one.host() == "localhost"; };
+    const bool isSameHost = url.host() == server_.host() || (isLoopback(url) && isLoopback(server_));
+    return server_.scheme() == "http" && isSameHost && url.port() == server_.port();
 }
 
 void SandboxProtocol::startLoading(const URLRequest& request, std::shared_ptr<UrlProtocolClient> client) {
-    const auto url = redirected(request.url, server_);
+    auto url = redirected(request.url, server_);
+    if (isServer(request.url)) url = withoutTLS(request.url);
     const auto network = network_.lock();
     if (!network) return client->didFail(URLError(URLError::Code::cancelled));
     if (!url) return client->didFail(URLError(URLError::Code::badURL, request.url.absoluteString()));

@@ -1,6 +1,7 @@
 // Brings the requests for some hosts to a server elsewhere: "https://api.example/v1/x" is asked of
 // "http://127.0.0.1:8080/v1/x". Everything else of the request, and the reply, stay as they are; the reply's URL
-// is the one that was asked for.
+// is the one that was asked for. The server's own address is taken with "https" too: sideloading asks for the master
+// playlist of every stream so, and the sandbox speaks no TLS.
 //
 //   auto network = std::make_shared<UrlSession>();
 //   session.registerProtocol(std::make_shared<SandboxProtocol>(*URL::parse("http://127.0.0.1:8080"), network));
@@ -21,7 +22,7 @@ namespace quorel::sandbox {
 
 class SandboxProtocol final : public UrlProtocol {
 public:
-    // The hosts of the SDK's backends, as this library was built.
+    // The hosts of the SDK's backends and of its analytics, as this library was built.
     static std::vector<std::string> serviceHosts();
 
     // `server` gives the scheme, host and port to go to; a path of it is put before the request's. `network` is what
@@ -35,6 +36,8 @@ public:
     void stopLoading(const std::shared_ptr<UrlProtocolClient>& client) override;
 
 private:
+    bool isServer(const URL& url) const;
+
     struct Loads {
         std::mutex mutex;
         std::map<std::shared_ptr<UrlProtocolClient>, std::shared_ptr<UrlSessionDataTask>> byClient;

@@ -2,6 +2,7 @@
 // drift from what the SDK reads. Values and pure functions; any thread.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -15,11 +16,17 @@ struct Title {
     std::string id;
     std::string name;
     std::string about;     // one line for people
-    std::string playlist;  // of the media directory, as in "sample/master.m3u8"
+    std::string playlist;  // of the media directory, as in "sample/master.m3u8"; what a live title is made from
     std::vector<std::string>
         subtitles;  // language codes with a file "subtitles/<code>.srt" in the media directory
     State state = State::onDemand;
-    double eventDate = 0;  // of live titles: when the stream begins, seconds since 1970
+    // Of live titles: when the stream begins, in seconds since 1970; the name of the server that its CDN is; the
+    // stamp of that choice.
+    double eventDate = 0;
+    std::string cdnHost = "127.0.0.1";
+    std::int64_t cdnUpdate = 1;
+    AdsGroupModel ads = {};  // of an ad server; a URL that begins with "/" is the sandbox's
+    std::optional<GoogleDAIModel> insertion = std::nullopt;
 
     bool isLive() const { return state != State::onDemand; }
     bool operator==(const Title&) const = default;
@@ -34,7 +41,9 @@ VideoDetailModel videoReply(const Title& title, const std::string& baseURL);
 LiveStreamDetailModel liveStreamReply(const Title& title, const std::string& baseURL);
 PlayerStatus statusReply(const Title& title, const std::string& baseURL, double now);
 
-// The URL that plays the title.
+// The sandbox by the name of the title's CDN.
+std::string cdnURL(const Title& title, const std::string& baseURL);
+// The URL that plays the title: a file, or the channel of a live title.
 std::string playbackURL(const Title& title, const std::string& baseURL);
 
 }  // namespace quorel::sandbox

@@ -136,6 +136,9 @@ private:
             } else if (const auto resolved = base_.resolving(reference)) {
                 uri = resolved->absoluteString();
             }
+        } else if (goesOverHttp(reference) && reference.find("/.") != std::string_view::npos) {
+            // RFC 3986 5.2.2: dot segments go from these too, and not every server does it for us.
+            if (const auto resolved = base_.resolving(reference)) uri = resolved->absoluteString();
         }
         if (asciiEqualsIgnoringCase(schemeOf(uri), "data")) return uri;
         return kind != ResourceKind::media || !goesOverHttp(uri) ? address_(uri, kind) : uri;

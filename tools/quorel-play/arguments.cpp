@@ -22,6 +22,7 @@ where the title comes from
                      sample-fmp4, sample-audio, live)
   --backend URL      ask the backend at URL, as http://127.0.0.1:8090 of quorel-sandbox
   --token TEXT       the bearer token; needed unless --sandbox is given
+  --on-air-after S   with --sandbox: the live title starts soon, and comes on air S seconds after the start
 
 what is played
   --start S          begin at S seconds
@@ -33,6 +34,7 @@ what is played
 
 what comes out
   --snapshot FILE    write the last picture to FILE as PNG
+  --trace-network    print each request to the backend and to analytics, and each response; not what the engine loads
   --json             one JSON object per line for each event, and a last one that sums up
   --help, --version
 
@@ -65,6 +67,7 @@ std::variant<Arguments, UsageError, Information> parseArguments(const std::vecto
         {"--sandbox", [&] { result.sandbox = true; }},
         {"--mute", [&] { result.mute = true; }},
         {"--json", [&] { result.json = true; }},
+        {"--trace-network", [&] { result.traceNetwork = true; }},
         {"--help", [&] { help_ = true; }},
         {"-h", [&] { help_ = true; }},
         {"--version", [&] { version = true; }},
@@ -83,6 +86,7 @@ std::variant<Arguments, UsageError, Information> parseArguments(const std::vecto
         {"--snapshot", [&](Value value) { result.snapshot = value; }},
         {"--subtitle", [&](Value value) { result.subtitle = value; }},
         {"--seconds", [&](Value value) { result.seconds = number("--seconds", value, 0, day); }},
+        {"--on-air-after", [&](Value value) { result.onAirAfter = number("--on-air-after", value, 0, day); }},
         {"--start", [&](Value value) { result.start = number("--start", value, 0, day); }},
         {"--rate", [&](Value value) { result.rate = number("--rate", value, 0.1, 16); }},
         {"--timeout", [&](Value value) { result.timeout = number("--timeout", value, 0.1, day); }},
@@ -114,6 +118,7 @@ std::variant<Arguments, UsageError, Information> parseArguments(const std::vecto
         if (ids.empty()) throw UsageError{"a content id is missing, as in: quorel-play sample --sandbox"};
         if (ids.size() > 1) throw UsageError{fmt::format("one content id at a time, not also '{}'", ids[1])};
         if (result.sandbox && result.backend) throw UsageError{"--sandbox and --backend exclude each other"};
+        if (result.onAirAfter && !result.sandbox) throw UsageError{"--on-air-after needs --sandbox"};
         if (!result.sandbox && !result.token) {
             throw UsageError{"--token is missing (or --sandbox, to play from a local backend)"};
         }

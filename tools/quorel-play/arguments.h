@@ -16,6 +16,8 @@ struct Arguments {
     std::optional<std::string> token;  // always there unless `sandbox`
     std::optional<URL> backend;
     bool sandbox = false;
+    std::optional<double> onAirAfter;  // seconds; with `sandbox` only
+    bool traceNetwork = false;
     std::optional<std::string> snapshot;  // file name
     std::optional<double> seconds;        // of the title, from the first position on
     double start = 0;                     // seconds

@@ -78,6 +78,10 @@ public:
         event(at, QuorelPlayerEvent::timeUpdate{position});
     }
 
+    void screen(double at, std::string_view state, const std::string& countdown) override {
+        write({{"event", "screen"}, {"at", seconds(at)}, {"state", state}, {"countdown", countdown}});
+    }
+
     void subtitle(double at, const std::string& text) override {
         write({{"event", "subtitle"}, {"at", seconds(at)}, {"text", text}});
     }

@@ -43,6 +43,8 @@ public:
     // `at` is in seconds since setup(). Every event of the player but timeUpdate.
     virtual void event(double at, const QuorelPlayerEvent& event) = 0;
     virtual void timeUpdate(double at, double position, std::optional<double> duration) = 0;
+    // What stands in place of a live title: "startSoon", "paused" or "shutdown", and the countdown's text.
+    virtual void screen(double at, std::string_view state, const std::string& countdown) = 0;
     virtual void subtitle(double at, const std::string& text) = 0;
     virtual void logged(std::string_view line) = 0;  // by the SDK; any thread
     virtual void summary(const Summary& summary) = 0;

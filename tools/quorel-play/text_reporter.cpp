@@ -79,6 +79,10 @@ public:
                                                       : clock(position));
     }
 
+    void screen(double at, std::string_view state, const std::string& countdown) override {
+        line(at, fmt::format("screen: {}{}{}", state, countdown.empty() ? "" : ", ", countdown));
+    }
+
     void subtitle(double at, const std::string& text) override {
         line(at, fmt::format("subtitle: {}", replacingAll(text, "\n", " / ")));
     }

@@ -67,7 +67,7 @@ TEST(PlaylistRewriting, MakesEveryAddressAbsolute) {
         "#EXTM3U\n#EXT-X-KEY:METHOD=AES-128,URI=\"key.bin\",IV=0x1\n#EXT-X-MAP:URI=\"init.mp4\",BYTERANGE=\"9@"
         "0\"\n"
         "#EXTINF:2,URI=\"no tag of ours\"\nseg 1.ts\n#EXTINF:2,\n./seg2.ts?a#b\n#EXTINF:2,\n"
-        "#EXT-X-KEY:METHOD=SAMPLE-AES,URI=\"skd://drm\"\nhttp://else.example/x\n#EXTINF:2,\nblob://"
+        "#EXT-X-KEY:METHOD=SAMPLE-AES,URI=\"skd://drm\"\nhttp://else.example/w/../x\n#EXTINF:2,\nblob://"
         "1\n#EXT-X-ENDLIST\n");
     ASSERT_TRUE(media);
     EXPECT_EQ(media->text,
