@@ -85,6 +85,7 @@ void AdPodPlayer::next() {
 }
 
 void AdPodPlayer::load() {
+    playing_ = false;
     engine_ = services_->engines->makePlayer(std::nullopt, THEOplayerConfigurationBuilder().build());
     engine_->setAutoplay(false);
     engine_->setVolume(volume_);
@@ -108,7 +109,10 @@ void AdPodPlayer::listen(THEOplayer& engine) {
             if (self && self->running_ && self->engine_.get() == &engine) function(*self, event);
         });
     };
-    on(PlayerEventTypes::PLAYING, [](AdPodPlayer& self, const PlayingEvent&) { self.begin(); });
+    on(PlayerEventTypes::PLAYING, [](AdPodPlayer& self, const PlayingEvent&) {
+        self.playing_ = true;
+        self.begin();
+    });
     on(PlayerEventTypes::TIME_UPDATE,
        [](AdPodPlayer& self, const TimeUpdateEvent& event) { self.moved(event.currentTime); });
     on(PlayerEventTypes::WAITING, [](AdPodPlayer& self, const WaitingEvent&) { self.waiting(); });
@@ -135,6 +139,9 @@ void AdPodPlayer::tryNextFile(ErrorCode code, const std::string& problem) {
 }
 
 void AdPodPlayer::begin() {
+    // What plays and shows nothing, a file of text for one, is no ad that anybody saw.
+    const auto frames = engine_->videoFrames();
+    if (!playing_ || (!began_ && frames && !frames->latestFrame())) return;
     if (waitingSince_) waited_ += services_->loop->now() - *std::exchange(waitingSince_, std::nullopt);
     startTimer(services_->options.stallTimeout, &AdPodPlayer::watch);
     if (std::exchange(began_, true)) return;
@@ -160,6 +167,8 @@ void AdPodPlayer::watch() {
     if (paused_) return startTimer(services_->options.stallTimeout, &AdPodPlayer::watch);
     if (began_)
         fail(ErrorCode::fileNotDisplayable, "The ad stands still.");
+    else if (playing_)
+        tryNextFile(ErrorCode::fileNotDisplayable, "The ad shows no picture.");
     else
         tryNextFile(ErrorCode::fileTimeout, "The ad did not load in time.");
 }
@@ -170,8 +179,9 @@ std::optional<double> AdPodPlayer::duration() const {
 }
 
 void AdPodPlayer::moved(double position) {
-    if (!began_) return;
     const auto keep = shared_from_this();
+    if (!began_) begin();
+    if (!began_ || !engine_) return;
     if (position > position_) startTimer(services_->options.stallTimeout, &AdPodPlayer::watch);
     position_ = position;
     const Duration waited = waited_ + (waitingSince_ ? services_->loop->now() - *waitingSince_ : Duration::zero());
@@ -239,11 +249,7 @@ Macros AdPodPlayer::macros() const {
 
 void AdPodPlayer::track(const std::string& event, bool again) {
     if (!tracked_.insert(event).second && !again) return;
-    std::vector<std::string> urls;
-    for (const Tracking& tracking : ad().linear.trackings) {
-        if (tracking.event == event) urls.push_back(tracking.url);
-    }
-    services_->beacons->send(urls, macros());
+    services_->beacons->send(urlsOf(ad().linear.trackings, event), macros());
 }
 
 void AdPodPlayer::skip() {

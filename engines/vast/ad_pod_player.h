@@ -96,7 +96,8 @@ private:
     std::vector<MediaFile> files_;
     std::size_t file_ = 0;
     std::shared_ptr<THEOplayer> engine_;
-    bool began_ = false;
+    bool playing_ = false;
+    bool began_ = false;  // and shows something
     double position_ = 0;
     std::set<std::string> tracked_;
     std::set<std::size_t> progress_;  // places in the list of trackings

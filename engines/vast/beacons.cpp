@@ -18,6 +18,14 @@ std::string clockText(double seconds) {
 
 }  // namespace
 
+std::vector<std::string> urlsOf(const std::vector<Tracking>& trackings, std::string_view event) {
+    std::vector<std::string> urls;
+    for (const Tracking& tracking : trackings) {
+        if (tracking.event == event) urls.push_back(tracking.url);
+    }
+    return urls;
+}
+
 std::string Beacons::expanded(const std::string& url, const Macros& macros) {
     if (url.find('[') == std::string::npos) return url;
     std::string text = url;

@@ -8,6 +8,7 @@
 #include <optional>
 #include <random>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "engines/vast/vast.h"
@@ -23,6 +24,8 @@ struct Macros {
     std::optional<double> contentPlayhead = {};  // seconds
     std::string assetURL = {};
 };
+
+std::vector<std::string> urlsOf(const std::vector<Tracking>& trackings, std::string_view event);
 
 class Beacons : public std::enable_shared_from_this<Beacons> {
 public:

@@ -118,8 +118,22 @@ Task<void> BreaksPlayer::resolve(std::weak_ptr<BreaksPlayer> weak, std::shared_p
         auto loading = AdResolver::load(std::move(resolver), std::get<std::string>(planned->source));
         planned->selection = co_await std::move(loading);
     }
-    const auto self = weak.lock();
-    if (self && self->current_ == planned) self->runBreak();
+    if (const auto self = weak.lock()) self->resolved(planned);
+}
+
+// A break that is known to be empty does not even hold the content.
+void BreaksPlayer::resolved(const BreakPointer& planned) {
+    if (std::find(breaks_.begin(), breaks_.end(), planned) == breaks_.end()) return;
+    const bool isAwaited = current_ == planned;
+    if (!planned->selection->ads.empty()) {
+        if (isAwaited) runBreak();
+        return;
+    }
+    planned->played = true;
+    Macros macros;
+    macros.errorCode = ErrorCode::noAdsAfterWrapper;
+    services_->beacons->send(urlsOf(planned->trackings, "error"), macros);
+    if (isAwaited) goOn();
 }
 
 void BreaksPlayer::disarm() {

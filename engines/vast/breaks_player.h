@@ -92,6 +92,7 @@ private:
     void arm();
     void check();
     void disarm();
+    void resolved(const BreakPointer& planned);
     static Task<void> fetchStart(std::weak_ptr<BreaksPlayer> weak, std::shared_ptr<AdResolver> resolver,
                                  std::string tag, bool withStart, std::uint64_t load);
     static Task<void> resolve(std::weak_ptr<BreaksPlayer> weak, std::shared_ptr<AdResolver> resolver,

@@ -13,14 +13,6 @@ constexpr int adsReady = 13;
 constexpr int adsEnded = 6;
 constexpr int adsSkipped = 8;
 
-std::vector<std::string> urlsOf(const std::vector<Tracking>& trackings, std::string_view event) {
-    std::vector<std::string> urls;
-    for (const Tracking& tracking : trackings) {
-        if (tracking.event == event) urls.push_back(tracking.url);
-    }
-    return urls;
-}
-
 class Manager final : public IMAAdsManager, public std::enable_shared_from_this<Manager> {
 public:
     Manager(std::shared_ptr<const AdServices> services, AdSelection selection, std::vector<Tracking> trackings,

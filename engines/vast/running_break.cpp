@@ -3,17 +3,6 @@
 #include "engines/vast/breaks_player.h"
 
 namespace quorel::vast {
-namespace {
-
-std::vector<std::string> urlsOf(const std::vector<Tracking>& trackings, const std::string& event) {
-    std::vector<std::string> urls;
-    for (const Tracking& tracking : trackings) {
-        if (tracking.event == event) urls.push_back(tracking.url);
-    }
-    return urls;
-}
-
-}  // namespace
 
 void BreaksPlayer::hold() {
     if (std::exchange(held_, true)) return;
@@ -39,12 +28,6 @@ void BreaksPlayer::startBreak(const BreakPointer& planned) {
 void BreaksPlayer::runBreak() {
     const auto keep = shared_from_this();
     const auto planned = current_;
-    if (planned->selection->ads.empty()) {
-        Macros macros;
-        macros.errorCode = ErrorCode::noAdsAfterWrapper;
-        services_->beacons->send(urlsOf(planned->trackings, "error"), macros);
-        return goOn();
-    }
     AdPodPlayer::Listener listener;
     const auto tell = [weak = weak_from_this()](const auto& type) {
         return [weak, &type] {
@@ -72,7 +55,7 @@ void BreaksPlayer::runBreak() {
     if (!wanted_) pod->pause();
 }
 
-// The break is over, or there was nothing in it: to the next one of this place, or to the content.
+// The break is over, or there is nothing in it: to the next one of this place, or to the content.
 void BreaksPlayer::goOn() {
     const auto keep = shared_from_this();
     const std::uint64_t load = load_;

@@ -38,7 +38,15 @@ public:
     // What it makes allows an engine of engineFactory() to play ads. For other engines it is of no use.
     virtual std::shared_ptr<GoogleIMAIntegrationFactory> integrationFactory() const = 0;
 
-    // Engines that play the ad list of their source, once they have the integration: see breaks_player.h.
+    // Engines that play the ad list of their source once they have the integration, and are like those they are made
+    // from in all else:
+    // - A break stands at "start", "end", "12.5", "00:10:00" or "50%"; one that stands elsewhere is passed over. Its tag
+    //   is asked AdServiceOptions::prefetch before, tags at the start at once, since they may answer with a schedule.
+    // - While ads play the content stands still, without TIME_UPDATE: play(), pause() and paused() speak of the ads, and
+    //   a seek is done when they are over. ads() tells AD_BREAK_BEGIN, AD_BEGIN, AD_END, ..., AD_BREAK_END, then the
+    //   content tells PLAYING again; after the last break comes ENDED.
+    // - A break that is sought over is not played, each other one once. Sources of an insertion service have none.
+    // - Ads are drawn over the picture in the view of addAsSubview(); videoFrames() are the content's.
     virtual std::shared_ptr<EngineFactory> engineFactory() const = 0;
 };
 
