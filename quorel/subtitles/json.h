@@ -33,8 +33,8 @@ public:
     using SubtitlesLineCoder::decode;
     using SubtitlesLineCoder::encode;
     // All throw JSONError (to decode, SubtitlesJSONError), not SubTitlesError; a text that is not UTF-8 is
-    // SubTitlesError (invalidEncoding). The byte forms are UTF-8 whatever `encoding` says. What is read is taken as it stands: cues out of order, times
-    // whose parts contradict their seconds, an end before its start.
+    // SubTitlesError (invalidEncoding). The byte forms are UTF-8 whatever `encoding` says. What is read is taken as
+    // it stands: cues out of order, times whose parts contradict their seconds, an end before its start.
     Subtitles decode(std::string_view content) const override;
     Subtitles decode(std::string_view data, const TextEncoding& encoding) const override;
     std::string encode(const Subtitles& subtitles) const override;

@@ -43,8 +43,8 @@ public:
     using SubtitlesLineCoder::decode;
     using SubtitlesLineCoder::encode;
     // All throw JSONError (to decode, SubtitlesJSONError), not SubTitlesError; a text that is not UTF-8 is
-    // SubTitlesError (invalidEncoding). The byte forms are UTF-8 whatever `encoding` says. An end before its start becomes it; a negative time stops the
-    // process.
+    // SubTitlesError (invalidEncoding). The byte forms are UTF-8 whatever `encoding` says. An end before its start
+    // becomes the start; a negative time stops the process.
     Subtitles decode(std::string_view content) const override;
     Subtitles decode(std::string_view data, const TextEncoding& encoding) const override;
     // A cue without a speaker gets an empty one. Identifiers and positions are not written.
