@@ -8,9 +8,20 @@
 
 namespace quorel {
 
-// Anchored, so it needs no guard against hostile lines.
+namespace {
+
+constexpr std::string_view timingPattern =
+    R"(^(\d+):(\d{1,2}):(\d{1,2})\.(\d{3}),(\d+):(\d{2}):(\d{1,2})\.(\d{3})$)";
+
+}  // namespace
+
 const Regex& detail::sbvTimingPattern() {
-    static const Regex pattern(R"(^(\d+):(\d{1,2}):(\d{1,2})\.(\d{3}),(\d+):(\d{2}):(\d{1,2})\.(\d{3})$)");
+    static const Regex pattern(timingPattern);
+    return pattern;
+}
+
+const Regex& detail::guardedSBVTimingPattern() {
+    static const Regex pattern(R"(\G)" + std::string(timingPattern));
     return pattern;
 }
 
@@ -28,7 +39,7 @@ Subtitles Subtitles::Coder::SBV::decode(std::string_view content) const {
     const std::string_view text = detail::decodableText(content);
     detail::LineReader lines(text);
     detail::TextBlocks blocks(text.size());
-    detail::OnlyMatch pattern(&detail::sbvTimingPattern);
+    detail::OnlyMatch pattern(&detail::guardedSBVTimingPattern);
     detail::TimingParts parts;
     detail::CueList cues(text);
     for (std::string_view line; lines.next(line);) {

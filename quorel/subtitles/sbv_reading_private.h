@@ -5,7 +5,10 @@
 
 namespace quorel::detail {
 
+// The pattern of the timing line, as the format has it, and the same made fit for hostile lines: what can only begin
+// where the search does is not searched for in slices, against the clock.
 const Regex& sbvTimingPattern();
+const Regex& guardedSBVTimingPattern();
 // Reads the usual timing lines, and leaves all others, matching or not, to the pattern.
 bool scanSBVTiming(std::string_view line, TimingParts& parts);
 

@@ -27,8 +27,9 @@ bool scan(std::string_view text, Parts& parts) {
 }
 
 bool match(std::string_view text, Parts& parts) {
-    static const Regex milliseconds(R"(^(\d+):(\d{1,2}):(\d{1,2})[,\.:](\d{3})$)");
-    static const Regex hundredths(R"(^(\d+):(\d{1,2}):(\d{1,2})[,\.:](\d{2})$)");
+    // "\G" adds nothing to "^" but that no search is cut into slices, against the clock.
+    static const Regex milliseconds(R"(\G^(\d+):(\d{1,2}):(\d{1,2})[,\.:](\d{3})$)");
+    static const Regex hundredths(R"(\G^(\d+):(\d{1,2}):(\d{1,2})[,\.:](\d{2})$)");
     if (!isValidUTF8(text)) return false;
     for (const Regex* pattern : {&milliseconds, &hundredths}) {
         Regex::Matcher matcher(*pattern);

@@ -127,7 +127,7 @@ TEST(Scans, ReadTheLanguageOfVTT) {
 TEST(Scans, ReadTheLanguageOfSBV) {
     Generator generator;
     generator.setArrow(",");
-    detail::OnlyMatch pattern(&detail::sbvTimingPattern);
+    detail::OnlyMatch pattern(&detail::guardedSBVTimingPattern);
     compare(detail::sbvTimingPattern(), generator, "..", false, [&](const std::string& line, auto& parts) {
         return detail::scanSBVTiming(line, parts) || (pattern.find(line) && pattern.numbers(parts));
     });
