@@ -17,6 +17,10 @@ constexpr int pollsUntilQuiet = 4;
 constexpr int pollsUntilSettled = 10;
 // Where the machine never lets a thread run in time, it must do without.
 constexpr auto longestWait = 1500ms;
+// Until the reply to the request for a playlist is there, which the gateway gives at once when it is closed.
+constexpr auto longestReply = 500ms;
+// Of a server whose replies are worth waiting for before a teardown, which nobody sees.
+constexpr auto teardownPatience = 400ms;
 
 bool isMadeBy(GstElement* element, std::string_view factoryName) {
     const GstElementFactory* const factory = gst_element_get_factory(element);
@@ -71,6 +75,10 @@ GstElement* DownloadGuard::demuxer() const {
 void DownloadGuard::onElement(GstElement* element) {
     if (isMadeBy(element, "hlsdemux2")) {
         g_weak_ref_set(&demuxer_, element);
+        {
+            const std::lock_guard lock(mutex_);
+            made_ = Clock::now();
+        }
         const auto onPad = +[](GstElement*, GstPad* pad, gpointer self) {
             gst_pad_add_probe(pad, GST_PAD_PROBE_TYPE_EVENT_FLUSH, onFlush, keep(from(self).shared_from_this()),
                               release);
@@ -84,21 +92,32 @@ void DownloadGuard::onElement(GstElement* element) {
     GstObject* const parent = GST_OBJECT_PARENT(element);
     if (parent == nullptr || !isMadeBy(element, "parsebin") || !isMadeBy(GST_ELEMENT(parent), "hlsdemux2")) return;
     if (GstPad* const pad = gst_element_get_static_pad(element, "sink")) {
-        gst_pad_add_probe(pad, GST_PAD_PROBE_TYPE_BUFFER, onData, keep(shared_from_this()), release);
-        auto beginning = std::make_shared<Beginning>();
-        gst_pad_add_probe(pad, GST_PAD_PROBE_TYPE_BUFFER, onBeginning, new std::shared_ptr(beginning),
-                          [](gpointer own) { delete static_cast<std::shared_ptr<Beginning>*>(own); });
-        const std::lock_guard lock(mutex_);
-        // A few are enough for the first ones of a picture and its sound; later ones come with every discontinuity.
-        if (beginnings_.size() < 8) beginnings_.push_back(std::move(beginning));
+        watchStream(pad);
         gst_object_unref(pad);
     }
 }
 
-GstPadProbeReturn DownloadGuard::onData(GstPad*, GstPadProbeInfo* info, gpointer guard) {
-    DownloadGuard& self = from(guard);
+void DownloadGuard::watchStream(GstPad* pad) {
+    const auto stream = std::make_shared<Stream>(shared_from_this());
+    gst_pad_add_probe(pad, GST_PAD_PROBE_TYPE_BUFFER, onData, new std::shared_ptr(stream),
+                      [](gpointer own) { delete static_cast<std::shared_ptr<Stream>*>(own); });
+    auto beginning = std::make_shared<Beginning>();
+    gst_pad_add_probe(pad, GST_PAD_PROBE_TYPE_BUFFER, onBeginning, new std::shared_ptr(beginning),
+                      [](gpointer own) { delete static_cast<std::shared_ptr<Beginning>*>(own); });
+    const std::lock_guard lock(mutex_);
+    std::erase_if(streams_, [](const auto& one) { return one.expired(); });
+    streams_.push_back(stream);
+    // A few are enough for the first ones of a picture and its sound; later ones come with every discontinuity.
+    if (beginnings_.size() < 8) beginnings_.push_back(std::move(beginning));
+}
+
+GstPadProbeReturn DownloadGuard::onData(GstPad*, GstPadProbeInfo* info, gpointer own) {
+    Stream& stream = **static_cast<std::shared_ptr<Stream>*>(own);
+    DownloadGuard& self = *stream.guard;
     ++self.dataCount_;
+    stream.lastData = Clock::now();
     if (!self.refusing_) return GST_PAD_PROBE_OK;
+    stream.refused = true;
     gst_buffer_unref(GST_PAD_PROBE_INFO_BUFFER(info));
     GST_PAD_PROBE_INFO_DATA(info) = nullptr;
     GST_PAD_PROBE_INFO_FLOW_RETURN(info) = GST_FLOW_FLUSHING;
@@ -143,31 +162,56 @@ GstPadProbeReturn DownloadGuard::onFlush(GstPad*, GstPadProbeInfo* info, gpointe
 }
 
 void DownloadGuard::refuseData() {
-    refusing_ = true;
     const std::lock_guard lock(mutex_);
+    for (const auto& one : streams_) {
+        if (const auto stream = one.lock()) stream->refused = false;
+    }
+    refusing_ = true;
     refusingSince_ = lastPoll_ = Clock::now();
     dataSeen_ = dataCount_;
     quietPolls_ = 0;
 }
 
-bool DownloadGuard::becameQuiet() {
+bool DownloadGuard::awaitsReply(Clock::time_point now, std::chrono::milliseconds patience) const {
+    bool isAlive = false;
+    for (const auto& one : streams_) {
+        const auto stream = one.lock();
+        if (!stream) continue;
+        isAlive = true;
+        if (!stream->refused && now - stream->lastData.load() < patience) return true;
+    }
+    return !isAlive && now - made_ < patience;
+}
+
+bool DownloadGuard::becameQuiet(std::chrono::milliseconds patience) {
     GstElement* const adaptive = demuxer();
     if (adaptive == nullptr) return true;
     gst_object_unref(adaptive);
     const std::lock_guard lock(mutex_);
     const auto now = Clock::now();
-    const bool timely = now - std::exchange(lastPoll_, now) < inTime;
     const std::uint64_t count = dataCount_;
+    const bool timely = now - std::exchange(lastPoll_, now) < inTime;
     const bool silent = std::exchange(dataSeen_, count) == count;
-    quietPolls_ = timely && silent ? quietPolls_ + 1 : 0;
+    quietPolls_ = timely && silent && !awaitsReply(now, patience) ? quietPolls_ + 1 : 0;
     return quietPolls_ >= pollsUntilQuiet || now - refusingSince_ > longestWait;
 }
 
-void DownloadGuard::stopDownloads() {
-    GstElement* const adaptive = demuxer();
-    if (adaptive == nullptr) return;
+void DownloadGuard::stopDownloads(GstElement* playbin, bool sourceEnded) {
+    GstElement* adaptive = demuxer();
+    GstBus* const bus = gst_element_get_bus(playbin);
+    const auto begun = Clock::now();
+    while (adaptive == nullptr && !sourceEnded && Clock::now() - begun < longestReply) {
+        constexpr auto ends = static_cast<GstMessageType>(GST_MESSAGE_ERROR | GST_MESSAGE_EOS);
+        if (GstMessage* const message = gst_bus_timed_pop_filtered(bus, 5 * GST_MSECOND, ends)) {
+            gst_message_unref(message);
+            sourceEnded = true;
+        }
+        adaptive = demuxer();
+    }
+    gst_object_unref(bus);
+    if (adaptive == nullptr) return settle();
     refuseData();
-    while (!becameQuiet()) std::this_thread::sleep_for(pollInterval);
+    while (!becameQuiet(teardownPatience)) std::this_thread::sleep_for(pollInterval);
     // A selection of no streams at all cancels their requests, which needs the demuxer at work to come to its end.
     // GStreamer's own constructor of that event wants at least one.
     GstPad* source = nullptr;

@@ -5,7 +5,8 @@
 // which came after it, and an assertion ends the process. And a pipeline that is torn down while a request is under
 // way never gives back what belongs to it: memory, a connection, a descriptor. So nothing here is cancelled while
 // segments come in: first the demuxer is made to stop by itself, by refusing the data it brings, and only when it has
-// been quiet for a moment it is sought in or torn down.
+// been quiet for a moment it is sought in or torn down. A request that is cancelled in the moment of its reply may be
+// answered twice by libsoup 3.2, and that ends the process too; so replies that are on their way are waited for.
 #pragma once
 
 #include <gst/gst.h>
@@ -16,6 +17,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "engines/gstreamer/first_timestamp.h"
@@ -34,15 +36,18 @@ public:
     // Any thread, as all of it. From here on streams stop at the next data they bring, until a flush begins.
     void refuseData();
     void acceptData() { refusing_ = false; }
-    // Whether nothing has come for a while since refuseData(): then a flushing seek is safe. To be asked every
-    // pollInterval until it says so; it takes some 20 ms, and longer on a machine that lets nobody run in time.
-    bool becameQuiet();
+    // Whether nothing has come for a while since refuseData(), and nothing is expected: a stream that has not been
+    // refused anything yet, and had something within the time of `patience`, may be waiting for a reply. Then a flushing
+    // seek is safe. To be asked every pollInterval until it says so; it takes some 20 ms, and longer on a machine that
+    // lets nobody run in time.
+    bool becameQuiet(std::chrono::milliseconds patience);
     static constexpr std::chrono::milliseconds pollInterval{5};
     // The first time stamp of the stream with the pictures, or of any where there are none; absent for sources without
     // an adaptive demuxer.
     std::optional<double> firstTimestamp() const;
-    // Blocks for some 0.1 s: cancels what is still being waited for. After that the pipeline may go.
-    void stopDownloads();
+    // Blocks for 0.1 s up to some seconds: waits for replies, and cancels what is still being waited for. After that the
+    // playbin may go. `sourceEnded`: it has told an error or its end already.
+    void stopDownloads(GstElement* playbin, bool sourceEnded);
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -51,8 +56,18 @@ private:
         FirstTimestamp timestamp;
     };
 
+    // A pad through which the demuxer gets what it loads.
+    struct Stream {
+        explicit Stream(std::shared_ptr<DownloadGuard> owner) : guard(std::move(owner)) {}
+        const std::shared_ptr<DownloadGuard> guard;
+        std::atomic<Clock::time_point> lastData = Clock::now();
+        std::atomic<bool> refused = false;
+    };
+
     void onElement(GstElement* element);
-    static GstPadProbeReturn onData(GstPad* pad, GstPadProbeInfo* info, gpointer guard);
+    void watchStream(GstPad* pad);
+    bool awaitsReply(Clock::time_point now, std::chrono::milliseconds patience) const;
+    static GstPadProbeReturn onData(GstPad* pad, GstPadProbeInfo* info, gpointer stream);
     static GstPadProbeReturn onBeginning(GstPad* pad, GstPadProbeInfo* info, gpointer beginning);
     static GstPadProbeReturn onOutput(GstPad* pad, GstPadProbeInfo* info, gpointer guard);
     static GstPadProbeReturn onFlush(GstPad* pad, GstPadProbeInfo* info, gpointer guard);
@@ -63,6 +78,8 @@ private:
     std::atomic<bool> ending_ = false;
     std::atomic<std::uint64_t> dataCount_ = 0;
     mutable std::mutex mutex_;
+    std::vector<std::weak_ptr<Stream>> streams_;
+    Clock::time_point made_;  // the demuxer
     // What becameQuiet() saw since refuseData().
     Clock::time_point refusingSince_;
     Clock::time_point lastPoll_;

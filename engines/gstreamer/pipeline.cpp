@@ -49,7 +49,7 @@ void Pipeline::load(std::uint64_t session, GatewaySource source) {
     unload();
     if (session != expected_.load()) return;
     session_ = session;
-    prerolled_ = hasStreams_ = ended_ = wantPlaying_ = running_ = reportedFed_ = false;
+    prerolled_ = hasStreams_ = ended_ = sourceEnded_ = wantPlaying_ = running_ = reportedFed_ = false;
     buffering_ = 100;
     origin_ = startsAt_ = 0;
     sought_ = false;
@@ -106,9 +106,9 @@ void Pipeline::unload() {
     // Silent at once; the rest takes longer.
     if (requested_ == GST_STATE_PLAYING) gst_element_set_state(playbin_, GST_STATE_PAUSED);
     const auto tearDown = [playbin = std::exchange(playbin_, nullptr), guard = std::exchange(guard_, nullptr),
-                           playlists = std::exchange(playlists_, nullptr)] {
+                           playlists = std::exchange(playlists_, nullptr), ended = sourceEnded_] {
         if (playlists) playlists->close();
-        guard->stopDownloads();
+        guard->stopDownloads(playbin, ended || !playlists);
         gst_element_set_state(playbin, GST_STATE_NULL);
         gst_object_unref(playbin);
     };

@@ -117,6 +117,7 @@ private:
     bool prerolled_ = false;
     bool hasStreams_ = false;
     bool ended_ = false;
+    bool sourceEnded_ = false;  // by an error, which the bus tells once
     bool wantPlaying_ = false;
     std::uint64_t play_ = 0;
     GstState requested_ = GST_STATE_NULL;

@@ -136,6 +136,7 @@ void Pipeline::onMissingPlugin(GstMessage* message) {
 }
 
 void Pipeline::onError(GstMessage* message) {
+    sourceEnded_ = true;
     GError* error = nullptr;
     gst_message_parse_error(message, &error, nullptr);
     const GstStructure* details = nullptr;

@@ -8,6 +8,12 @@
 #include "engines/gstreamer/pipeline.h"
 
 namespace quorel::gstreamer {
+namespace {
+
+// How long a viewer may wait longer, for a reply that is on its way.
+constexpr std::chrono::milliseconds seekPatience{100};
+
+}  // namespace
 
 void Pipeline::seek(std::uint64_t seek, double time) {
     if (playbin_ == nullptr) return;
@@ -69,7 +75,7 @@ void Pipeline::startSeek() {
 }
 
 void Pipeline::sendWhenQuiet() {
-    if (guard_->becameQuiet()) {
+    if (guard_->becameQuiet(seekPatience)) {
         stop(seekWait_);
         sendSeek();
     } else if (seekWait_ == nullptr) {
