@@ -1,6 +1,7 @@
 #include "hosts/qt/player_item.h"
 
 #include <QEvent>
+#include <QQmlEngine>
 #include <algorithm>
 #include <utility>
 
@@ -10,6 +11,22 @@ namespace quorel::qt {
 namespace {
 
 constexpr double volumeStep = 0.1;
+
+QString nameOf(ContentState state) {
+    switch (state) {
+        case ContentState::idle:
+            break;
+        case ContentState::startSoon:
+            return QStringLiteral("startSoon");
+        case ContentState::paused:
+            return QStringLiteral("paused");
+        case ContentState::shutdown:
+            return QStringLiteral("shutdown");
+        case ContentState::live:
+            return QStringLiteral("live");
+    }
+    return QStringLiteral("idle");
+}
 
 }  // namespace
 
@@ -37,6 +54,19 @@ void PlayerItem::setController(PlayerControllerObject* controller) {
 void PlayerItem::componentComplete() {
     TreeItem::componentComplete();
     makePlayer();
+}
+
+void PlayerItem::reload() {
+    if (isComponentComplete()) makePlayer();
+}
+
+// Each state comes with a change of the tree. QML hears of it later, since it may place things.
+void PlayerItem::updatePolish() {
+    TreeItem::updatePolish();
+    const QString state = player_ ? nameOf(player_->contentState()) : QStringLiteral("idle");
+    if (state == contentState_) return;
+    contentState_ = state;
+    QMetaObject::invokeMethod(this, &PlayerItem::contentStateChanged, Qt::QueuedConnection);
 }
 
 void PlayerItem::makePlayer() {
@@ -85,6 +115,7 @@ void PlayerItem::present(const std::shared_ptr<ui::ViewController>& screen) {
         shown->setTitle(window() != nullptr ? window()->title() : QString());
         if (window() != nullptr) shown->setScreen(window()->screen());
         auto* const item = new TreeItem(shown->contentItem());
+        QQmlEngine::setContextForObject(item, qmlContext(this));
         item->setKeyHandler([player = QPointer(this)](int key) { return player && player->handleKey(key); });
         const auto fill = [shown, item] { item->setSize(QSizeF(shown->size())); };
         connect(shown, &QQuickWindow::widthChanged, item, fill);

@@ -38,6 +38,9 @@ class PlayerItem : public TreeItem {
     Q_PROPERTY(quorel::qt::PlayerControllerObject* controller READ controller WRITE setController NOTIFY
                    controllerChanged)
     Q_PROPERTY(bool isFullScreen READ isFullScreen NOTIFY isFullScreenChanged)
+    // "idle", or of live content "startSoon", "paused", "shutdown" or "live", so that an application can show a
+    // screen or a badge of its own: the player shows none.
+    Q_PROPERTY(QString contentState READ contentState NOTIFY contentStateChanged)
 
 public:
     explicit PlayerItem(QQuickItem* parent = nullptr);
@@ -51,14 +54,20 @@ public:
     // Null while there is none.
     QQuickWindow* fullScreenWindow() const { return fullScreen_; }
     const std::shared_ptr<QuorelPlayerViewController>& player() const { return player_; }
+    QString contentState() const { return contentState_; }
+
+    // Makes the player anew, as another contentId does: for live content that may have begun meanwhile.
+    Q_INVOKABLE void reload();
 
 Q_SIGNALS:
     void contentIdChanged();
     void controllerChanged();
     void isFullScreenChanged();
+    void contentStateChanged();
 
 protected:
     void componentComplete() override;
+    void updatePolish() override;
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
@@ -77,6 +86,7 @@ private:
     std::shared_ptr<PlayerController> facade_;
     std::shared_ptr<QuorelPlayerViewController> player_;
     QPointer<QQuickWindow> fullScreen_;
+    QString contentState_ = QStringLiteral("idle");
 };
 
 }  // namespace quorel::qt

@@ -54,22 +54,22 @@ QPainterPath pause() {
 
 // An arrow that goes round a 10, clockwise for forward.
 QPainterPath aroundTen(bool forward) {
-    constexpr double radius = 8.6;
-    const QPointF centre(12, 13);
+    constexpr double radius = 8.4;
+    const QPointF centre(12, 13.2);
     const QRectF circle(centre.x() - radius, centre.y() - radius, 2 * radius, 2 * radius);
     QPainterPath arc;
-    // Open at the top, on the side that the arrow comes from.
-    arc.arcMoveTo(circle, 60);
-    arc.arcTo(circle, 60, -330);
-    QPainterPath path = stroked(arc, 1.7);
-    QPainterPath head;  // at the arc's beginning, pointing against it
-    const QPointF tip(centre.x() + radius * std::cos(60 * degree), centre.y() - radius * std::sin(60 * degree));
-    head.moveTo(tip + QPointF(-5.2, -1.2));
-    head.lineTo(tip + QPointF(0.9, -3.4));
-    head.lineTo(tip + QPointF(0.1, 3.1));
+    // Open where the arrow points to.
+    arc.arcMoveTo(circle, 90);
+    arc.arcTo(circle, 90, -295);
+    QPainterPath path = stroked(arc, 1.8);
+    QPainterPath head;
+    const QPointF top(centre.x(), centre.y() - radius);
+    head.moveTo(top + QPointF(-5.4, 0));
+    head.lineTo(top + QPointF(0.4, -3.7));
+    head.lineTo(top + QPointF(0.4, 3.7));
     head.closeSubpath();
-    // Forward is drawn as the mirror image of backward, but for the digits.
     path = path.united(head.united(stroked(head, 0.6)));
+    // Forward is the mirror image of backward, but for the digits.
     if (forward) {
         QTransform mirror;
         mirror.translate(24, 0);

@@ -1,6 +1,5 @@
 #include "hosts/qt/tree_item.h"
 
-#include <QElapsedTimer>
 #include <QKeyEvent>
 #include <QPainter>
 #include <QQuickWindow>
@@ -8,8 +7,10 @@
 #include <QSGRectangleNode>
 #include <QTimer>
 #include <algorithm>
+#include <ctime>
 #include <utility>
 
+#include "hosts/qt/accessible_controls.h"
 #include "hosts/qt/fonts.h"
 #include "hosts/qt/frame_tap.h"
 #include "hosts/qt/tree_painter.h"
@@ -24,6 +25,13 @@ ui::Point pointOf(const QPointF& point) {
     return {point.x(), point.y()};
 }
 
+// Of this thread.
+double processorSeconds() {
+    timespec time{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
+}
+
 // The frame's pixels, held for as long as the image is.
 QImage imageOf(const std::shared_ptr<const ui::VideoFrame>& frame) {
     using Held = std::shared_ptr<const ui::VideoFrame>;
@@ -34,8 +42,9 @@ QImage imageOf(const std::shared_ptr<const ui::VideoFrame>& frame) {
 
 }  // namespace
 
-// The picture and what is in front of it, over black.
-struct TreeItem::Node : QSGNode {
+// The picture and what is in front of it, over black. A transform node, if without a transform: below a plain one the
+// software renderer loses the item's place for nodes that come later.
+struct TreeItem::Node : QSGTransformNode {
     QSGRectangleNode* back = nullptr;
     QSGImageNode* video = nullptr;
     QSGImageNode* overlay = nullptr;
@@ -61,7 +70,13 @@ struct TreeItem::Node : QSGNode {
     }
 };
 
-TreeItem::TreeItem(QQuickItem* parent) : QQuickItem(parent), painter_(std::make_unique<TreePainter>()) {
+TreeItem::TreeItem(QQuickItem* parent)
+    : QQuickItem(parent),
+      painter_(std::make_unique<TreePainter>()),
+      accessible_(std::make_unique<AccessibleControls>([this] {
+          paintedChanges_.reset();
+          changed();
+      })) {
     installFonts();
     setFlag(ItemHasContents);
     setAcceptedMouseButtons(Qt::LeftButton);
@@ -147,14 +162,14 @@ void TreeItem::updatePolish() {
         paintedChanges_ = changes;
         paintedRatio_ = ratio;
         paintOverlay(items);
+        accessible_->update(*this, focus_ ? &*focus_ : nullptr);
     }
     wasMoving_ = moves;
     if (moves) QTimer::singleShot(animationStep, Qt::PreciseTimer, this, [this] { changed(); });
 }
 
 void TreeItem::paintOverlay(const std::vector<ui::DisplayItem>& items) {
-    QElapsedTimer timer;
-    timer.start();
+    const double begin = processorSeconds();
     const ui::Rect place = TreePainter::extent(items, root_ ? root_->bounds() : ui::Rect{});
     if (place.width > 0 && place.height > 0) {
         const QSize size = (QSizeF(place.width, place.height) * paintedRatio_).toSize().expandedTo({1, 1});
@@ -171,7 +186,7 @@ void TreeItem::paintOverlay(const std::vector<ui::DisplayItem>& items) {
     overlayPlace_ = place;
     ++overlayNumber_;
     ++cost_.repaints;
-    cost_.seconds += static_cast<double>(timer.nsecsElapsed()) / 1e9;
+    cost_.seconds += processorSeconds() - begin;
     update();
 }
 

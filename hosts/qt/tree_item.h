@@ -4,7 +4,8 @@
 //   auto* item = new quorel::qt::TreeItem(window->contentItem());
 //   item->setViewController(player, loop);
 //
-// GUI thread. Needs a QGuiApplication. What lies behind the picture is not seen.
+// GUI thread. Needs a QGuiApplication. What lies behind the picture is not seen. While an assistive technology listens,
+// the controls that can be reached are children of the item, with their names, roles, places and actions.
 #pragma once
 
 #include <QImage>
@@ -22,6 +23,7 @@
 
 namespace quorel::qt {
 
+class AccessibleControls;
 class FrameTap;
 class TreePainter;
 
@@ -45,7 +47,7 @@ public:
     struct Cost {
         unsigned long long repaints = 0;
         unsigned long long frames = 0;  // of the picture
-        double seconds = 0;             // spent on repaints
+        double seconds = 0;             // of processor time, spent on repaints
     };
     const Cost& cost() const { return cost_; }
 
@@ -82,6 +84,7 @@ private:
     std::optional<ui::FocusRing> focus_;
     std::function<bool(int)> keyHandler_;
     const std::unique_ptr<TreePainter> painter_;
+    const std::unique_ptr<AccessibleControls> accessible_;
 
     std::shared_ptr<FrameTap> tap_;  // of the picture that shows
     QRectF videoPlace_;

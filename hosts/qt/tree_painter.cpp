@@ -15,6 +15,7 @@ namespace {
 
 constexpr double disabledOpacity = 0.35;
 constexpr std::size_t mostImages = 16;
+constexpr double around = 12;  // points that shadows and focus rings reach out of a view
 
 QRectF rectOf(const ui::Rect& rect) {
     return {rect.x, rect.y, rect.width, rect.height};
@@ -57,12 +58,12 @@ void paintSymbol(QPainter& painter, const ui::View& view, const std::string& nam
     draw({}, color);
 }
 
-void paintFocus(QPainter& painter, const QRectF& around, double radius) {
+void paintFocus(QPainter& painter, const QRectF& ring, double radius) {
     painter.setBrush(Qt::NoBrush);
     painter.setPen(QPen(QColor(0, 0, 0, 150), 4));
-    painter.drawRoundedRect(around, radius, radius);
+    painter.drawRoundedRect(ring, radius, radius);
     painter.setPen(QPen(Qt::white, 2));
-    painter.drawRoundedRect(around, radius, radius);
+    painter.drawRoundedRect(ring, radius, radius);
 }
 
 void paintButton(QPainter& painter, const ui::Button& button, const QRectF& frame) {
@@ -107,6 +108,16 @@ void paintSlider(QPainter& painter, const ui::Slider& slider, const QRectF& fram
     if (slider.isFocused())
         paintFocus(painter, QRectF(thumb.x() - half - 4, thumb.y() - half - 4, 2 * half + 8, 2 * half + 8),
                    half + 4);
+}
+
+// What shows its subviews and can be pressed.
+void paintPlainControl(QPainter& painter, const ui::Control& control, const QRectF& frame) {
+    if (control.isEnabled() && (control.isHovered() || control.isHighlighted())) {
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(QColor(255, 255, 255, control.isHighlighted() ? 60 : 32));
+        painter.drawRoundedRect(frame, control.cornerRadius(), control.cornerRadius());
+    }
+    if (control.isFocused()) paintFocus(painter, frame.adjusted(1, 1, -1, -1), control.cornerRadius());
 }
 
 int flagsOf(const ui::Label& label) {
@@ -164,7 +175,6 @@ ui::Rect TreePainter::extent(const std::vector<ui::DisplayItem>& items, const ui
     QRectF extent;
     for (const ui::DisplayItem& item : items) {
         if (!drawsSomething(*item.view)) continue;
-        constexpr double around = 12;  // shadows and focus rings reach out of a view
         QRectF frame = rectOf(item.frame).adjusted(-around, -around, around, around);
         if (item.view->rotation() != 0) {  // the corners of what turns
             const double more = 0.21 * std::max(frame.width(), frame.height());
@@ -186,12 +196,13 @@ ui::Size TreePainter::measure(const ui::Label& label) {
 
 void TreePainter::paint(QPainter& painter, const std::vector<ui::DisplayItem>& items) {
     painter.setRenderHints(QPainter::Antialiasing | QPainter::TextAntialiasing | QPainter::SmoothPixmapTransform);
+    std::erase_if(drawings_, [](const auto& entry) { return entry.second.view.expired(); });
     for (const ui::DisplayItem& item : items) paintOne(painter, item);
 }
 
 void TreePainter::paintOne(QPainter& painter, const ui::DisplayItem& item) {
     const ui::View& view = *item.view;
-    if (dynamic_cast<const ui::VideoView*>(&view) != nullptr) return;
+    if (!drawsSomething(view)) return;
     const QRectF frame = rectOf(item.frame);
     painter.save();
     painter.setOpacity(item.opacity);
@@ -210,45 +221,66 @@ void TreePainter::paintOne(QPainter& painter, const ui::DisplayItem& item) {
             painter.fillRect(frame, colorOf(*background));
         }
     }
-    if (const auto* label = dynamic_cast<const ui::Label*>(&view)) {
-        paintLabel(painter, *label, frame);
-    } else if (const auto* button = dynamic_cast<const ui::Button*>(&view)) {
-        paintButton(painter, *button, frame);
-    } else if (const auto* slider = dynamic_cast<const ui::Slider*>(&view)) {
-        paintSlider(painter, *slider, frame);
+    if (dynamic_cast<const ui::Label*>(&view) != nullptr || dynamic_cast<const ui::Button*>(&view) != nullptr ||
+        dynamic_cast<const ui::Slider*>(&view) != nullptr ||
+        dynamic_cast<const ui::ImageView*>(&view) != nullptr) {
+        const qreal ratio = painter.device()->devicePixelRatio();
+        const QPointF place = frame.topLeft() - QPointF(around, around);
+        // On whole pixels, where texts are sharp.
+        painter.drawImage(QPointF((place * ratio).toPoint()) / ratio, drawingOf(item.view, item.frame, ratio));
     } else if (const auto* control = dynamic_cast<const ui::Control*>(&view)) {
-        if (control->isEnabled() && (control->isHovered() || control->isHighlighted())) {
-            painter.setPen(Qt::NoPen);
-            painter.setBrush(QColor(255, 255, 255, control->isHighlighted() ? 60 : 32));
-            painter.drawRoundedRect(frame, view.cornerRadius(), view.cornerRadius());
-        }
-        if (control->isFocused()) paintFocus(painter, frame.adjusted(1, 1, -1, -1), view.cornerRadius());
-    } else if (const auto* image = dynamic_cast<const ui::ImageView*>(&view); image != nullptr && image->image()) {
-        if (!image->image()->data) {
-            paintSymbol(painter, view, image->image()->name, frame, Qt::white);
-        } else if (const QImage& picture = decoded(*image->image()); !picture.isNull()) {
-            const QSizeF size = QSizeF(picture.size()).scaled(frame.size(), Qt::KeepAspectRatio);
-            const QRectF place(frame.center() - QPointF(size.width() / 2, size.height() / 2), size);
-            if (view.shadow()) {
-                QImage shade = picture.convertToFormat(QImage::Format_ARGB32_Premultiplied);
-                QPainter filler(&shade);
-                filler.setCompositionMode(QPainter::CompositionMode_SourceIn);
-                filler.fillRect(shade.rect(), colorOf(view.shadow()->color));
-                filler.end();
-                painter.save();  // a shadow falls downwards, whichever way the picture is turned
-                paintShadow(view, [&](QPointF offset, const QColor& color) {
-                    const double angle = -view.rotation();
-                    const QPointF turned(offset.x() * std::cos(angle) - offset.y() * std::sin(angle),
-                                         offset.x() * std::sin(angle) + offset.y() * std::cos(angle));
-                    painter.setOpacity(item.opacity * color.alphaF());
-                    painter.drawImage(QRectF(place.topLeft() + turned, place.size()), shade);
-                });
-                painter.restore();
-            }
-            painter.drawImage(place, picture);
-        }
+        paintPlainControl(painter, *control, frame);
     }
     painter.restore();
+}
+
+const QImage& TreePainter::drawingOf(const std::shared_ptr<const ui::View>& view, const ui::Rect& frame,
+                                     qreal ratio) {
+    Drawing& drawing = drawings_[view.get()];
+    const QSizeF size(frame.width, frame.height);
+    if (drawing.view.lock() == view && drawing.changes == view->changes() && drawing.size == size &&
+        drawing.image.devicePixelRatio() == ratio) {
+        return drawing.image;
+    }
+    drawing = {view, view->changes(), size, {}};
+    const QSizeF whole = size + QSizeF(2 * around, 2 * around);
+    drawing.image = QImage((whole * ratio).toSize(), QImage::Format_ARGB32_Premultiplied);
+    drawing.image.setDevicePixelRatio(ratio);
+    drawing.image.fill(Qt::transparent);
+    QPainter painter(&drawing.image);
+    painter.setRenderHints(QPainter::Antialiasing | QPainter::TextAntialiasing | QPainter::SmoothPixmapTransform);
+    const QRectF place(QPointF(around, around), size);
+    if (const auto* label = dynamic_cast<const ui::Label*>(view.get())) paintLabel(painter, *label, place);
+    if (const auto* button = dynamic_cast<const ui::Button*>(view.get())) paintButton(painter, *button, place);
+    if (const auto* slider = dynamic_cast<const ui::Slider*>(view.get())) paintSlider(painter, *slider, place);
+    if (const auto* image = dynamic_cast<const ui::ImageView*>(view.get())) paintImage(painter, *image, place);
+    return drawing.image;
+}
+
+void TreePainter::paintImage(QPainter& painter, const ui::ImageView& view, const QRectF& frame) {
+    if (!view.image()) return;
+    if (!view.image()->data) return paintSymbol(painter, view, view.image()->name, frame, Qt::white);
+    const QImage& picture = decoded(*view.image());
+    if (picture.isNull()) return;
+    const QSizeF size = QSizeF(picture.size()).scaled(frame.size(), Qt::KeepAspectRatio);
+    const QRectF place(frame.center() - QPointF(size.width() / 2, size.height() / 2), size);
+    if (view.shadow()) {
+        QImage shade = picture.convertToFormat(QImage::Format_ARGB32_Premultiplied);
+        QPainter filler(&shade);
+        filler.setCompositionMode(QPainter::CompositionMode_SourceIn);
+        filler.fillRect(shade.rect(), colorOf(view.shadow()->color));
+        filler.end();
+        // A shadow falls downwards, whichever way the picture is turned.
+        paintShadow(view, [&](QPointF offset, const QColor& color) {
+            const double angle = -view.rotation();
+            const QPointF turned(offset.x() * std::cos(angle) - offset.y() * std::sin(angle),
+                                 offset.x() * std::sin(angle) + offset.y() * std::cos(angle));
+            painter.setOpacity(color.alphaF());
+            painter.drawImage(QRectF(place.topLeft() + turned, place.size()), shade);
+        });
+        painter.setOpacity(1);
+    }
+    painter.drawImage(place, picture);
 }
 
 const QImage& TreePainter::decoded(const ui::Image& image) {

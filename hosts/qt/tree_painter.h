@@ -4,6 +4,8 @@
 #include <QHash>
 #include <QImage>
 #include <QPainter>
+#include <memory>
+#include <unordered_map>
 #include <vector>
 
 #include "quorel/ui/display_list.h"
@@ -21,9 +23,20 @@ public:
     static ui::Size measure(const ui::Label& label);
 
 private:
+    // A view's own content with its shadow, as it was drawn last.
+    struct Drawing {
+        std::weak_ptr<const ui::View> view;
+        unsigned long long changes = 0;
+        QSizeF size;
+        QImage image;
+    };
+
     void paintOne(QPainter& painter, const ui::DisplayItem& item);
+    const QImage& drawingOf(const std::shared_ptr<const ui::View>& view, const ui::Rect& frame, qreal ratio);
+    void paintImage(QPainter& painter, const ui::ImageView& view, const QRectF& frame);
     const QImage& decoded(const ui::Image& image);
 
+    std::unordered_map<const ui::View*, Drawing> drawings_;
     QHash<const void*, QImage> images_;  // by the identity of their data, which is held below
     std::vector<std::shared_ptr<const std::string>> held_;
 };

@@ -40,6 +40,7 @@ std::optional<double> parseRate(std::string_view text) {
 std::shared_ptr<SettingsRow> SettingsRow::make(std::string title, std::string value) {
     auto row = std::make_shared<SettingsRow>();
     row->setCornerRadius(8);
+    row->setBackgroundColor(ui::Color{1, 1, 1, 0.08});
     for (const auto& label : {row->titleLabel_, row->valueLabel_}) {
         label->setTextColor(ui::Color::white());
         label->setShadow(settings::textShadow);

@@ -50,6 +50,11 @@ std::vector<std::string> ScriptedBackend::paths() const {
     return result;
 }
 
+void ScriptedBackend::forgetRequests() {
+    const std::lock_guard lock(mutex_);
+    requests_.clear();
+}
+
 bool ScriptedBackend::canInit(const URLRequest& request) const {
     return request.url.absoluteString().starts_with(baseURL_);
 }

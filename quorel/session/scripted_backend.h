@@ -41,6 +41,7 @@ public:
     // What was asked so far, in the order of arrival.
     std::vector<URLRequest> requests() const;
     std::vector<std::string> paths() const;
+    void forgetRequests();
 
     bool canInit(const URLRequest& request) const override;
     void startLoading(const URLRequest& request, std::shared_ptr<UrlProtocolClient> client) override;

@@ -1,4 +1,7 @@
 // The player in a real window, without a display: Qt's own events go in, pixels come out. The SDK's clock is virtual.
+#include <malloc.h>
+
+#include <QAccessible>
 #include <QGuiApplication>
 #include <QImage>
 #include <QQmlComponent>
@@ -63,24 +66,15 @@ protected:
         Quorel::shared().install({});
     }
 
+    // The window of the example.
     void show(int width, int height) {
-        QQmlComponent component(&engine);
-        component.setData(R"(
-            import QtQuick
-            import Quorel
-            Window {
-                visible: true; color: "black"
-                property alias facade: facade
-                property alias player: player
-                PlayerController { id: facade }
-                QuorelPlayer { id: player; anchors.fill: parent; focus: true; contentId: "film"; controller: facade }
-            })",
-                          {});
-        window.reset(qobject_cast<QQuickWindow*>(component.create()));
+        QQmlComponent component(&engine, QUrl::fromLocalFile(QStringLiteral(QUOREL_EXAMPLE)));
+        window.reset(qobject_cast<QQuickWindow*>(
+            component.createWithInitialProperties({{QStringLiteral("film"), QStringLiteral("film")}})));
         ASSERT_TRUE(window) << component.errorString().toStdString();
         window->resize(width, height);
-        item = window->property("player").value<qt::PlayerItem*>();
-        facade = window->property("facade").value<qt::PlayerControllerObject*>();
+        item = window->findChild<qt::PlayerItem*>();
+        facade = item->controller();
         ASSERT_TRUE(loop->drainUntil([&] { return factory->latest() && factory->latest()->source(); }));
         simulated = factory->latest();
         pass(1s);
@@ -103,6 +97,13 @@ protected:
         pass(0s);
         item->polish();  // what moves is drawn in steps of real time, which the virtual one has left behind
         return (of != nullptr ? of : window.get())->grabWindow();
+    }
+    static QAccessibleInterface* accessible(QAccessibleInterface* from, const QString& name) {
+        if (from == nullptr || from->text(QAccessible::Name) == name) return from;
+        for (int i = 0; i < from->childCount(); ++i) {
+            if (auto* const found = accessible(from->child(i), name)) return found;
+        }
+        return nullptr;
     }
     static QColor at(const QImage& image, QPoint where) {
         return image.pixelColor(where * image.devicePixelRatio());
@@ -262,6 +263,79 @@ TEST_F(QtWindow, NothingIsDrawnWhenNothingChanged) {
     pass(20s);
     picture();
     EXPECT_LE(item->cost().repaints, shown + 1);
+}
+
+TEST_F(QtWindow, APictureStandsWhereItsItemStands) {
+    show(640, 360);
+    item->setVisible(false);
+    qt::PlayerItem another(window->contentItem());
+    another.setPosition({200, 100});
+    another.setSize({320, 180});
+    picture();
+    another.setContentId(QStringLiteral("film"));
+    static_cast<QQmlParserStatus&>(another).componentComplete();
+    ASSERT_TRUE(
+        loop->drainUntil([&] { return another.player()->player() && another.player()->player()->source(); }));
+    pass(5s);
+    const QImage seen = picture();
+    EXPECT_EQ(at(seen, {100, 50}), QColor(Qt::black));
+    EXPECT_GT(at(seen, {210, 110}).blue(), 40);
+    EXPECT_GT(at(seen, {510, 270}).blue(), 40);
+    EXPECT_EQ(at(seen, {530, 290}), QColor(Qt::black));
+}
+
+TEST_F(QtWindow, ScreenReadersFindTheControlsThatCanBeReached) {
+    show(640, 360);
+    QAccessible::setActive(true);
+    const auto find = [&](const char* name) {
+        return accessible(QAccessible::queryAccessibleInterface(window.get()), QString::fromUtf8(name));
+    };
+    EXPECT_EQ(find("Pausar"), nullptr) << "hidden";
+    click(emptyPlace);
+    picture();
+    QAccessibleInterface* const pause = find("Pausar");
+    ASSERT_NE(pause, nullptr);
+    EXPECT_EQ(pause->role(), QAccessible::Button);
+    EXPECT_TRUE(pause->rect().contains(window->mapToGlobal(middle(*overlay().playPauseButton()))));
+    pause->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
+    pass(500ms);
+    EXPECT_TRUE(simulated->paused());
+    picture();
+    EXPECT_NE(find("Reproduzir"), nullptr);
+    QAccessibleInterface* const slider = find("Posição");
+    ASSERT_NE(slider, nullptr);
+    simulated->setCurrentTime(50);
+    pass(0s);
+    picture();
+    EXPECT_NEAR(slider->valueInterface()->currentValue().toDouble(), 0.5, 0.01);
+    slider->actionInterface()->doAction(QAccessibleActionInterface::increaseAction());
+    EXPECT_NEAR(simulated->currentTime(), 55, 0.5);
+    overlay().showSettings();
+    pass(400ms);
+    picture();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_EQ(find("Reproduzir"), nullptr);
+    EXPECT_NE(find("Velocidade, 1.0x"), nullptr);
+    QAccessible::setActive(false);
+}
+
+TEST_F(QtWindow, AThousandPlayersLeaveNothingBehind) {
+    show(640, 360);
+    std::size_t settled = 0;
+    for (int round = 0; round < 1000; ++round) {
+        auto another = std::make_unique<qt::PlayerItem>(window->contentItem());
+        another->setSize({320, 180});
+        another->setContentId(QStringLiteral("film"));
+        static_cast<QQmlParserStatus&>(*another).componentComplete();
+        ASSERT_TRUE(loop->drainUntil([&] { return another->player()->player() != nullptr; }));
+        pass(50ms);
+        const std::weak_ptr<QuorelPlayerViewController> player = another->player();
+        another.reset();
+        ASSERT_TRUE(loop->drainUntil([&] { return player.expired(); }));
+        backend->forgetRequests();
+        if (round == 499) settled = mallinfo2().uordblks;
+    }
+    EXPECT_LT(mallinfo2().uordblks, settled + 64 * 1024);
 }
 
 TEST_F(QtWindow, QmlSeesAndCommandsThePlayer) {

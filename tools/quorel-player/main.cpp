@@ -1,0 +1,147 @@
+// quorel-player: the sandbox's titles in a window.
+//
+//   quorel-player [ID] [--bare] [--size WxH] [--seconds S] [--picture FILE] [--screenshots DIRECTORY [--only NAME]]
+#include <fmt/format.h>
+
+#include <QCommandLineParser>
+#include <QGuiApplication>
+#include <QQmlApplicationEngine>
+#include <QQmlContext>
+#include <QQuickWindow>
+#include <QTimer>
+#include <cstdio>
+#include <memory>
+
+#include "engines/gstreamer/gstreamer_engine.h"
+#include "hosts/qt/platform.h"
+#include "hosts/qt/player_item.h"
+#include "quorel/session/quorel.h"
+#include "sandbox/sandbox.h"
+#include "tools/quorel-player/event_log.h"
+#include "tools/quorel-player/screenshots.h"
+
+namespace quorel::player_window {
+namespace {
+
+QVariantList titlesOf(const sandbox::Sandbox& backend) {
+    using State = sandbox::Title::State;
+    QVariantList list;
+    for (const sandbox::Title& title : backend.titles()) {
+        QString badge;
+        if (title.state == State::onAir) badge = QStringLiteral("LIVE");
+        if (title.state == State::startsSoon) badge = QStringLiteral("SOON");
+        if (title.state == State::paused) badge = QStringLiteral("PAUSED");
+        if (title.state == State::over) badge = QStringLiteral("OVER");
+        const auto screen = [&backend](const char* name) {
+            return QString::fromStdString(backend.baseURL() + "/media/images/" + name + ".png");
+        };
+        list.push_back(QVariantMap{
+            {QStringLiteral("screens"), QVariantMap{{QStringLiteral("startSoon"), screen("start-soon")},
+                                                    {QStringLiteral("paused"), screen("pause")},
+                                                    {QStringLiteral("shutdown"), screen("end")}}},
+            {QStringLiteral("id"), QString::fromStdString(title.id)},
+            {QStringLiteral("name"), QString::fromStdString(title.name)},
+            {QStringLiteral("about"), QString::fromStdString(title.about)},
+            {QStringLiteral("badge"), badge}});
+    }
+    return list;
+}
+
+int run(QGuiApplication& app) {
+    QCommandLineParser arguments;
+    arguments.setApplicationDescription(QStringLiteral("Plays the sandbox's titles in a window."));
+    arguments.addHelpOption();
+    arguments.addPositionalArgument(QStringLiteral("ID"), QStringLiteral("The title to begin with (sample)."));
+    arguments.addOption({QStringLiteral("bare"), QStringLiteral("The player alone, without titles and events.")});
+    arguments.addOption({QStringLiteral("size"), QStringLiteral("The window's size."), QStringLiteral("WxH")});
+    arguments.addOption({QStringLiteral("seconds"), QStringLiteral("Ends after so many seconds, with a summary."),
+                         QStringLiteral("S")});
+    arguments.addOption({QStringLiteral("picture"),
+                         QStringLiteral("Takes a picture of the window once it plays, and ends."),
+                         QStringLiteral("FILE")});
+    arguments.addOption(
+        {QStringLiteral("media"), QStringLiteral("Where the titles are."), QStringLiteral("DIRECTORY")});
+    arguments.addOption({QStringLiteral("screenshots"), QStringLiteral("Takes pictures of the window and ends."),
+                         QStringLiteral("DIRECTORY")});
+    arguments.addOption({QStringLiteral("only"), QStringLiteral("Only this picture."), QStringLiteral("NAME")});
+    arguments.addOption({QStringLiteral("silent"), QStringLiteral("Without sound.")});
+    arguments.process(app);
+
+    sandbox::Sandbox::Options sandboxOptions;
+    if (arguments.isSet(QStringLiteral("media"))) {
+        sandboxOptions.mediaDirectory = arguments.value(QStringLiteral("media")).toStdString();
+    }
+    sandbox::Sandbox backend(sandboxOptions);
+    backend.start();
+    const auto loop = std::make_shared<qt::QtRunLoop>();
+    GStreamerOptions options;
+    const bool takesPictures =
+        arguments.isSet(QStringLiteral("screenshots")) || arguments.isSet(QStringLiteral("picture"));
+    if (arguments.isSet(QStringLiteral("silent")) || takesPictures) {
+        options.audio = GStreamerOptions::Audio::none;
+    }
+    PlatformServices services = qt::makeServices(loop, makeGStreamerEngineFactory(loop, options));
+    services.urlSession->registerProtocol(backend.makeProtocol());
+    Quorel::shared().install(std::move(services));
+    Quorel::shared().initialize(backend.token(), std::nullopt, false);
+    qt::registerQmlTypes();
+
+    int code = 0;
+    {
+        EventLog log;
+        QQmlApplicationEngine engine;
+        const QStringList words = arguments.positionalArguments();
+        engine.rootContext()->setContextProperty(QStringLiteral("titles"), titlesOf(backend));
+        engine.rootContext()->setContextProperty(QStringLiteral("eventLog"), &log);
+        engine.rootContext()->setContextProperty(QStringLiteral("initialPanes"),
+                                                 !arguments.isSet(QStringLiteral("bare")));
+        engine.rootContext()->setContextProperty(QStringLiteral("initialTitle"),
+                                                 words.isEmpty() ? QStringLiteral("sample") : words.front());
+        engine.load(QUrl(QStringLiteral("qrc:/Main.qml")));
+        auto* const window =
+            engine.rootObjects().isEmpty() ? nullptr : qobject_cast<QQuickWindow*>(engine.rootObjects().front());
+        if (window == nullptr) {
+            fmt::print(stderr, "quorel-player: the window cannot be made\n");
+            return 1;
+        }
+        const QStringList size = arguments.value(QStringLiteral("size")).split(QLatin1Char('x'));
+        if (size.size() == 2 && size[0].toInt() > 0 && size[1].toInt() > 0) {
+            window->resize(size[0].toInt(), size[1].toInt());
+        }
+        if (takesPictures) {
+            const QString error = arguments.isSet(QStringLiteral("picture"))
+                                      ? takePicture(*window, arguments.value(QStringLiteral("picture")))
+                                      : takeScreenshots(*window, arguments.value(QStringLiteral("screenshots")),
+                                                        arguments.value(QStringLiteral("only")));
+            if (!error.isEmpty()) {
+                fmt::print(stderr, "quorel-player: {}\n", error.toStdString());
+                code = 1;
+            }
+        } else {
+            if (const double seconds = arguments.value(QStringLiteral("seconds")).toDouble(); seconds > 0) {
+                QTimer::singleShot(static_cast<int>(seconds * 1000), &app, &QCoreApplication::quit);
+            }
+            code = QGuiApplication::exec();
+        }
+        const auto& cost = window->property("player").value<qt::PlayerItem*>()->cost();
+        fmt::print("{} frames shown, controls drawn {} times in {:.1f} ms\n", cost.frames, cost.repaints,
+                   cost.seconds * 1000);
+    }
+    Quorel::shared().install({});
+    QCoreApplication::processEvents();
+    return code;
+}
+
+}  // namespace
+}  // namespace quorel::player_window
+
+int main(int argc, char** argv) {
+    QGuiApplication app(argc, argv);
+    QGuiApplication::setApplicationName(QStringLiteral("quorel-player"));
+    try {
+        return quorel::player_window::run(app);
+    } catch (const quorel::Error& error) {
+        fmt::print(stderr, "quorel-player: {}\n", error.what());
+        return 1;
+    }
+}
