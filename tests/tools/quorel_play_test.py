@@ -116,6 +116,18 @@ class Starts(unittest.TestCase):
         self.assertEqual(named(events, "playbackRateChanged")[-1]["rate"], 2)
 
 
+class Subtitles(unittest.TestCase):
+    def test_files_beside_the_stream_are_shown_as_asked(self):
+        code, events, _ = play("sample", "--sandbox", "--list-tracks", "--subtitle", "EN")
+        self.assertEqual(code, 0)
+        self.assertEqual([(track["kind"], track["language"], track["isShown"]) for track in named(events, "track")],
+                         [("subtitles", "en", True), ("subtitles", "es", False), ("subtitles", "pt-br", False)])
+        _, events, summary = play("sample", "--sandbox", "--start", "14.5", "--seconds", "1.5", "--subtitle", "pt-br")
+        self.assertEqual(named(events, "subtitleSelected")[0]["subtitle"], "pt-br")
+        self.assertEqual([line["text"] for line in named(events, "subtitle")], ["O ponto âmbar dá uma volta por segundo.",
+                                                                            "Metade. Esta linha começa aos 15 s exatos."])
+
+
 class Snapshot(unittest.TestCase):
     def test_shows_the_picture_in_its_colours(self):
         with tempfile.TemporaryDirectory() as directory:

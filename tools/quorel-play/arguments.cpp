@@ -29,12 +29,14 @@ what is played
   --seconds N        stop after N seconds of the title (default: at its end)
   --rate R           speed, 0.1 to 16 (default: 1)
   --subtitle LANG    show the subtitle of this language, as pt-br
+  --list-tracks      print the subtitle tracks that the title has, and stop
   --mute             without sound
   --timeout S        give up after S seconds without a picture or without progress (default: 20)
 
 what comes out
   --snapshot FILE    write the last picture to FILE as PNG
   --trace-network    print each request to the backend and to analytics, and each response; not what the engine loads
+  --debug            print what sideloading does to playlists and subtitle files
   --json             one JSON object per line for each event, and a last one that sums up
   --help, --version
 
@@ -67,6 +69,8 @@ std::variant<Arguments, UsageError, Information> parseArguments(const std::vecto
         {"--sandbox", [&] { result.sandbox = true; }},
         {"--mute", [&] { result.mute = true; }},
         {"--json", [&] { result.json = true; }},
+        {"--debug", [&] { result.debug = true; }},
+        {"--list-tracks", [&] { result.listTracks = true; }},
         {"--trace-network", [&] { result.traceNetwork = true; }},
         {"--help", [&] { help_ = true; }},
         {"-h", [&] { help_ = true; }},

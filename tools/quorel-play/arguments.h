@@ -18,6 +18,8 @@ struct Arguments {
     bool sandbox = false;
     std::optional<double> onAirAfter;  // seconds; with `sandbox` only
     bool traceNetwork = false;
+    bool debug = false;
+    bool listTracks = false;
     std::optional<std::string> snapshot;  // file name
     std::optional<double> seconds;        // of the title, from the first position on
     double start = 0;                     // seconds

@@ -82,6 +82,14 @@ public:
         write({{"event", "screen"}, {"at", seconds(at)}, {"state", state}, {"countdown", countdown}});
     }
 
+    void track(const Track& track, bool isShown) override {
+        write({{"event", "track"},
+               {"kind", track.kind()},
+               {"language", track.language()},
+               {"label", track.label()},
+               {"isShown", isShown}});
+    }
+
     void subtitle(double at, const std::string& text) override {
         write({{"event", "subtitle"}, {"at", seconds(at)}, {"text", text}});
     }

@@ -19,6 +19,7 @@
 #include "quorel/foundation/uuid.h"
 #include "quorel/player/controller.h"
 #include "quorel/session/quorel.h"
+#include "quorel/sideload/connector.h"
 #include "quorel/telemetry/network_interceptor.h"
 #include "quorel/ui/display_list.h"
 #include "sandbox/sandbox.h"
@@ -72,6 +73,7 @@ public:
                 }
             });
         }
+        engine_ = engine;
         engine->textTracks().addEventListener(TextTrackListEventTypes::ADD_TRACK, [weak = weak_from_this()](
                                                                                       const AddTrackEvent& event) {
             if (!event.track) return;
@@ -197,6 +199,7 @@ private:
     void check() {
         const bool picture = firstFrameAt_ >= 0;
         if (interrupted != 0) return finish(Outcome::interrupted, picture ? 0 : 3);
+        if (arguments_.listTracks && picture) return listTracks();
         lookAtScreen();
         takeAdSnapshot();
         if (adsAreOn_) lastProgress_ = loop_.now();  // which end by themselves
@@ -205,6 +208,15 @@ private:
         if (picture) return fail(fmt::format("no progress for {} s", arguments_.timeout));
         summary_.error = fmt::format("nothing to see after {} s", arguments_.timeout);
         finish(Outcome::noPicture, 3);
+    }
+
+    void listTracks() {
+        const auto engine = engine_.lock();
+        for (std::size_t i = 0; engine && i < engine->textTracks().count(); ++i) {
+            const auto track = engine->textTracks().get(i);
+            reporter_.track(*track, track->mode() == TextTrackMode::showing);
+        }
+        finish(Outcome::stopped, 0);
     }
 
     // A player does not follow its title: whoever waits for it to come on air asks, and makes a new player.
@@ -272,6 +284,7 @@ private:
     RealRunLoop& loop_;
     Reporter& reporter_;
     std::shared_ptr<QuorelPlayerViewController> player_;
+    std::weak_ptr<THEOplayer> engine_;
     std::shared_ptr<ui::VideoFrameSource> frames_;
     std::shared_ptr<Timer> watch_;
     Duration begin_{0};
@@ -348,6 +361,7 @@ void announce(sandbox::Sandbox& backend, const std::string& id, double after, Re
 int play(const Arguments& arguments, const std::shared_ptr<RealRunLoop>& loop,
          std::shared_ptr<EngineFactory> engines, Reporter& reporter) {
     catchSignals();
+    SideloadedSubtitleConnector::SHOW_DEBUG_LOGS = arguments.debug;
     const LogToReporter logging(reporter);
 
     std::optional<sandbox::Sandbox> backend;

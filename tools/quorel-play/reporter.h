@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "quorel/engine/text_tracks.h"
 #include "quorel/player/events.h"
 
 namespace quorel::play {
@@ -45,6 +46,7 @@ public:
     virtual void timeUpdate(double at, double position, std::optional<double> duration) = 0;
     // What stands in place of a live title: "startSoon", "paused" or "shutdown", and the countdown's text.
     virtual void screen(double at, std::string_view state, const std::string& countdown) = 0;
+    virtual void track(const Track& track, bool isShown) = 0;
     virtual void subtitle(double at, const std::string& text) = 0;
     virtual void logged(std::string_view line) = 0;  // by the SDK; any thread
     virtual void summary(const Summary& summary) = 0;

@@ -83,6 +83,11 @@ public:
         line(at, fmt::format("screen: {}{}{}", state, countdown.empty() ? "" : ", ", countdown));
     }
 
+    void track(const Track& track, bool isShown) override {
+        write(fmt::format("track: {} {} \"{}\"{}\n", track.kind(), track.language(), track.label(),
+                          isShown ? ", shown" : ""));
+    }
+
     void subtitle(double at, const std::string& text) override {
         line(at, fmt::format("subtitle: {}", replacingAll(text, "\n", " / ")));
     }
