@@ -64,6 +64,17 @@ function(quorel_room name)
   endif()
 endfunction()
 
+# quorel_coroutines(session): for a room whose sources are coroutines. Clang 14 cannot assemble them with
+# -fsanitize=function, which "undefined" brings along. (A library, since its options stand behind those of
+# quorel_options; a target's own would stand before them.)
+add_library(quorel_coroutine_options INTERFACE)
+if(QUOREL_SANITIZE MATCHES "undefined" AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+  target_compile_options(quorel_coroutine_options INTERFACE -fno-sanitize=function)
+endif()
+function(quorel_coroutines name)
+  target_link_libraries(quorel_${name} PRIVATE $<BUILD_INTERFACE:quorel_coroutine_options>)
+endfunction()
+
 # quorel_program(quorel-play SOURCES main.cpp USES player [LIBRARIES ...])
 function(quorel_program name)
   cmake_parse_arguments(P "" "" "SOURCES;USES;LIBRARIES" ${ARGN})

@@ -31,7 +31,7 @@ button {{ font: inherit; padding: .1rem .6rem; }} .bad {{ color: #b3261e; }}
 {1}</tbody></table>
 <h2>Tracked</h2>
 <p>What players told, newest first. <button id="forget">Forget it</button></p>
-<table><thead><tr><th>Received</th><th>Ad</th><th>Event</th><th>Error code</th></tr></thead><tbody id="events"></tbody>
+<table><thead><tr><th>Received (UTC)</th><th>Ad</th><th>Event</th><th>Error code</th></tr></thead><tbody id="events"></tbody>
 </table>
 <script>
 async function show(options) {{
@@ -39,9 +39,8 @@ async function show(options) {{
   document.getElementById("events").replaceChildren(...events.reverse().map(one => {{
     const row = document.createElement("tr");
     if (one.event === "error") row.className = "bad";
-    const at = new Date(one.received * 1000);
-    for (const text of [at.toLocaleTimeString() + "." + String(at.getMilliseconds()).padStart(3, "0"), one.ad,
-                        one.event, one.code ?? ""]) {{
+    const at = new Date(one.received * 1000).toISOString().slice(11, 23);
+    for (const text of [at, one.ad, one.event, one.code ?? ""]) {{
       row.append(Object.assign(document.createElement("td"), {{ textContent: text }}));
     }}
     return row;

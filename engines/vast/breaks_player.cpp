@@ -21,14 +21,17 @@ BreaksPlayer::~BreaksPlayer() {
 template <class E>
 void BreaksPlayer::forward(const EventType<E>& type) {
     content_->addEventListener(type, [weak = weak_from_this(), &type](const E& event) {
-        const auto self = weak.lock();
-        if (!self) return;
-        if constexpr (requires { self->on(event); }) {
-            self->on(event);
-        } else {
-            self->dispatchEvent(type, event);
-        }
+        if (const auto self = weak.lock()) self->hear(type, event);
     });
+}
+
+template <class E>
+void BreaksPlayer::hear([[maybe_unused]] const EventType<E>& type, const E& event) {
+    if constexpr (requires { on(event); }) {
+        on(event);
+    } else {
+        dispatchEvent(type, event);
+    }
 }
 
 void BreaksPlayer::listen() {

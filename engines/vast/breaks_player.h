@@ -78,6 +78,8 @@ private:
     void on(const RateChangeEvent& event);
     template <class E>
     void forward(const EventType<E>& type);
+    template <class E>
+    void hear(const EventType<E>& type, const E& event);
 
     // break_schedule.cpp
     void planBreaks(const SourceDescription& source);
