@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cmath>
 #include <cstdlib>
 #include <filesystem>
@@ -14,7 +15,7 @@
 #include "quorel/support/bytes_writer.h"
 
 namespace {
-std::size_t allocations = 0;
+std::atomic<std::size_t> allocations = 0;
 }
 // Counts, for the reads that must not allocate. Not inlined, or the compiler misses the new of a delete.
 [[gnu::noinline]] void* operator new(std::size_t size) {
