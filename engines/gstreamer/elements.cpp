@@ -5,6 +5,8 @@
 #include <array>
 #include <utility>
 
+#include "engines/gstreamer/sound_output.h"
+
 namespace quorel::gstreamer {
 namespace {
 
@@ -45,7 +47,7 @@ GstElement* makeSilentSink() {
 
 // A sink that could not be opened when playback begins would break the picture too.
 GstElement* makeAudioSink(GStreamerOptions::Audio audio) {
-    if (audio == GStreamerOptions::Audio::none) return makeSilentSink();
+    if (audio == GStreamerOptions::Audio::none || !hasSoundOutput()) return makeSilentSink();
     GstElement* const sink = gst_element_factory_make("autoaudiosink", nullptr);
     if (sink == nullptr) return makeSilentSink();
     gst_object_ref_sink(sink);

@@ -10,7 +10,6 @@
 #include "tools/quorel-play/arguments.h"
 #include "tools/quorel-play/playback.h"
 #include "tools/quorel-play/reporter.h"
-#include "tools/quorel-play/sound_output.h"
 
 int main(int argc, char** argv) {
     using namespace quorel;
@@ -28,7 +27,7 @@ int main(int argc, char** argv) {
     const auto reporter = arguments.json ? play::makeJSONReporter() : play::makeTextReporter();
     const auto loop = std::make_shared<RealRunLoop>();
     GStreamerOptions options;
-    if (arguments.mute || !play::hasSoundOutput()) options.audio = GStreamerOptions::Audio::none;
+    if (arguments.mute) options.audio = GStreamerOptions::Audio::none;
     try {
         return play::play(arguments, loop, makeGStreamerEngineFactory(loop, options), *reporter);
     } catch (const Error& error) {
