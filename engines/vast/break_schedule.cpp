@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "engines/vast/breaks_player.h"
+#include "quorel/foundation/log.h"
 
 namespace quorel::vast {
 namespace {
@@ -53,7 +54,9 @@ void BreaksPlayer::addBreaks(TagAnswer answer, bool withStart) {
             breaks_.push_back(std::make_shared<Break>(Break{
                 planned.timeOffset, std::move(planned.source), std::move(planned.trackings), false, {}, false}));
         }
-    } else if (withStart && answer.problem.empty()) {
+    } else if (withStart && !answer.problem.empty()) {
+        logLine("Ad break failed to load: " + answer.problem);
+    } else if (withStart) {
         breaks_.push_back(std::make_shared<Break>(
             Break{{}, std::move(std::get<VastDocument>(answer.document)), {}, false, {}, false}));
     }
@@ -130,6 +133,7 @@ void BreaksPlayer::resolved(const BreakPointer& planned) {
         return;
     }
     planned->played = true;
+    logLine("Ad break failed to load: " + planned->selection->problem);
     Macros macros;
     macros.errorCode = ErrorCode::noAdsAfterWrapper;
     services_->beacons->send(urlsOf(planned->trackings, "error"), macros);

@@ -1,6 +1,7 @@
 #include <utility>
 
 #include "engines/vast/breaks_player.h"
+#include "quorel/foundation/log.h"
 
 namespace quorel::vast {
 
@@ -36,7 +37,8 @@ void BreaksPlayer::runBreak() {
     };
     listener.adBegan = tell(AdsEventTypes::AD_BEGIN);
     listener.adEnded = tell(AdsEventTypes::AD_END);
-    listener.podEnded = [weak = weak_from_this()](const AdPodPlayer::Report&) {
+    listener.podEnded = [weak = weak_from_this()](const AdPodPlayer::Report& report) {
+        if (!report.problem.empty()) logLine("Ad break error: " + report.problem);
         if (const auto self = weak.lock()) self->goOn();
     };
     listener.contentPlayhead = [weak = weak_from_this()] {

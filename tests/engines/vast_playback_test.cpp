@@ -282,8 +282,17 @@ TEST_F(Breaks, TheContentPlaysWhateverTheAdServersDo) {
                {"25", "stalls"},
                {"soon", "ignored"},
                {"end", "never"}});
+    const LogCapture log;
     player->play();
     ASSERT_TRUE(clock.until([&] { return heard("ended"); }));
+    EXPECT_EQ(log.text(),
+              "Ad break failed to load: The ad server answered with status 404.\n"
+              "Ad break failed to load: The ad server's answer cannot be read: line 1: no element found.\n"
+              "Ad break failed to load: The ad server ads.test did not answer in time.\n"
+              "Ad break failed to load: The ad server ads.test did not answer in time.\n"
+              "Ad break error: No such file.\n"
+              "Ad break error: The ad stands still.\n"
+              "Ad break failed to load: The ad server ads.test did not answer in time.\n");
     EXPECT_EQ(told,
               (Lines{"play", "playing", "break at 200/10 s", "over at 200/10 s", "playing", "break at 250/10 s",
                      "adbegin", "adend", "over at 250/10 s", "playing", "pause", "ended"}));
