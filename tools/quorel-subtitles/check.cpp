@@ -120,7 +120,7 @@ int checkFiles(const Arguments& arguments) {
                 input.path, isOK,
                 fmt::format("{}: {}: {}, {}, {}", nameOf(input.path), warnings.empty() ? "ok" : "readable",
                             reading.format->name, reading.encoding.name(), counted(reading.document)),
-                std::move(members));
+                members);
         });
     return code == 0 && arguments.strict && hasWarnings ? 1 : code;
 }
@@ -147,7 +147,7 @@ int describeFiles(const Arguments& arguments) {
         report.result(input.path, true,
                       fmt::format("{}: {}, {}, {}{}{}", nameOf(input.path), reading.format->name,
                                   reading.encoding.name(), counted(document), span, speakers),
-                      std::move(members));
+                      members);
     });
 }
 
