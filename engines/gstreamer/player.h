@@ -145,6 +145,7 @@ private:
     std::optional<double> duration_;
     std::optional<TimelineAnchor> anchor_;
     std::optional<SubtitleSource> subtitles_;  // until their tracks are told
+    bool textPrepared_ = false;
     bool paused_ = true;
     bool playTold_ = false;     // PLAY was told, and PAUSE not yet
     bool playingTold_ = false;  // PLAYING was told, and neither PAUSE nor WAITING yet

@@ -38,6 +38,9 @@ void Player::on(const Renditions& report) {
 
 bool Player::beginTextTracks() {
     if (!subtitles_) return true;
+    if (services_->options.drawSubtitles && !std::exchange(textPrepared_, true)) {
+        services_->threads.run([frames = frames_] { frames->prepareText(); });
+    }
     const std::weak_ptr<Player> alive = weak_from_this();
     const std::uint64_t session = session_;
     return textTracks_->begin(*std::exchange(subtitles_, std::nullopt)) && !alive.expired() && session == session_;

@@ -32,6 +32,8 @@ public:
     void publish(std::uint64_t session, ui::VideoFrame frame);  // `time` on the stream's clock
     // What is drawn into the frames from here on, also into the one that is shown. Any thread.
     void setCues(SubtitleCues cues);
+    // Blocks for as long as it takes to find the fonts, so that the first cue need not wait for them. Any thread.
+    void prepareText() { painter_.prepare(); }
 
 private:
     void tell();
