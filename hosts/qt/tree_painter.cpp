@@ -95,7 +95,7 @@ void paintSlider(QPainter& painter, const ui::Slider& slider, const QRectF& fram
         painter.drawRoundedRect(whole.translated(offset), track / 2, track / 2);
         painter.drawEllipse(thumb + offset, half, half);
     });
-    painter.setBrush(colorOf(slider.tintColor(), 0.38));
+    painter.setBrush(colorOf(slider.tintColor(), 0.45));
     painter.drawRoundedRect(whole, track / 2, track / 2);
     painter.setBrush(colorOf(slider.tintColor()));
     painter.drawRoundedRect(passed, track / 2, track / 2);

@@ -273,7 +273,6 @@ TEST_F(QtWindow, APictureStandsWhereItsItemStands) {
     another.setSize({320, 180});
     picture();
     another.setContentId(QStringLiteral("film"));
-    static_cast<QQmlParserStatus&>(another).componentComplete();
     ASSERT_TRUE(
         loop->drainUntil([&] { return another.player()->player() && another.player()->player()->source(); }));
     pass(5s);
@@ -326,7 +325,6 @@ TEST_F(QtWindow, AThousandPlayersLeaveNothingBehind) {
         auto another = std::make_unique<qt::PlayerItem>(window->contentItem());
         another->setSize({320, 180});
         another->setContentId(QStringLiteral("film"));
-        static_cast<QQmlParserStatus&>(*another).componentComplete();
         ASSERT_TRUE(loop->drainUntil([&] { return another->player()->player() != nullptr; }));
         pass(50ms);
         const std::weak_ptr<QuorelPlayerViewController> player = another->player();

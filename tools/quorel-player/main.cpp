@@ -13,8 +13,10 @@
 #include <memory>
 
 #include "engines/gstreamer/gstreamer_engine.h"
+#include "engines/vast/vast_ad_service.h"
 #include "hosts/qt/platform.h"
 #include "hosts/qt/player_item.h"
+#include "quorel/foundation/uuid.h"
 #include "quorel/session/quorel.h"
 #include "sandbox/sandbox.h"
 #include "tools/quorel-player/event_log.h"
@@ -81,9 +83,14 @@ int run(QGuiApplication& app) {
         options.audio = GStreamerOptions::Audio::none;
     }
     PlatformServices services = qt::makeServices(loop, makeGStreamerEngineFactory(loop, options));
+    const auto ads = VastAdService::make(loop, services.urlSession, services.engineFactory);
+    services.imaFactory = ads->imaFactory();
+    services.imaIntegrationFactory = ads->integrationFactory();
+    services.engineFactory = ads->engineFactory();
     services.urlSession->registerProtocol(backend.makeProtocol());
     Quorel::shared().install(std::move(services));
     Quorel::shared().initialize(backend.token(), std::nullopt, false);
+    Quorel::shared().setSessionId(UUID::random().string());
     qt::registerQmlTypes();
 
     int code = 0;

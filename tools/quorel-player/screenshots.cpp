@@ -92,6 +92,7 @@ private:
 QString takePicture(QQuickWindow& window, const QString& file) {
     Photographer photographer(window);
     if (!photographer.waitUntilShown()) return photographer.error;
+    rest(2500);  // for the better variant
     photographer.showControls();
     photographer.save(file);
     return photographer.error;
