@@ -53,7 +53,7 @@ Window {
         id: titlePane
         anchors.top: header.bottom
         anchors.bottom: parent.bottom
-        width: Math.min(300, window.width * 0.6)
+        width: Math.min(340, window.width * 0.6)
         visible: window.titlesOpen
         color: "#12151b"
         ListView {
