@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <memory>
+#include <utility>
 
 #include "quorel/foundation/text.h"
 #include "quorel/subtitles/subtitles_error.h"
@@ -16,7 +17,8 @@ constexpr std::size_t sampleSize = 64 * 1024;
 std::optional<DetectedText> decodeAs(std::string_view bytes, const TextEncoding& encoding) {
     try {
         std::string text = decodeText(bytes, encoding);
-        return DetectedText{std::string(droppingByteOrderMark(text)), encoding};
+        text.erase(0, text.size() - droppingByteOrderMark(text).size());
+        return DetectedText{std::move(text), encoding};
     } catch (const SubTitlesError&) {
         return std::nullopt;
     }

@@ -1,6 +1,7 @@
 #include "quorel/subtitles/text_encoding.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "quorel/foundation/text.h"
 #include "quorel/subtitles/subtitles_error.h"
@@ -90,7 +91,7 @@ std::string_view decodeText(std::string_view bytes, const TextEncoding& encoding
 std::string decodeText(std::string_view bytes, const TextEncoding& encoding) {
     std::string storage;
     const std::string_view text = decodeText(bytes, encoding, storage);
-    return text.data() == storage.data() ? storage : std::string(text);
+    return text.data() == storage.data() ? std::move(storage) : std::string(text);
 }
 
 std::string encodeText(std::string text, const TextEncoding& encoding) {

@@ -30,8 +30,9 @@ std::string readFile(const URL& fileURL) {
 }
 
 std::string readTextFile(const URL& fileURL, const TextEncoding& encoding) {
-    const std::string text = decodeText(readFile(fileURL), encoding);
-    return std::string(droppingByteOrderMark(text));
+    std::string text = decodeText(readFile(fileURL), encoding);
+    text.erase(0, text.size() - droppingByteOrderMark(text).size());
+    return text;
 }
 
 DetectedText readTextFileDetectingEncoding(const URL& fileURL) {
