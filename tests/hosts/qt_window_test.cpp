@@ -53,6 +53,7 @@ protected:
     QtWindow() {
         PlatformServices services = PlatformServices::standard(loop, factory);
         services.urlSession->registerProtocol(backend);
+        services.vendorIdentifier = std::make_shared<InstallationIdentifier>("");  // nothing is kept
         Quorel::shared().install(std::move(services));
         Quorel::shared().initialize("token", std::nullopt, false);
         backend->reply("players/configuration/film", 200, configBody("film", true));
