@@ -37,7 +37,7 @@ def named(events, name):
     return [event for event in events if event["event"] == name]
 
 
-def read_png(path):
+def read_png(path, most_rows=None):
     """Rows of (red, green, blue), from an 8-bit RGB PNG that is not interlaced (W3C PNG 9: filters)."""
     data = pathlib.Path(path).read_bytes()
     assert data[:8] == b"\x89PNG\r\n\x1a\n"
@@ -51,7 +51,7 @@ def read_png(path):
         packed += body if kind == b"IDAT" else b""
         at += size + 12
     raw, above, rows = zlib.decompress(packed), bytearray(width * 3), []
-    for y in range(height):
+    for y in range(min(height, most_rows or height)):
         kind, line = raw[y * (width * 3 + 1)], bytearray(raw[y * (width * 3 + 1) + 1:(y + 1) * (width * 3 + 1)])
         for i in range(width * 3):
             left, up, corner = (line[i - 3], above[i], above[i - 3]) if i >= 3 else (0, above[i], 0)
@@ -150,6 +150,22 @@ class Snapshot(unittest.TestCase):
         code, _, summary = play("sample", "--sandbox", "--seconds", "0.2", "--snapshot", "/no/such/place.png")
         self.assertEqual((code, summary["snapshot"]), (1, None))
         self.assertIn("/no/such/place.png", summary["error"])
+
+
+class Ads(unittest.TestCase):
+    def test_play_before_the_content_and_in_it(self):
+        with tempfile.TemporaryDirectory() as directory:
+            file = os.path.join(directory, "frame.png")
+            code, events, summary = play("ads", "--sandbox", "--start", "4", "--seconds", "2", "--snapshot", file)
+            self.assertEqual((code, summary["outcome"], summary["snapshot"]), (0, "stopped", file))
+            course = [event["event"] for event in events if event["event"].startswith(("ad", "play"))]
+            ad = ["adBegin", "adEnd"]
+            self.assertEqual(course, ["adBreakBegin", *ad, "adBreakEnd", "play", "playing",
+                                      "adBreakBegin", *ad, *ad, "adBreakEnd", "playing"])
+            # The first ad is red, the second one green.
+            for number, colour in enumerate([(168, 50, 31), (168, 50, 31), (31, 122, 61)], 1):
+                rows = read_png(os.path.join(directory, f"frame-ad-{number}.png"), most_rows=21)
+                self.assertLess(max(abs(a - b) for a, b in zip(rows[20][20], colour)), 16, number)
 
 
 class Failures(unittest.TestCase):
