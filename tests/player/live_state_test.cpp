@@ -132,7 +132,7 @@ TEST_F(Live, TheFirstStatusDecidesWhatIsShown) {
     } rows[] = {
         {{.isLive = true, .isPaused = true, .isShutdown = true}, ContentState::paused, "Live badge"},
         {{.isLive = true, .isShutdown = true}, ContentState::shutdown, "Status screen"},
-        {{}, ContentState::startSoon, "Status screen"},
+        {{.eventDate = start1970 + 3600}, ContentState::startSoon, "Status screen"},
         {{.isLive = true}, ContentState::live, "Live badge"},
         {{.isPaused = true, .screens = " \\u0001"}, ContentState::paused, "Live badge"},  // no URL: no screen
     };
@@ -151,6 +151,7 @@ TEST_F(Live, TheFirstStatusDecidesWhatIsShown) {
         EXPECT_EQ(factory->latest()->source().has_value(), onAir);
         EXPECT_EQ(asked("players/configuration/show") - before, onAir ? 1 : 2) << "asked again for a new state";
         controller->stopAnalytics();
+        loop->advance(durationFromSeconds(1));  // ends the countdown, which holds its controller
     }
 }
 
