@@ -34,7 +34,7 @@ what is played
   --timeout S        give up after S seconds without a picture or without progress (default: 20)
 
 what comes out
-  --snapshot FILE    write the last picture to FILE as PNG
+  --snapshot FILE    write the last picture to FILE as PNG; of ads too: out.png has out-ad-1.png beside it
   --trace-network    print each request to the backend and to analytics, and each response; not what the engine loads
   --debug            print what sideloading does to playlists and subtitle files
   --json             one JSON object per line for each event, and a last one that sums up
