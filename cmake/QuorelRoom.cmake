@@ -30,8 +30,13 @@ if(QUOREL_SANITIZE)
   target_link_options(quorel_options INTERFACE -fsanitize=${QUOREL_SANITIZE})
 endif()
 
-# What every test runs with: the leaks of other people's libraries that LeakSanitizer is to pass over.
-set(QUOREL_TEST_ENVIRONMENT "LSAN_OPTIONS=suppressions=${CMAKE_CURRENT_LIST_DIR}/lsan.supp:print_suppressions=0")
+# What every test runs with: what LeakSanitizer and ThreadSanitizer are to pass over of other people's libraries. One
+# variable, because a list would not survive the way into the discovered tests' properties.
+if(QUOREL_SANITIZE MATCHES "thread")
+  set(QUOREL_TEST_ENVIRONMENT "TSAN_OPTIONS=suppressions=${CMAKE_CURRENT_LIST_DIR}/tsan.supp")
+else()
+  set(QUOREL_TEST_ENVIRONMENT "LSAN_OPTIONS=suppressions=${CMAKE_CURRENT_LIST_DIR}/lsan.supp:print_suppressions=0")
+endif()
 
 # quorel_room(foundation [INSTALL] FLOOR 1 SOURCES a.cpp b.cpp [USES engine ui] [PRIVATE_LIBRARIES CURL::libcurl])
 # makes quorel_foundation with the alias quorel::foundation. USES are rooms of the house, PRIVATE_LIBRARIES

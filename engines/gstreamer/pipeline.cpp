@@ -49,14 +49,18 @@ void Pipeline::load(std::uint64_t session, GatewaySource source) {
     unload();
     if (session != expected_.load()) return;
     session_ = session;
-    prerolled_ = hasStreams_ = ended_ = sourceEnded_ = wantPlaying_ = running_ = reportedFed_ = false;
+    isSecondTry_ = wantPlaying_ = sought_ = false;
+    wanted_.reset();
+    lastSeek_ = 0;
+    begin(std::move(source));
+}
+
+void Pipeline::begin(GatewaySource source) {
+    prerolled_ = hasStreams_ = ended_ = sourceEnded_ = running_ = reportedFed_ = false;
     buffering_ = 100;
     origin_ = startsAt_ = 0;
-    sought_ = false;
     duration_.reset();
-    wanted_.reset();
     inFlight_.reset();
-    lastSeek_ = 0;
     rateInUse_ = 1;
     restingAt_.reset();
     missingFormats_.clear();
@@ -65,10 +69,12 @@ void Pipeline::load(std::uint64_t session, GatewaySource source) {
     noteProgress();
     movedAt_ = progressAt_;
     requested_ = GST_STATE_NULL;
+    source_ = source;
 
     std::string uri = source.address;
     if (PlaylistGateway::takes(source)) {
-        source.onRenditions = [reporter = reporter_, session](std::vector<SubtitleRendition> renditions) {
+        source.onRenditions = [reporter = reporter_,
+                               session = session_](std::vector<SubtitleRendition> renditions) {
             reporter({session, Renditions{std::move(renditions)}});
         };
         playlists_ = gateway_.open(std::move(source));
@@ -83,7 +89,7 @@ void Pipeline::load(std::uint64_t session, GatewaySource source) {
         uri = playlists_->address();
     }
     std::string problem;
-    playbin_ = makePlaybin(uri, options_.audio, frames_, session, problem);
+    playbin_ = makePlaybin(uri, options_.audio, frames_, session_, problem);
     if (playbin_ == nullptr) {
         fail({.kind = Failure::Kind::setup, .message = problem});
         return;
@@ -95,7 +101,20 @@ void Pipeline::load(std::uint64_t session, GatewaySource source) {
     applyState();
 }
 
+// Now and then hlsdemux2 gives up at the very beginning of fragmented MP4 ("Couldn't download fragments"), though no
+// request has failed. The second time goes well.
+bool Pipeline::tryAgain(const Failure& failure) {
+    const bool mayHelp = failure.kind == Failure::Kind::source && failure.httpStatus == 0 && !prerolled_ &&
+                         playlists_ && !playlists_->explanation();
+    if (!mayHelp || std::exchange(isSecondTry_, true)) return false;
+    GatewaySource source = source_;
+    unload();
+    begin(std::move(source));
+    return true;
+}
+
 void Pipeline::unload() {
+    source_ = {};
     stop(ticks_);
     stop(seekWait_);
     stop(busWatch_);
@@ -297,8 +316,11 @@ void Pipeline::tick() {
         fail(*std::exchange(held_, std::nullopt));
         return;
     }
-    if (now - progressAt_ > std::chrono::duration<double>(options_.stallTimeout)) {
-        fail({.kind = Failure::Kind::stalled, .seconds = options_.stallTimeout});
+    // A live stream that played is worth waiting for: its server may come back.
+    const bool isLive = prerolled_ && duration_ == std::numeric_limits<double>::infinity();
+    const double patience = options_.stallTimeout * (isLive ? 3 : 1);
+    if (now - progressAt_ > std::chrono::duration<double>(patience)) {
+        fail({.kind = Failure::Kind::stalled, .seconds = patience});
     }
 }
 

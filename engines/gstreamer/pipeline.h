@@ -61,7 +61,9 @@ private:
     double playerTime(GstClockTime streamTime) const;
     std::optional<double> queryDuration() const;
 
-    // pipeline.cpp: states
+    // pipeline.cpp: sources and states
+    void begin(GatewaySource source);
+    bool tryAgain(const Failure& failure);
     void applyState();
     void onPrerolled();
     TimelineAnchor findOrigin(GstClockTime position);
@@ -108,6 +110,8 @@ private:
 
     // Of the session.
     std::uint64_t session_ = 0;
+    GatewaySource source_;
+    bool isSecondTry_ = false;
     GstElement* playbin_ = nullptr;
     std::shared_ptr<DownloadGuard> guard_;
     std::shared_ptr<GatewaySession> playlists_;  // null for sources that are no playlists

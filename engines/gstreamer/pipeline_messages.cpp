@@ -157,7 +157,7 @@ void Pipeline::onError(GstMessage* message) {
         failure.kind = Failure::Kind::output;
     }
     g_clear_error(&error);
-    holdOrFail(std::move(failure));
+    if (!tryAgain(failure)) holdOrFail(std::move(failure));
 }
 
 void Pipeline::holdOrFail(Failure failure) {

@@ -189,7 +189,7 @@ TEST_P(GStreamerTrouble, IsOneClearError) {
             if (!GetParam().script) return {};
             return GetParam().script(*server, path);
         },
-        1);
+        3);
     server = &harness.server;
     GStreamerHarness good;
     const auto player = makePlayer(harness);
