@@ -17,6 +17,7 @@
 // - Live streams: 0 is the place where playback joined, so a seek to 0 before playback changes nothing; what the
 //   server still keeps before that has negative times. Seeks are clamped to the window, and a viewer who falls
 //   behind it goes on at its beginning.
+//   A server that is away for up to a minute is waited for; playback goes on where the window then begins.
 // - A source that breaks while some of it is buffered plays that first and tells ERROR when it is used up.
 // - A server that goes silent gives ERROR after GStreamerOptions::stallTimeout. An ERROR may come later than its cause
 //   by up to GStreamerOptions::diagnosisTimeout, in which the engine asks the server what is wrong.
@@ -47,7 +48,8 @@ struct GStreamerOptions {
     Audio audio = Audio::automatic;
 
     // Seconds without any progress while the engine should load, seek or play, after which it gives up with ERROR.
-    // At least 1. GStreamer's own limit for a server that does not answer at all, 15 seconds, may come first.
+    // Three times that for a live stream that has played. At least 1. GStreamer's own limit for a server that does not
+    // answer at all, 15 seconds, may come first.
     double stallTimeout = 20;
 
     // Whether shown subtitles are drawn into the frames of videoFrames(). A host that draws them itself asks the track

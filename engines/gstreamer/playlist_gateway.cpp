@@ -23,12 +23,20 @@ constexpr auto longestWait = 9s;
 // How long a playlist that was there before is asked for again, and how often.
 constexpr auto longestRetry = 6s;
 constexpr auto retryPause = 500ms;
+// For how long a live stream goes on with the playlist that it has while its server is away. The demuxer would end at
+// once; so it plays what it has, asks again by itself, and catches up when the server is back.
+constexpr auto longestOutage = 60s;
 // How long after it a failure to load a playlist explains that playback broke.
 constexpr auto memory = 30s;
 
 std::string makeToken() {
     std::random_device random;
     return fmt::format("{:08x}{:08x}{:08x}{:08x}", random(), random(), random(), random());
+}
+
+HttpResponse playlistOf(const std::string& text) {
+    return HttpResponse::ok(
+        http::HttpResponseBody::data({text.begin(), text.end()}, "application/vnd.apple.mpegurl"));
 }
 
 // All of it, or the range of bytes that the demuxer asks for where a playlist says EXT-X-BYTERANGE (RFC 9110 14.2).
@@ -124,9 +132,14 @@ HttpResponse GatewaySession::answerOpen(std::size_t index, Resource resource, co
             resources_[index].loadedBefore = true;
             if (failed_ && failed_->index == index) failed_.reset();
             lock.unlock();
-            return give(std::move(*loaded), resource.kind, request);
+            return give(std::move(*loaded), index, resource.kind, request);
         }
         const Refusal& refusal = std::get<Refusal>(result);
+        if (refusal.isTemporary && !resource.lastWindow.empty() &&
+            Clock::now() - resource.lastLoad < longestOutage) {
+            failed_ = Failed{index, refusal.sentence(nameOf(resource)), Clock::now()};
+            return playlistOf(resource.lastWindow);
+        }
         // A network that comes back in time was never away.
         const bool again =
             resource.loadedBefore && refusal.isTemporary && Clock::now() + retryPause < begun + longestRetry;
@@ -143,18 +156,22 @@ HttpResponse GatewaySession::answerOpen(std::size_t index, Resource resource, co
     }
 }
 
-HttpResponse GatewaySession::give(Loaded loaded, ResourceKind kind, const http::HttpRequest& request) {
+HttpResponse GatewaySession::give(Loaded loaded, std::size_t index, ResourceKind kind,
+                                  const http::HttpRequest& request) {
     if (kind != ResourceKind::playlist) return partOf(std::move(loaded.data), request);
     auto playlist = rewritePlaylist(loaded.data, loaded.url, [this](const std::string& uri, ResourceKind part) {
         return addressOf(indexOf(uri, part));
     });
     if (!playlist) return HttpResponse::notFound();
+    const auto has = [&](const char* tag) { return playlist->text.find(tag) != std::string::npos; };
+    const bool isLive = has("#EXTINF") && !has("#EXT-X-ENDLIST");
     std::unique_lock lock(mutex_);
+    resources_[index].lastWindow = isLive ? playlist->text : std::string();
+    resources_[index].lastLoad = Clock::now();
     const bool tell = !playlist->renditions.empty() && !std::exchange(renditionsTold_, true);
     lock.unlock();
     if (tell && onRenditions_) onRenditions_(std::move(playlist->renditions));
-    return HttpResponse::ok(http::HttpResponseBody::data({playlist->text.begin(), playlist->text.end()},
-                                                         "application/vnd.apple.mpegurl"));
+    return playlistOf(playlist->text);
 }
 
 ResourceLoader::Result GatewaySession::load(const Resource& resource, Clock::time_point deadline) {

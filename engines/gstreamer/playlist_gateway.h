@@ -60,6 +60,8 @@ private:
         std::string uri;
         ResourceKind kind;
         bool loadedBefore = false;
+        std::string lastWindow{};  // of a live stream: the playlist as it was handed out last
+        std::chrono::steady_clock::time_point lastLoad{};
     };
     using Loaded = ResourceLoader::Loaded;
     using Refusal = ResourceLoader::Refusal;
@@ -69,7 +71,7 @@ private:
     std::size_t indexOf(const std::string& uri, ResourceKind kind);
     ResourceLoader::Result load(const Resource& resource, Clock::time_point deadline);
     std::string nameOf(const Resource& resource) const;
-    http::HttpResponse give(Loaded loaded, ResourceKind kind, const http::HttpRequest& request);
+    http::HttpResponse give(Loaded loaded, std::size_t index, ResourceKind kind, const http::HttpRequest& request);
     http::HttpResponse answerOpen(std::size_t index, Resource resource, const http::HttpRequest& request);
 
     const std::string root_;

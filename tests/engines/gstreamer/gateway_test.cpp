@@ -2,10 +2,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <future>
 #include <mutex>
 #include <thread>
 
+#include "engines/gstreamer/engine_thread.h"
+#include "engines/gstreamer/playlist_gateway.h"
 #include "engines/gstreamer/playlist_rewriting.h"
+#include "engines/gstreamer/resource_loader.h"
 #include "tests/engines/gstreamer/gstreamer_harness.h"
 
 namespace quorel::testing {
@@ -196,6 +200,43 @@ TEST_F(Interception, FollowsARedirectOfTheDelegate) {
                     return true;
                 }}});
     EXPECT_TRUE(harness.waitUntil([&] { return player->currentTime() > 0.2; }));
+}
+
+// The demuxer would end where a playlist cannot be loaded again. A film's playlist is not asked for twice.
+TEST(Gateway, GivesTheLastWindowOfALiveStreamWhileItsServerIsAway) {
+    int asked = 0;
+    const auto interceptor =
+        std::make_shared<Interceptor>(std::vector<std::pair<std::string, Interceptor::Answer>>{
+            {"interceptedm3u8://", [&](auto& request) {
+                 if (++asked != 2) {
+                     return Interceptor::give(
+                         request, "#EXTM3U\n#EXTINF:2,\nhttp://cdn.example/" + std::to_string(asked) + ".ts\n");
+                 }
+                 request->finishLoadingWithError(URLError(URLError::Code::cannotConnectToHost));
+                 return true;
+             }}});
+    UrlSession session;
+    gstreamer::ThreadPark threads;
+    gstreamer::PlaylistGateway gateway;
+    const auto opened =
+        gateway.open({.address = "http://cdn.example/live.m3u8",
+                      .type = "",
+                      .loader = std::make_shared<gstreamer::ResourceLoader>(session, threads, interceptor)});
+    const auto playlist = [&] {
+        std::promise<std::string> body;
+        session
+            .dataTask(URLRequest(*URL::parse(opened->address())),
+                      [&](UrlSession::Result result) { body.set_value(std::get<DataAndResponse>(result).data); })
+            ->resume();
+        return body.get_future().get();
+    };
+    const std::string first = playlist();
+    EXPECT_NE(first.find("/1.ts"), std::string::npos);
+    EXPECT_EQ(playlist(), first);
+    EXPECT_TRUE(opened->explanation()) << "why, should what there is run out";
+    EXPECT_NE(playlist().find("/3.ts"), std::string::npos);
+    EXPECT_FALSE(opened->explanation());
+    opened->close();
 }
 
 // What goes wrong at the delegate is one ERROR that says so, and the player is good for a source without it.
