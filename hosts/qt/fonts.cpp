@@ -2,6 +2,8 @@
 
 #include <QFontDatabase>
 #include <QStringList>
+#include <algorithm>
+#include <cmath>
 
 namespace quorel::qt {
 namespace {
@@ -34,7 +36,7 @@ QFont fontOf(const ui::Font& font) {
         result.setFamily(font.family.empty() ? QStringLiteral("sans-serif") : textOf(font.family));
         result.setWeight(font.bold ? QFont::Bold : QFont::Normal);
     }
-    result.setPixelSize(std::max(1, static_cast<int>(font.size + 0.5)));
+    result.setPixelSize(std::max(1, static_cast<int>(std::lround(font.size))));
     return result;
 }
 

@@ -32,7 +32,7 @@ void paintShadow(const ui::View& view, const Draw& draw) {
     const auto& shadow = view.shadow();
     if (!shadow || shadow->opacity <= 0) return;
     constexpr int copies = 8;
-    const QColor color = colorOf(shadow->color, shadow->opacity / (copies / 2));
+    const QColor color = colorOf(shadow->color, 2 * shadow->opacity / copies);
     const double reach = shadow->radius / 2;
     for (int i = 0; i < copies; ++i) {
         const double angle = 2 * std::numbers::pi * i / copies;

@@ -61,7 +61,7 @@ protected:
         factory->setDefaultScript({.duration = 100});
         qt::registerQmlTypes();
     }
-    ~QtWindow() override {
+    void TearDown() override {
         window.reset();
         loop->drain();
         Quorel::shared().install({});
