@@ -250,11 +250,6 @@ TEST(GStreamerEngine, JoinsALiveStreamAtZero) {
     EXPECT_TRUE(harness.waitUntil([&] { return player->currentTime() > there + 0.3; }));
 }
 
-std::size_t entries(const char* directory) {
-    using Iterator = std::filesystem::directory_iterator;
-    return static_cast<std::size_t>(std::distance(Iterator(directory), Iterator()));
-}
-
 // What is allocated; how much of it is resident says more about the allocator's arenas.
 std::size_t allocatedKilobytes() {
     const struct mallinfo2 info = mallinfo2();

@@ -1,6 +1,8 @@
 // A real loop, a real server and the GStreamer engine, without sound.
 #pragma once
 
+#include <filesystem>
+#include <iterator>
 #include <memory>
 #include <string>
 
@@ -10,6 +12,12 @@
 #include "tests/engines/gstreamer/media_server.h"
 
 namespace quorel::testing {
+
+// As of "/proc/self/fd" and "/proc/self/task".
+inline std::size_t entries(const char* directory) {
+    using Iterator = std::filesystem::directory_iterator;
+    return static_cast<std::size_t>(std::distance(Iterator(directory), Iterator()));
+}
 
 class GStreamerHarness final : public EngineHarness {
 public:

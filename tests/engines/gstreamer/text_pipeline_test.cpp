@@ -237,7 +237,9 @@ TEST_F(Subtitles, FollowALiveWindow) {
 
 // An SRT file from another server becomes words in the picture of an HLS stream that knows nothing of it. Sources come
 // back from the interceptor as https, which the test's server does not speak.
-TEST_F(Subtitles, AreSideloadedFromAnSRTFile) {
+class Sideloaded : public Subtitles {
+protected:
+    // Sideloading asks for masters with https, which the test's server does not speak.
     struct Plain final : UrlProtocol {
         explicit Plain(UrlSession& session) : network(session) {}
         bool canInit(const URLRequest& request) const override { return request.url.scheme() == "https"; }
@@ -258,26 +260,43 @@ TEST_F(Subtitles, AreSideloadedFromAnSRTFile) {
         }
         UrlSession& network;
     };
-    std::string srt;
-    for (int second = 1; second < 20; second += 2) {
-        const std::string two = (second < 10 ? "0" : "") + std::to_string(second);
-        srt += std::to_string(second) + "\r\n00:00:" + two + ",000 --> 00:00:" + two + ",900\r\nAção " + two +
-               "\r\n\r\n";
+    Sideloaded() {
+        std::string srt;
+        for (int second = 1; second < 20; second += 2) {
+            const std::string two = (second < 10 ? "0" : "") + std::to_string(second);
+            srt += std::to_string(second) + "\r\n00:00:" + two + ",000 --> 00:00:" + two + ",900\r\nAção " + two +
+                   "\r\n\r\n";
+        }
+        files_ = {{"/m.m3u8", master("/ts/index.m3u8", {})},
+                  {"/f.m3u8", master("/fmp4/index.m3u8", {})},
+                  {"/pt.srt", srt},
+                  {"/es.srt", "no subtitles"},
+                  {"/ha.srt", "hang"}};
+        session->registerProtocol(std::make_shared<Plain>(network));
     }
-    files_ = {{"/m.m3u8", master("/ts/index.m3u8", {})}, {"/pt.srt", srt}, {"/es.srt", "no subtitles"}};
+    std::shared_ptr<THEOplayer> makePlayer() {
+        return harness.factory().makePlayer(std::nullopt, THEOplayerConfigurationBuilder().build());
+    }
+    void play(const std::shared_ptr<THEOplayer>& on, const std::string& path,
+              const std::vector<std::string>& languages) {
+        SourceDescription source = harness.sourceAt(path);
+        source.textTracks.emplace();
+        for (const std::string& language : languages) {
+            source.textTracks->push_back(std::make_shared<TextTrackDescription>(
+                harness.server.url(language.substr(0, 2) + ".srt"), language, std::nullopt,
+                TextTrackKind::subtitles, language, TextTrackFormat::SRT));
+        }
+        setSourceWithSubtitles(on, source, {.urlSession = session});
+    }
+
     UrlSession network;
-    const auto session = std::make_shared<UrlSession>();
-    session->registerProtocol(std::make_shared<Plain>(network));
-    player = harness.factory().makePlayer(std::nullopt, THEOplayerConfigurationBuilder().build());
+    std::shared_ptr<UrlSession> session = std::make_shared<UrlSession>();
+};
+
+TEST_F(Sideloaded, SubtitlesAreShown) {
+    player = makePlayer();
     watch();
-    SourceDescription source = harness.sourceAt("m.m3u8");
-    source.textTracks.emplace();
-    for (const std::string language : {"pt-br", "es", "gone"}) {
-        source.textTracks->push_back(std::make_shared<TextTrackDescription>(
-            harness.server.url(language.substr(0, 2) + ".srt"), language, std::nullopt, TextTrackKind::subtitles,
-            language, TextTrackFormat::SRT));
-    }
-    setSourceWithSubtitles(player, source, {.urlSession = session});
+    play(player, "m.m3u8", {"pt-br", "es", "gone"});
     ASSERT_TRUE(harness.waitUntil([&] { return loaded; })) << errors;
     const auto track = show("pt-br");
     ASSERT_TRUE(track);
@@ -291,6 +310,46 @@ TEST_F(Subtitles, AreSideloadedFromAnSRTFile) {
     for (const double late : lateness) EXPECT_GT(late, -0.02) << "before its time";
     EXPECT_EQ(errors, "");
     setSourceWithSubtitles(player, std::nullopt, {});
+    player = nullptr;
+}
+
+// Each left while something of it is loaded, beside a player that goes on undisturbed.
+TEST_F(Sideloaded, ManySourcesLeaveNothingBehind) {
+    player = makePlayer();
+    watch();
+    play(player, "m.m3u8", {"pt-br"});
+    ASSERT_TRUE(harness.waitUntil([&] { return loaded; })) << errors;
+    const auto track = show("pt-br");
+    player->play();
+    const auto round = [&](int sources) {
+        const auto other = makePlayer();
+        other->addEventListener(PlayerEventTypes::ERROR, [&](const auto& event) { errors += event.error; });
+        other->textTracks().addEventListener(TextTrackListEventTypes::ADD_TRACK, [](const AddTrackEvent& event) {
+            const auto added = std::dynamic_pointer_cast<TextTrack>(event.track);
+            if (added) added->setMode(TextTrackMode::showing);
+        });
+        for (int i = 0; i < sources; ++i) {
+            play(other, i % 2 == 0 ? "m.m3u8" : "f.m3u8", {"pt-br", "es", i % 3 == 0 ? "hang" : "gone"});
+            other->play();
+            if (i % 4 == 1) harness.step(0.02);
+            if (i % 4 == 2) {
+                EXPECT_TRUE(harness.waitUntil([&] { return other->textTracks().count() == 3; })) << i;
+            }
+            if (player->currentTime() > 15) player->setCurrentTime(0);
+        }
+        setSourceWithSubtitles(other, std::nullopt, {});
+    };
+    round(QUOREL_TEST_SOURCES / 3);
+    harness.step(0.5);
+    const std::size_t threads = entries("/proc/self/task");
+    const std::size_t descriptors = entries("/proc/self/fd");
+    round(QUOREL_TEST_SOURCES);
+    EXPECT_TRUE(harness.waitUntil([&] { return entries("/proc/self/task") <= threads + 2; }))
+        << threads << " became " << entries("/proc/self/task");
+    EXPECT_TRUE(harness.waitUntil([&] { return entries("/proc/self/fd") <= descriptors + 4; }))
+        << descriptors << " became " << entries("/proc/self/fd");
+    EXPECT_TRUE(isShownAt(9.5, *track, {"Ação 09"}));
+    EXPECT_EQ(errors, "");
     player = nullptr;
 }
 
