@@ -67,7 +67,8 @@ std::optional<UUID> make(const fs::path& file) {
     if (!makeFolder(file.parent_path())) return std::nullopt;
     const UUID mine = UUID::random();
     fs::path draft = file;
-    draft += "." + mine.string();
+    draft += ".";  // not in one: GCC 12 sees an overlap in it at -O3
+    draft += mine.string();
     bool kept = false;
     if (write(draft, mine.string() + "\n")) {
         // A link, unlike a renaming, does not replace what another process has put there.
