@@ -5,8 +5,9 @@
 // which came after it, and an assertion ends the process. And a pipeline that is torn down while a request is under
 // way never gives back what belongs to it: memory, a connection, a descriptor. So nothing here is cancelled while
 // segments come in: first the demuxer is made to stop by itself, by refusing the data it brings, and only when it has
-// been quiet for a moment it is sought in or torn down. A request that is cancelled in the moment of its reply may be
-// answered twice by libsoup 3.2, and that ends the process too; so replies that are on their way are waited for.
+// been quiet for a moment it is sought in or torn down. A request that was cancelled in the moment of its reply has
+// ended the process inside libsoup 3.2, as if it had been answered twice; so replies that are on their way are waited
+// for.
 #pragma once
 
 #include <gst/gst.h>
