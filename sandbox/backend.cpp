@@ -4,11 +4,9 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <fstream>
 #include <utility>
 
 #include "quorel/foundation/json_coding.h"
-#include "quorel/foundation/text.h"
 #include "sandbox/control_page.h"
 #include "sandbox/landing_page.h"
 
@@ -226,23 +224,9 @@ Answer Sandbox::Backend::media(http::HttpRequest& request) {
     }
     const MediaFile* file = files.find(path);
     if (file == nullptr) return unknown(request);
-    if (path.ends_with("/master.m3u8")) return masterPlaylist(*file, path.substr(0, path.rfind('/') + 1));
     // RFC 9110 14.2: ranges are for GET; 13.1.5: without validators, If-Range asks for the whole.
     const bool ranged = request.method == "GET" && !header(request, "if-range");
     return Answer::file(*file, ranged ? header(request, "range") : std::nullopt);
-}
-
-// With absolute addresses, as many CDNs have them: a master that is sideloaded is asked for with "https" (see
-// sandbox_protocol.h), and what it names shall not be.
-Answer Sandbox::Backend::masterPlaylist(const MediaFile& file, const std::string& folder) {
-    const std::string address = baseURL() + "/media/" + folder;
-    std::string text;
-    std::ifstream in(file.path);
-    for (std::string line; std::getline(in, line);) {
-        if (!line.empty() && !line.starts_with('#')) text += address;
-        text += replacingAll(line, "URI=\"", "URI=\"" + address) + "\n";
-    }
-    return Answer::text(200, std::move(text), std::string(file.contentType));
 }
 
 Answer Sandbox::Backend::forTitle(http::HttpRequest& request, bool live, const TitleReply& reply) {

@@ -56,7 +56,6 @@ private:
 
     Answer page(http::HttpRequest& request);
     Answer media(http::HttpRequest& request);
-    Answer masterPlaylist(const MediaFile& file, const std::string& folder);
     Answer config(http::HttpRequest& request);
     Answer video(http::HttpRequest& request);
     Answer liveStream(http::HttpRequest& request);

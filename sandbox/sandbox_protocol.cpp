@@ -80,14 +80,19 @@ bool SandboxProtocol::isServer(const URL& url) const {
 
 void SandboxProtocol::startLoading(const URLRequest& request, std::shared_ptr<UrlProtocolClient> client) {
     auto url = redirected(request.url, server_);
-    if (isServer(request.url)) url = withoutTLS(request.url);
+    URL named = request.url;
+    if (isServer(request.url)) {
+        url = withoutTLS(request.url);
+        named = url.value_or(named);
+    }
     const auto network = network_.lock();
     if (!network) return client->didFail(URLError(URLError::Code::cancelled));
     if (!url) return client->didFail(URLError(URLError::Code::badURL, request.url.absoluteString()));
     URLRequest moved = request;
     moved.url = *url;
     const auto task = network->dataTask(
-        std::move(moved), [client, asked = request.url, weak = std::weak_ptr(loads_)](UrlSession::Result result) {
+        std::move(moved),
+        [client, asked = std::move(named), weak = std::weak_ptr(loads_)](UrlSession::Result result) {
             if (const auto loads = weak.lock()) {
                 const std::lock_guard lock(loads->mutex);
                 loads->byClient.erase(client);

@@ -1,7 +1,8 @@
 // Brings the requests for some hosts to a server elsewhere: "https://api.example/v1/x" is asked of
 // "http://127.0.0.1:8080/v1/x". Everything else of the request, and the reply, stay as they are; the reply's URL
 // is the one that was asked for. The server's own address is taken with "https" too: sideloading asks for the master
-// playlist of every stream so, and the sandbox speaks no TLS.
+// playlist of every stream so, and the sandbox speaks no TLS. That is like a redirect: the reply has the URL with
+// "http", so that what a playlist names is asked for without TLS.
 //
 //   auto network = std::make_shared<UrlSession>();
 //   session.registerProtocol(std::make_shared<SandboxProtocol>(*URL::parse("http://127.0.0.1:8080"), network));

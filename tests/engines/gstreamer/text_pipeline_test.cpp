@@ -7,6 +7,7 @@
 
 #include "quorel/foundation/log.h"
 #include "quorel/sideload/sideload.h"
+#include "sandbox/sandbox_protocol.h"
 #include "tests/engines/gstreamer/gstreamer_harness.h"
 
 namespace quorel::testing {
@@ -239,27 +240,6 @@ TEST_F(Subtitles, FollowALiveWindow) {
 // back from the interceptor as https, which the test's server does not speak.
 class Sideloaded : public Subtitles {
 protected:
-    // Sideloading asks for masters with https, which the test's server does not speak.
-    struct Plain final : UrlProtocol {
-        explicit Plain(UrlSession& session) : network(session) {}
-        bool canInit(const URLRequest& request) const override { return request.url.scheme() == "https"; }
-        void startLoading(const URLRequest& request, std::shared_ptr<UrlProtocolClient> client) override {
-            URLRequest plain = request;
-            plain.url = *URL::parse("http" + request.url.absoluteString().substr(5));
-            network
-                .dataTask(plain,
-                          [client](UrlSession::Result result) {
-                              if (auto* const reply = std::get_if<DataAndResponse>(&result)) {
-                                  client->didReceiveResponse(reply->response);
-                                  client->didLoad(reply->data);
-                                  return client->didFinishLoading();
-                              }
-                              client->didFail(URLError(URLError::Code::unknown));
-                          })
-                ->resume();
-        }
-        UrlSession& network;
-    };
     Sideloaded() {
         std::string srt;
         for (int second = 1; second < 20; second += 2) {
@@ -272,7 +252,9 @@ protected:
                   {"/pt.srt", srt},
                   {"/es.srt", "no subtitles"},
                   {"/ha.srt", "hang"}};
-        session->registerProtocol(std::make_shared<Plain>(network));
+        // Sideloading asks for masters with https, which the test's server does not speak.
+        const URL server = *URL::parse(harness.server.url(""));
+        session->registerProtocol(std::make_shared<sandbox::SandboxProtocol>(server, network));
     }
     std::shared_ptr<THEOplayer> makePlayer() {
         return harness.factory().makePlayer(std::nullopt, THEOplayerConfigurationBuilder().build());
@@ -289,7 +271,7 @@ protected:
         setSourceWithSubtitles(on, source, {.urlSession = session});
     }
 
-    UrlSession network;
+    std::shared_ptr<UrlSession> network = std::make_shared<UrlSession>();
     std::shared_ptr<UrlSession> session = std::make_shared<UrlSession>();
 };
 
