@@ -96,6 +96,7 @@ void Pipeline::begin(GatewaySource source) {
     }
     g_object_set(playbin_, "volume", volume_, "mute", static_cast<gboolean>(muted_), nullptr);
     guard_ = DownloadGuard::watch(playbin_);
+    ends_ = EndBarrier::watch(playbin_);
     watchBus();
     updateTicks();
     applyState();
@@ -125,8 +126,10 @@ void Pipeline::unload() {
     // Silent at once; the rest takes longer.
     if (requested_ == GST_STATE_PLAYING) gst_element_set_state(playbin_, GST_STATE_PAUSED);
     const auto tearDown = [playbin = std::exchange(playbin_, nullptr), guard = std::exchange(guard_, nullptr),
-                           playlists = std::exchange(playlists_, nullptr), ended = sourceEnded_] {
+                           ends = std::exchange(ends_, nullptr), playlists = std::exchange(playlists_, nullptr),
+                           ended = sourceEnded_] {
         if (playlists) playlists->close();
+        ends->open();
         guard->stopDownloads(playbin, ended || !playlists);
         gst_element_set_state(playbin, GST_STATE_NULL);
         gst_object_unref(playbin);

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "engines/gstreamer/download_guard.h"
+#include "engines/gstreamer/end_barrier.h"
 #include "engines/gstreamer/engine_thread.h"
 #include "engines/gstreamer/gstreamer_engine.h"
 #include "engines/gstreamer/playlist_gateway.h"
@@ -114,6 +115,7 @@ private:
     bool isSecondTry_ = false;
     GstElement* playbin_ = nullptr;
     std::shared_ptr<DownloadGuard> guard_;
+    std::shared_ptr<EndBarrier> ends_;
     std::shared_ptr<GatewaySession> playlists_;  // null for sources that are no playlists
     GSource* busWatch_ = nullptr;
     GSource* ticks_ = nullptr;
