@@ -20,6 +20,8 @@ std::string_view reasonPhrase(int status) {
             return "No Content";
         case 206:
             return "Partial Content";
+        case 302:
+            return "Found";
         case 400:
             return "Bad Request";
         case 401:
@@ -102,18 +104,43 @@ Answer Answer::file(const MediaFile& file, std::optional<std::string_view> range
     return answer;
 }
 
-Answer Answer::after(const Fault& fault) && {
+Answer Answer::after(const Fault& fault, const std::string& path) && {
+    using Broken = Fault::Broken;
     Answer answer = std::move(*this);
-    if (fault.status) {
-        answer = error(*fault.status, "a fault that was asked for");
-    } else if (fault.broken == Fault::Broken::json) {
-        answer = json(200, R"({"title":"half a te)");
+    if (fault.status) answer = error(*fault.status, "a fault that was asked for");
+    switch (fault.broken) {
+        case Broken::no:
+            break;
+        case Broken::json:
+            if (!fault.status) answer = json(200, R"({"title":"half a te)");
+            break;
+        case Broken::stall:
+            answer.stall_ = fault.delay;
+            [[fallthrough]];
+        case Broken::cut:
+            answer.cut_ = true;
+            break;
+        case Broken::garbage: {
+            std::string noise(answer.file_.empty() ? answer.body_.size() : answer.range_.length, '\0');
+            std::uint32_t state = 1;
+            for (char& c : noise) c = static_cast<char>((state = state * 1664525U + 1013904223U) >> 24U);
+            answer.file_.clear();
+            answer.body_ = std::move(noise);
+            break;
+        }
+        case Broken::lie:
+            answer =
+                text(200, "<!DOCTYPE html><title>Welcome to the hotel</title><p>Please log in.\n", "text/html");
+            break;
+        case Broken::loop:
+            answer = error(302, "over there");
+            answer.headers.emplace("Location", path);
+            break;
     }
-    answer.cut_ = fault.broken == Fault::Broken::cut;
     return answer;
 }
 
-http::HttpResponse Answer::response(bool withBody) && {
+http::HttpResponse Answer::response(bool withBody, const Wait& wait) && {
     const std::uint64_t length = file_.empty() ? body_.size() : range_.length;
     headers.insert_or_assign("Content-Length", std::to_string(length));
     headers.insert_or_assign("Connection", "close");
@@ -128,6 +155,12 @@ http::HttpResponse Answer::response(bool withBody) && {
         // A file that has become shorter ends the connection early, which is what its announced length says.
         write = [path = std::move(file_), range = range_](http::HttpResponseBodyWriter& out) {
             writeFile(path, range, out);
+        };
+    }
+    if (write && wait && stall_.count() > 0) {
+        write = [half = std::move(write), wait, stall = stall_](http::HttpResponseBodyWriter& out) {
+            half(out);
+            wait(stall);
         };
     }
     return http::HttpResponse::raw(status, std::string(reasonPhrase(status)), std::move(headers),

@@ -1,7 +1,9 @@
 // One answer of the sandbox before it goes out, so that HEAD and faults can still change it. Private to this room.
 #pragma once
 
+#include <chrono>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -25,16 +27,19 @@ public:
     static Answer methodNotAllowed(std::string_view allowed);
     static Answer file(const MediaFile& file, std::optional<std::string_view> rangeHeader);
 
-    // What is left of the answer after the fault; its delay is not waited for here.
-    Answer after(const Fault& fault) &&;
-    // With Content-Length, and without the body for HEAD (RFC 9110 9.3.2). The connection closes behind it.
-    http::HttpResponse response(bool withBody) &&;
+    // What is left of the answer to a request for `path` after the fault; a delay before it is not waited for here.
+    Answer after(const Fault& fault, const std::string& path) &&;
+    // With Content-Length, and without the body for HEAD (RFC 9110 9.3.2). The connection closes behind it. `wait` is
+    // called in the middle of an answer that stalls.
+    using Wait = std::function<void(std::chrono::milliseconds)>;
+    http::HttpResponse response(bool withBody, const Wait& wait = {}) &&;
 
 private:
     std::string body_;
     std::filesystem::path file_;  // empty: the body is body_
     ByteRange range_;             // of the file
     bool cut_ = false;
+    std::chrono::milliseconds stall_{0};  // behind the half of one that is cut
 };
 
 }  // namespace quorel::sandbox

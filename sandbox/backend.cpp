@@ -192,15 +192,17 @@ http::HttpResponse Sandbox::Backend::answer(http::HttpRequest& request, Handler 
     Answer answer;
     try {
         const Fault fault = asksForFault(request) ? faultOfQuery(request) : faults.take(request.path);
-        waitFor(fault.delay);
+        if (fault.broken != Fault::Broken::stall) waitFor(fault.delay);
         const bool allowed = isPost ? request.method == "POST" : isRead(request);
         answer = allowed ? (this->*handler)(request) : Answer::methodNotAllowed(isPost ? "POST" : "GET, HEAD");
-        answer = std::move(answer).after(fault);
+        answer = std::move(answer).after(fault, request.path);
     } catch (const FaultError& error) {
         answer = Answer::error(400, error.what());
     }
     log.answered(number, answer.status);
-    return std::move(answer).response(withBody);
+    return std::move(answer).response(withBody, [weak = weak_from_this()](std::chrono::milliseconds stall) {
+        if (const auto backend = weak.lock()) backend->waitFor(stall);
+    });
 }
 
 void Sandbox::Backend::waitFor(std::chrono::milliseconds delay) {

@@ -4,6 +4,7 @@
 #include <fnmatch.h>
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 
 namespace quorel::sandbox {
@@ -17,6 +18,23 @@ int number(const std::string& name, const std::string& text) {
         throw FaultError(fmt::format("{} must be a whole number, not '{}'", name, text));
     }
     return value;
+}
+
+constexpr std::array<std::pair<std::string_view, Fault::Broken>, 6> brokenNames = {{
+    {"json", Fault::Broken::json},
+    {"cut", Fault::Broken::cut},
+    {"stall", Fault::Broken::stall},
+    {"garbage", Fault::Broken::garbage},
+    {"lie", Fault::Broken::lie},
+    {"loop", Fault::Broken::loop},
+}};
+
+// Splitmix64, whose numbers are the same everywhere, unlike those of <random>'s distributions.
+std::uint64_t mixed(std::uint64_t state) {
+    state += 0x9E3779B97F4A7C15U;
+    state = (state ^ (state >> 30U)) * 0xBF58476D1CE4E5B9U;
+    state = (state ^ (state >> 27U)) * 0x94D049BB133111EBU;
+    return state ^ (state >> 31U);
 }
 
 void check(const Fault& fault) {
@@ -41,15 +59,47 @@ Fault Fault::parse(const std::map<std::string, std::string>& values) {
         } else if (name == "times") {
             fault.times = number(name, value);
         } else if (name == "broken") {
-            if (value == "json")
-                fault.broken = Broken::json;
-            else if (value == "cut")
-                fault.broken = Broken::cut;
-            else
-                throw FaultError(fmt::format("broken must be json or cut, not '{}'", value));
+            const auto found = std::find_if(brokenNames.begin(), brokenNames.end(),
+                                            [&](const auto& entry) { return entry.first == value; });
+            if (found == brokenNames.end()) {
+                throw FaultError(
+                    fmt::format("broken must be json, cut, stall, garbage, lie or loop, not '{}'", value));
+            }
+            fault.broken = found->second;
         }
     }
     check(fault);
+    return fault;
+}
+
+Fault Chaos::fault(std::string_view path, std::uint64_t count) const {
+    std::uint64_t state = seed;
+    for (const char c : path) state = mixed(state ^ static_cast<unsigned char>(c));
+    state = mixed(state ^ count);
+    const auto next = [&state](std::uint64_t range) { return (state = mixed(state)) % range; };
+
+    constexpr std::uint64_t fine = 1'000'000;
+    if (static_cast<double>(next(fine)) >= rate * static_cast<double>(fine)) return {};
+    Fault fault;
+    const auto slow = [&] {
+        const auto range = static_cast<std::uint64_t>(std::max<std::int64_t>(longestDelay.count(), 1));
+        return std::chrono::milliseconds(static_cast<std::int64_t>(next(range)) + 1);
+    };
+    constexpr std::array statuses = {403, 404, 416, 429, 500, 503};
+    switch (next(8)) {
+        case 0:
+            fault.delay = slow();
+            break;
+        case 1:
+            fault.status = statuses.at(next(statuses.size()));
+            break;
+        case 2:
+            fault.delay = slow();
+            fault.broken = Fault::Broken::stall;
+            break;
+        default:
+            fault.broken = brokenNames.at(next(brokenNames.size())).second;
+    }
     return fault;
 }
 
@@ -63,6 +113,18 @@ void FaultTable::set(std::string pattern, Fault fault) {
 void FaultTable::clear() {
     const std::lock_guard lock(mutex_);
     faults_.clear();
+    chaos_.reset();
+    counts_.clear();
+}
+
+void FaultTable::setChaos(std::optional<Chaos> chaos) {
+    if (chaos && !(chaos->rate >= 0 && chaos->rate <= 1)) throw FaultError("rate must be 0 to 1");
+    if (chaos && (chaos->longestDelay.count() < 0 || chaos->longestDelay > Fault::maximumDelay)) {
+        throw FaultError(fmt::format("delay must be 0 to {} ms", Fault::maximumDelay.count()));
+    }
+    const std::lock_guard lock(mutex_);
+    chaos_ = chaos;
+    counts_.clear();
 }
 
 Fault FaultTable::take(std::string_view path) {
@@ -71,7 +133,12 @@ Fault FaultTable::take(std::string_view path) {
     const auto found = std::find_if(faults_.rbegin(), faults_.rend(), [&](const auto& entry) {
         return fnmatch(entry.first.c_str(), whole.c_str(), 0) == 0;
     });
-    if (found == faults_.rend()) return {};
+    if (found == faults_.rend()) {
+        if (!chaos_) return {};
+        constexpr std::size_t most = 10'000;  // paths; a live channel has new ones without end
+        if (counts_.size() >= most) counts_.clear();
+        return chaos_->fault(whole, counts_[whole]++);
+    }
     const Fault fault = found->second;
     if (found->second.times && --*found->second.times == 0) faults_.erase(std::next(found).base());
     return fault;
@@ -83,8 +150,9 @@ JSONArray FaultTable::list() const {
     for (const auto& [pattern, fault] : faults_) {
         JSONObject entry{{"path", pattern}, {"delay", std::int64_t{fault.delay.count()}}};
         if (fault.status) entry.set("status", *fault.status);
-        if (fault.broken != Fault::Broken::no)
-            entry.set("broken", fault.broken == Fault::Broken::json ? "json" : "cut");
+        for (const auto& [name, broken] : brokenNames) {
+            if (fault.broken == broken) entry.set("broken", name);
+        }
         if (fault.times) entry.set("times", *fault.times);
         list.emplace_back(std::move(entry));
     }

@@ -77,6 +77,10 @@ void Sandbox::setFault(std::string pathPattern, Fault fault) {
     backend_->faults.set(std::move(pathPattern), fault);
 }
 
+void Sandbox::setChaos(Chaos chaos) {
+    backend_->faults.setChaos(chaos);
+}
+
 void Sandbox::clearFaults() {
     backend_->faults.clear();
 }

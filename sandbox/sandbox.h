@@ -20,8 +20,9 @@
 //                             1970> or "eventIn":<seconds>,"cdn":"127.0.0.1"|"localhost"}; GET
 //   GET  /_control/pings      the last 200 pings and what was wrong with them; DELETE forgets them
 //   GET  /_control/ads        the last 500 tracking requests; DELETE forgets them
-//   POST /_control/faults     {"path":"/v1/*","delay":500,"status":503,"broken":"json"|"cut","times":2}; GET,
-//   DELETE GET  /_control/requests   what arrived, in order; DELETE forgets it
+//   POST /_control/faults     {"path":"/v1/*","delay":500,"status":503,"broken":"json"|"cut"|...,"times":2};
+//                             GET, DELETE
+//   GET  /_control/requests   what arrived, in order; DELETE forgets it
 // HEAD goes wherever GET does. Any other method there is answered with 405.
 //
 // All operations may be called from any thread. It listens on 127.0.0.1 and nowhere else.
@@ -88,7 +89,8 @@ public:
 
     // See faults.h. Throws FaultError. Control requests and the pages for people meet no faults.
     void setFault(std::string pathPattern, Fault fault);
-    void clearFaults();
+    void setChaos(Chaos chaos);
+    void clearFaults();  // chaos included
 
     std::vector<PingRecord> pings() const;  // the last 200
     void clearPings();

@@ -53,6 +53,48 @@ TEST_F(SandboxTest, FaultsComeFromOutsideToo) {
     EXPECT_EQ(load(key).response.statusCode, 200);
 }
 
+TEST_F(SandboxTest, FaultsOfEveryKindAreWhatTheySay) {
+    const std::string key = at("/media/sample-aes/key.bin");
+    const std::string whole = load(key).data;
+    const auto garbage = load(key + "?broken=garbage");
+    EXPECT_EQ(garbage.response.statusCode, 200);
+    EXPECT_EQ(garbage.data.size(), whole.size());
+    EXPECT_NE(garbage.data, whole);
+    EXPECT_THAT(load(key + "?broken=lie").data, testing::StartsWith("<!DOCTYPE html>"));
+    sandbox.setFault("*.bin", {.broken = Fault::Broken::loop});
+    EXPECT_EQ(failure(key), URLError::Code::tooManyRedirects);
+    sandbox.clearFaults();
+    EXPECT_EQ(failure(key + "?broken=stall&delay=1"), URLError::Code::networkConnectionLost);
+}
+
+// The same seed gives the same trouble, whatever else is asked for.
+TEST_F(SandboxTest, ChaosCanBeHadAgain) {
+    const Chaos chaos{.seed = 7, .rate = 0.5, .longestDelay = 1ms};
+    int faults = 0;
+    for (std::uint64_t i = 0; i < 1000; ++i) {
+        EXPECT_EQ(chaos.fault("/a.ts", i), chaos.fault("/a.ts", i));
+        if (chaos.fault("/a.ts", i) != Fault()) ++faults;
+    }
+    EXPECT_NEAR(faults, 500, 60);
+    const auto outcomes = [&](bool withOthers) {
+        sandbox.setChaos(chaos);
+        std::vector<std::string> all;
+        for (int i = 0; i < 12; ++i) {
+            try {
+                all.push_back(load(at("/media/subtitles/en.srt")).data);
+            } catch (const URLError& error) {
+                all.emplace_back(std::to_string(static_cast<int>(error.code())));
+            }
+            if (withOthers) begin(at("/media/subtitles/es.srt")).wait();
+        }
+        return all;
+    };
+    EXPECT_EQ(outcomes(false), outcomes(true));
+    sandbox.clearFaults();
+    EXPECT_EQ(load(at("/media/subtitles/en.srt")).response.statusCode, 200);
+    EXPECT_THROW(sandbox.setChaos({.rate = 1.5}), FaultError);
+}
+
 // A reply that waits must neither outlast the sandbox nor hold up others.
 TEST_F(SandboxTest, StopEndsRepliesThatWait) {
     sandbox.setFault("/slow", {.delay = Fault::maximumDelay});
