@@ -3,6 +3,7 @@
 
 include_guard()
 include(GNUInstallDirs)
+include(GenerateExportHeader)
 include(QuorelInstall)
 
 add_library(quorel_options INTERFACE)
@@ -38,34 +39,71 @@ else()
   set(QUOREL_TEST_ENVIRONMENT "LSAN_OPTIONS=suppressions=${CMAKE_CURRENT_LIST_DIR}/lsan.supp:print_suppressions=0")
 endif()
 
-# quorel_room(foundation [INSTALL] FLOOR 1 SOURCES a.cpp b.cpp [USES engine ui] [PRIVATE_LIBRARIES CURL::libcurl])
+# quorel_room(foundation [INSTALL] [COMPONENT name] FLOOR 1 SOURCES a.cpp b.cpp [USES engine ui]
+#             [PRIVATE_LIBRARIES CURL::libcurl])
 # makes quorel_foundation with the alias quorel::foundation. USES are rooms of the house, PRIVATE_LIBRARIES
 # third-party ones, which never show in public headers; of a room with INSTALL, which is a component of the
-# installation, they are named as QuorelInstall.cmake says.
+# installation, they are named as QuorelInstall.cmake says. Users know the room by the name of its component, which is
+# its own if no other is given.
+#
+# A room with INSTALL is static or shared, as BUILD_SHARED_LIBS says, and exports what its public headers mark with the
+# macro QUOREL_<COMPONENT>_API of the generated export.h (quorel/foundation/visibility.h says when). The others are
+# parts of programs, and always static.
 function(quorel_room name)
-  cmake_parse_arguments(R "INSTALL" "FLOOR" "SOURCES;USES;PRIVATE_LIBRARIES" ${ARGN})
+  cmake_parse_arguments(R "INSTALL" "FLOOR;COMPONENT" "SOURCES;USES;PRIVATE_LIBRARIES" ${ARGN})
   set(target quorel_${name})
-  if(R_SOURCES)
-    add_library(${target} ${R_SOURCES})
-    set(scope PUBLIC)
-    target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:quorel_options> ${R_PRIVATE_LIBRARIES})
-    set_target_properties(${target} PROPERTIES POSITION_INDEPENDENT_CODE ON)
-  else()
-    add_library(${target} INTERFACE)
-    set(scope INTERFACE)
+  if(NOT R_COMPONENT)
+    set(R_COMPONENT ${name})
   endif()
-  add_library(quorel::${name} ALIAS ${target})
-  target_compile_features(${target} ${scope} cxx_std_20)
-  target_include_directories(${target} ${scope} $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
+  if(R_INSTALL)
+    add_library(${target} ${R_SOURCES})
+    quorel_export_header(${target} ${R_COMPONENT})
+    set_target_properties(${target} PROPERTIES
+      OUTPUT_NAME quorel_${R_COMPONENT}
+      VERSION ${PROJECT_VERSION}
+      SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
+  else()
+    add_library(${target} STATIC ${R_SOURCES})
+  endif()
+  add_library(quorel::${R_COMPONENT} ALIAS ${target})
+  if(NOT R_COMPONENT STREQUAL name)
+    add_library(quorel::${name} ALIAS ${target})
+  endif()
+  target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:quorel_options> ${R_PRIVATE_LIBRARIES})
+  set_target_properties(${target} PROPERTIES
+    POSITION_INDEPENDENT_CODE ON
+    CXX_VISIBILITY_PRESET hidden
+    VISIBILITY_INLINES_HIDDEN ON)
+  target_compile_features(${target} PUBLIC cxx_std_20)
+  target_include_directories(${target} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
+                             $<BUILD_INTERFACE:${QUOREL_GENERATED}>
                              $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
   foreach(used IN LISTS R_USES)
-    target_link_libraries(${target} ${scope} quorel::${used})
+    target_link_libraries(${target} PUBLIC quorel::${used})
   endforeach()
   if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 15)
-    target_compile_definitions(${target} ${scope} __cpp_impl_coroutine=201902L)
+    target_compile_definitions(${target} PUBLIC __cpp_impl_coroutine=201902L)
   endif()
   if(R_INSTALL)
     quorel_install_room(${name} USES ${R_USES} PRIVATE_LIBRARIES ${R_PRIVATE_LIBRARIES})
+  endif()
+endfunction()
+
+# The export.h of a room, which is included as if it stood beside the room's headers.
+set(QUOREL_GENERATED ${PROJECT_BINARY_DIR}/generated)
+function(quorel_export_header target component)
+  file(RELATIVE_PATH folder ${PROJECT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR})
+  string(TOUPPER QUOREL_${component} macro)
+  set(also "#include \"quorel/foundation/visibility.h\"\n")
+  generate_export_header(${target}
+    BASE_NAME ${macro}
+    EXPORT_MACRO_NAME ${macro}_API
+    STATIC_DEFINE QUOREL_STATIC
+    EXPORT_FILE_NAME ${QUOREL_GENERATED}/${folder}/export.h
+    CUSTOM_CONTENT_FROM_VARIABLE also)
+  get_target_property(type ${target} TYPE)
+  if(type STREQUAL "STATIC_LIBRARY")
+    target_compile_definitions(${target} PUBLIC QUOREL_STATIC)
   endif()
 endfunction()
 
@@ -80,9 +118,14 @@ function(quorel_coroutines name)
   target_link_libraries(quorel_${name} PRIVATE $<BUILD_INTERFACE:quorel_coroutine_options>)
 endfunction()
 
-# quorel_program(quorel-play SOURCES main.cpp USES player [LIBRARIES ...])
+# quorel_program(quorel-play [INTERNALS] SOURCES main.cpp USES player [LIBRARIES ...])
+# A program with INTERNALS reaches into private headers of an installed room. Shared libraries do not export what those
+# declare, so it is built only where the rooms are static.
 function(quorel_program name)
-  cmake_parse_arguments(P "" "" "SOURCES;USES;LIBRARIES" ${ARGN})
+  cmake_parse_arguments(P "INTERNALS" "" "SOURCES;USES;LIBRARIES" ${ARGN})
+  if(P_INTERNALS AND BUILD_SHARED_LIBS)
+    return()
+  endif()
   add_executable(${name} ${P_SOURCES})
   target_link_libraries(${name} PRIVATE quorel_options ${P_LIBRARIES})
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
@@ -92,10 +135,13 @@ function(quorel_program name)
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
 endfunction()
 
-# quorel_test(foundation SOURCES a_test.cpp USES foundation [LIBRARIES ...] [LABELS threaded] [TIMEOUT 60])
+# quorel_test(foundation [INTERNALS] SOURCES a_test.cpp USES foundation [LIBRARIES ...] [LABELS threaded] [TIMEOUT 60])
 # makes quorel_foundation_test and enters every GoogleTest case in ctest as one test program per room.
 function(quorel_test name)
-  cmake_parse_arguments(T "" "TIMEOUT" "SOURCES;USES;LIBRARIES;LABELS" ${ARGN})
+  cmake_parse_arguments(T "INTERNALS" "TIMEOUT" "SOURCES;USES;LIBRARIES;LABELS" ${ARGN})
+  if(T_INTERNALS AND BUILD_SHARED_LIBS)
+    return()
+  endif()
   set(target quorel_${name}_test)
   quorel_program(${target} SOURCES ${T_SOURCES} USES ${T_USES} LIBRARIES ${T_LIBRARIES} GTest::gtest GTest::gmock GTest::gtest_main)
   if(NOT T_TIMEOUT)

@@ -35,12 +35,13 @@
 
 #include <memory>
 
+#include "engines/gstreamer/export.h"
 #include "quorel/engine/player.h"
 #include "quorel/foundation/run_loop.h"
 
 namespace quorel {
 
-struct GStreamerOptions {
+struct QUOREL_VISIBLE GStreamerOptions {
     enum class Audio {
         automatic,  // the system's sound output; silence in step with the clock where there is none
         none,       // always silence in step with the clock
@@ -69,7 +70,7 @@ struct GStreamerOptions {
 
 // Initialises GStreamer, which reads its plugin registry: some 10 ms, but seconds on the first run after an
 // installation. Where plugins are missing, each source gives an ERROR that names them.
-std::shared_ptr<EngineFactory> makeGStreamerEngineFactory(std::shared_ptr<RunLoop> mainLoop,
-                                                          GStreamerOptions options = {});
+QUOREL_GSTREAMER_API std::shared_ptr<EngineFactory> makeGStreamerEngineFactory(std::shared_ptr<RunLoop> mainLoop,
+                                                                               GStreamerOptions options = {});
 
 }  // namespace quorel

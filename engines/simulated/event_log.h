@@ -12,9 +12,11 @@
 #include <utility>
 #include <vector>
 
+#include "engines/simulated/export.h"
+
 namespace quorel {
 
-struct SimulatedEvent {
+struct QUOREL_VISIBLE SimulatedEvent {
     std::string name;  // of the event type: "play", "adbreakbegin", "addtrack", ...
     // What the event says: the state's name for "readystatechange", the number for "durationchange" and
     // "volumechange", the text for "error" and cues, language and mode ("pt-br showing") for tracks; else empty.
@@ -23,7 +25,7 @@ struct SimulatedEvent {
     bool operator==(const SimulatedEvent&) const = default;
 };
 
-class SimulatedEventLog {
+class QUOREL_SIMULATED_API SimulatedEventLog {
 public:
     const std::vector<SimulatedEvent>& events() const { return events_; }
     std::vector<std::string> names() const;

@@ -16,16 +16,18 @@
 #include <string>
 #include <vector>
 
+#include "engines/simulated/export.h"
+
 namespace quorel {
 
-struct SimulatedCue {
+struct QUOREL_VISIBLE SimulatedCue {
     double start = 0;
     double end = 0;  // a cue that ends where it starts, or before, is never seen
     std::string text = {};
     bool operator==(const SimulatedCue&) const = default;
 };
 
-struct SimulatedTrack {
+struct QUOREL_VISIBLE SimulatedTrack {
     std::string kind = "subtitles";
     std::string label = {};
     std::string language = {};
@@ -35,13 +37,13 @@ struct SimulatedTrack {
 };
 
 // Playback that reaches `at` waits there.
-struct SimulatedStall {
+struct QUOREL_VISIBLE SimulatedStall {
     double at = 0;
     double lasts = 1;  // delay; runs on while paused, ends early when someone seeks
     bool operator==(const SimulatedStall&) const = default;
 };
 
-struct SimulatedError {
+struct QUOREL_VISIBLE SimulatedError {
     std::optional<double> at = {};  // playback that reaches it breaks; absent: instead of the metadata
     std::string text = "The simulated source broke.";
     bool operator==(const SimulatedError&) const = default;
@@ -49,13 +51,13 @@ struct SimulatedError {
 
 // Played once, when playback reaches `offset`; a seek past it skips it until someone seeks back. The content
 // stands still meanwhile and goes on exactly where it was.
-struct SimulatedAdBreak {
+struct QUOREL_VISIBLE SimulatedAdBreak {
     double offset = 0;             // 0: before the content; the duration or more: after it
     std::vector<double> ads = {};  // the duration of each ad
     bool operator==(const SimulatedAdBreak&) const = default;
 };
 
-struct SimulatedScript {
+struct QUOREL_VISIBLE SimulatedScript {
     static constexpr double infinite = std::numeric_limits<double>::infinity();
 
     double metadataAfter = 0.1;  // delay from setSource() on, or from the interceptor's answer on

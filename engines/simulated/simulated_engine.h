@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "engines/simulated/event_log.h"
+#include "engines/simulated/export.h"
 #include "engines/simulated/script.h"
 #include "engines/simulated/test_picture.h"
 #include "quorel/engine/engine.h"
@@ -41,7 +42,7 @@ namespace quorel {
 // - The picture is simulatedPictureWidth x simulatedPictureHeight pixels, new with each TIME_UPDATE and each ad,
 //   and gone with its source (test_picture.h).
 // - When the last reference is released, no event comes any more, and the picture leaves its superview.
-class SimulatedEngine : public THEOplayer {
+class QUOREL_VISIBLE SimulatedEngine : public THEOplayer {
 public:
     virtual SimulatedEventLog& log() = 0;
 
@@ -66,7 +67,7 @@ public:
     virtual const std::vector<std::shared_ptr<Integration>>& integrations() const = 0;
 };
 
-class SimulatedEngineFactory final : public EngineFactory {
+class QUOREL_SIMULATED_API SimulatedEngineFactory final : public EngineFactory {
 public:
     explicit SimulatedEngineFactory(std::shared_ptr<RunLoop> loop);
 

@@ -10,6 +10,7 @@
 
 #include <optional>
 
+#include "engines/simulated/export.h"
 #include "quorel/ui/video_view.h"
 
 namespace quorel {
@@ -23,6 +24,6 @@ inline constexpr ui::Color simulatedAdColor{0.625, 0.25, 0.125, 1};
 
 // The position in seconds, to the millisecond, modulo 2^30 ms. Absent for a frame that is not such a picture. Any
 // thread. `frame` may be scaled, as from a screenshot of the picture's area.
-std::optional<double> positionInPicture(const ui::VideoFrame& frame);
+QUOREL_SIMULATED_API std::optional<double> positionInPicture(const ui::VideoFrame& frame);
 
 }  // namespace quorel

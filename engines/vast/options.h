@@ -5,9 +5,11 @@
 #include <string>
 #include <vector>
 
+#include "engines/vast/export.h"
+
 namespace quorel {
 
-struct AdServiceOptions {
+struct QUOREL_VISIBLE AdServiceOptions {
     // Seconds. None of them is waited for longer; content then plays.
     double requestTimeout = 5;  // for one answer of an ad server
     double tagTimeout = 8;      // for a tag with all its wrappers

@@ -16,12 +16,13 @@
 #include <variant>
 #include <vector>
 
+#include "engines/vast/export.h"
 #include "quorel/foundation/error.h"
 
 namespace quorel::vast {
 
 // An answer that cannot be used as a whole. What is wrong inside of one ad only takes that ad, or part of it, away.
-class VastError : public Error {
+class QUOREL_VISIBLE VastError : public Error {
 public:
     enum class Code {
         notXML,        // not well-formed, or with a document type declaration
@@ -54,7 +55,7 @@ enum class ErrorCode {
 };
 
 // A place in an ad or in a content.
-struct TimeOffset {
+struct QUOREL_VAST_API TimeOffset {
     enum class Kind { start, end, seconds, percent };
     Kind kind = Kind::start;
     double value = 0;  // seconds or percent, not negative
@@ -67,14 +68,14 @@ struct TimeOffset {
     bool operator==(const TimeOffset&) const = default;
 };
 
-struct Tracking {
+struct QUOREL_VISIBLE Tracking {
     std::string event;                 // "start", "firstQuartile", ...
     std::optional<TimeOffset> offset;  // of "progress"
     std::string url;
     bool operator==(const Tracking&) const = default;
 };
 
-struct MediaFile {
+struct QUOREL_VISIBLE MediaFile {
     std::string url;
     std::string type;  // MIME type
     bool progressive = true;
@@ -85,7 +86,7 @@ struct MediaFile {
     bool operator==(const MediaFile&) const = default;
 };
 
-struct Linear {
+struct QUOREL_VISIBLE Linear {
     std::optional<double> duration;  // seconds
     std::optional<TimeOffset> skipOffset;
     std::vector<MediaFile> mediaFiles;
@@ -95,7 +96,7 @@ struct Linear {
     bool operator==(const Linear&) const = default;
 };
 
-struct Wrapper {
+struct QUOREL_VISIBLE Wrapper {
     std::string tagURL;
     bool followAdditionalWrappers = true;
     bool allowMultipleAds = false;
@@ -103,7 +104,7 @@ struct Wrapper {
 };
 
 // What of the standard's types is not linear (companions, overlays, verification scripts) is passed over.
-struct VastAd {
+struct QUOREL_VISIBLE VastAd {
     std::string id;
     std::optional<int> sequence;  // 1 and up: its place in a pod
     std::string system;
@@ -115,14 +116,14 @@ struct VastAd {
     bool operator==(const VastAd&) const = default;
 };
 
-struct VastDocument {
+struct QUOREL_VISIBLE VastDocument {
     std::string version;
     std::vector<std::string> errors;  // for an answer without ads
     std::vector<VastAd> ads;
     bool operator==(const VastDocument&) const = default;
 };
 
-struct AdBreak {
+struct QUOREL_VISIBLE AdBreak {
     TimeOffset timeOffset;
     std::string id;
     std::variant<std::string, VastDocument> source;  // a tag's URL, or the ads themselves
@@ -130,7 +131,7 @@ struct AdBreak {
     bool operator==(const AdBreak&) const = default;
 };
 
-struct VmapDocument {
+struct QUOREL_VISIBLE VmapDocument {
     std::string version;
     std::vector<AdBreak> breaks;  // those for linear ads whose place and source are understood
     bool operator==(const VmapDocument&) const = default;
@@ -139,6 +140,6 @@ struct VmapDocument {
 using AdDocument = std::variant<VastDocument, VmapDocument>;
 
 // Throws VastError.
-AdDocument parseAdDocument(std::string_view document);
+QUOREL_VAST_API AdDocument parseAdDocument(std::string_view document);
 
 }  // namespace quorel::vast

@@ -12,6 +12,7 @@
 
 #include <memory>
 
+#include "engines/vast/export.h"
 #include "engines/vast/options.h"
 #include "quorel/engine/engine.h"
 #include "quorel/foundation/run_loop.h"
@@ -19,7 +20,7 @@
 
 namespace quorel {
 
-class VastAdService {
+class QUOREL_VAST_API VastAdService {
 public:
     // `engines` make the engines that play the ads, and those of engineFactory(). The session belongs to somebody else:
     // once it is gone, there are no ads. It loads an answer whole before the answer is looked at, so one whose

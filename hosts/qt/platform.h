@@ -12,14 +12,16 @@
 
 #include <memory>
 
+#include "hosts/qt/export.h"
 #include "hosts/qt/qt_run_loop.h"
 #include "quorel/session/platform_services.h"
 
 namespace quorel::qt {
 
 // The standard services, with Qt's fonts, and with a notification when the application comes to the foreground.
-PlatformServices makeServices(const std::shared_ptr<QtRunLoop>& loop, std::shared_ptr<EngineFactory> engines);
+QUOREL_QT_API PlatformServices makeServices(const std::shared_ptr<QtRunLoop>& loop,
+                                            std::shared_ptr<EngineFactory> engines);
 
-void registerQmlTypes();
+QUOREL_QT_API void registerQmlTypes();
 
 }  // namespace quorel::qt

@@ -13,11 +13,12 @@
 #include <memory>
 #include <vector>
 
+#include "hosts/qt/export.h"
 #include "quorel/facade/player_controller.h"
 
 namespace quorel::qt {
 
-class PlayerControllerObject : public QObject {
+class QUOREL_QT_API PlayerControllerObject : public QObject {
     Q_OBJECT
     Q_PROPERTY(
         QVariant metadata READ metadata WRITE setMetadata NOTIFY metadataChanged)  // {isLive, duration} or null

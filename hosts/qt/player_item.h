@@ -22,13 +22,14 @@
 #include <memory>
 #include <optional>
 
+#include "hosts/qt/export.h"
 #include "hosts/qt/player_controller_object.h"
 #include "hosts/qt/tree_item.h"
 #include "quorel/facade/quorel_player_swift_ui.h"
 
 namespace quorel::qt {
 
-class PlayerItem : public TreeItem {
+class QUOREL_QT_API PlayerItem : public TreeItem {
     Q_OBJECT
     Q_PROPERTY(QString contentId READ contentId WRITE setContentId NOTIFY contentIdChanged)
     Q_PROPERTY(bool hideUI MEMBER hideUI_)

@@ -10,11 +10,12 @@
 #include <memory>
 #include <mutex>
 
+#include "hosts/qt/export.h"
 #include "quorel/foundation/run_loop.h"
 
 namespace quorel::qt {
 
-class QtRunLoop final : public RunLoop {
+class QUOREL_QT_API QtRunLoop final : public RunLoop {
 public:
     // Belongs to the thread that makes it.
     QtRunLoop();

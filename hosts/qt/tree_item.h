@@ -14,6 +14,7 @@
 #include <memory>
 #include <optional>
 
+#include "hosts/qt/export.h"
 #include "quorel/foundation/run_loop.h"
 #include "quorel/ui/display_list.h"
 #include "quorel/ui/focus_ring.h"
@@ -23,11 +24,11 @@
 
 namespace quorel::qt {
 
-class AccessibleControls;
-class FrameTap;
-class TreePainter;
+class QUOREL_VISIBLE AccessibleControls;
+class QUOREL_VISIBLE FrameTap;
+class QUOREL_VISIBLE TreePainter;
 
-class TreeItem : public QQuickItem {
+class QUOREL_QT_API TreeItem : public QQuickItem {
     Q_OBJECT
 public:
     explicit TreeItem(QQuickItem* parent = nullptr);

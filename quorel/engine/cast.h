@@ -4,14 +4,16 @@
 #include <optional>
 #include <string>
 
+#include "quorel/engine/export.h"
+
 namespace quorel {
 
-struct GCKDiscoveryCriteria {
+struct QUOREL_VISIBLE GCKDiscoveryCriteria {
     std::string applicationID;
     bool operator==(const GCKDiscoveryCriteria&) const = default;
 };
 
-struct GCKCastOptions {
+struct QUOREL_VISIBLE GCKCastOptions {
     GCKDiscoveryCriteria discoveryCriteria;
     bool stopReceiverApplicationWhenEndingSession = false;
     bool operator==(const GCKCastOptions&) const = default;
@@ -19,7 +21,7 @@ struct GCKCastOptions {
 
 enum class GCKCastState { noDevicesAvailable, notConnected, connecting, connected };
 
-class GCKCastContext {
+class QUOREL_VISIBLE GCKCastContext {
 public:
     virtual ~GCKCastContext() = default;
     virtual void setSharedInstanceWithOptions(const GCKCastOptions& options) = 0;

@@ -12,18 +12,20 @@
 #include <utility>
 #include <vector>
 
+#include "quorel/engine/export.h"
+
 namespace quorel {
 
 // The address of the constant is the type's identity, the name is for people.
 template <class E>
-struct EventType {
+struct QUOREL_VISIBLE EventType {
     using Event = E;
     std::string_view name;
 };
 
 namespace detail {
 
-struct ListenerEntry {
+struct QUOREL_VISIBLE ListenerEntry {
     virtual ~ListenerEntry() = default;
     // Lets go of the function, and so of what it holds; while it runs, once it returns.
     virtual void release() = 0;
@@ -36,7 +38,7 @@ struct ListenerEntry {
 // A handle to one registration. It knows its registration by itself, so any emitter can remove it; a handle that
 // was removed, is empty, or whose emitter is gone does no harm. Holding it keeps nothing else alive, and what the
 // listener's function holds is released when it is removed.
-class EventListener {
+class QUOREL_VISIBLE EventListener {
 public:
     EventListener() = default;
     // Whether the registration stands.
@@ -54,7 +56,7 @@ private:
 // The base of everything that emits events. Listeners of one type are called in the order of their registration.
 // One that is removed while an event is being delivered is not called any more, one that is added is called from
 // the next event on, and the emitter may be destroyed by a listener.
-class EventDispatcher {
+class QUOREL_VISIBLE EventDispatcher {
 public:
     EventDispatcher() : entries_(std::make_shared<Entries>()) {}
     virtual ~EventDispatcher() = default;

@@ -6,42 +6,49 @@
 #include <string>
 
 #include "quorel/engine/event_dispatcher.h"
+#include "quorel/engine/export.h"
 
 namespace quorel {
 
-class Track;
-class TextTrackCue;
+class QUOREL_VISIBLE Track;
+class QUOREL_VISIBLE TextTrackCue;
 
-struct LoadedMetaDataEvent {};
-struct PlayEvent {};
-struct PlayingEvent {};
-struct PauseEvent {};
-struct WaitingEvent {};
-struct EndedEvent {};
-struct DurationChangeEvent {
+struct QUOREL_VISIBLE LoadedMetaDataEvent {};
+struct QUOREL_VISIBLE PlayEvent {};
+struct QUOREL_VISIBLE PlayingEvent {};
+struct QUOREL_VISIBLE PauseEvent {};
+struct QUOREL_VISIBLE WaitingEvent {};
+struct QUOREL_VISIBLE EndedEvent {};
+struct QUOREL_VISIBLE DurationChangeEvent {
     std::optional<double> duration;  // absent when unknown, infinite for live
 };
-struct ErrorEvent {
+struct QUOREL_VISIBLE ErrorEvent {
     std::string error;  // a sentence a person can act on
 };
-struct CurrentTimeEvent {
+struct QUOREL_VISIBLE CurrentTimeEvent {
     double currentTime = 0;
 };
-struct TimeUpdateEvent : CurrentTimeEvent {};
-struct VolumeChangeEvent {
+struct QUOREL_VISIBLE TimeUpdateEvent : CurrentTimeEvent {};
+struct QUOREL_VISIBLE VolumeChangeEvent {
     float volume = 0;  // what is heard: 0 while muted
 };
-struct RateChangeEvent {};
-struct CanPlayEvent {};
-struct CanPlayThroughEvent {};
+struct QUOREL_VISIBLE RateChangeEvent {};
+struct QUOREL_VISIBLE CanPlayEvent {};
+struct QUOREL_VISIBLE CanPlayThroughEvent {};
 
 // As the media element of the HTML standard has it (4.8.11.7), with the same numbers.
-enum class ReadyState { haveNothing = 0, haveMetadata = 1, haveCurrentData = 2, haveFutureData = 3, haveEnoughData = 4 };
-struct ReadyStateChangeEvent {
+enum class ReadyState {
+    haveNothing = 0,
+    haveMetadata = 1,
+    haveCurrentData = 2,
+    haveFutureData = 3,
+    haveEnoughData = 4
+};
+struct QUOREL_VISIBLE ReadyStateChangeEvent {
     ReadyState readyState = ReadyState::haveNothing;
 };
 
-struct PlayerEventTypes {
+struct QUOREL_VISIBLE PlayerEventTypes {
     static inline const EventType<LoadedMetaDataEvent> LOADED_META_DATA{"loadedmetadata"};
     static inline const EventType<PlayEvent> PLAY{"play"};
     static inline const EventType<PlayingEvent> PLAYING{"playing"};
@@ -58,42 +65,42 @@ struct PlayerEventTypes {
     static inline const EventType<ReadyStateChangeEvent> READY_STATE_CHANGE{"readystatechange"};
 };
 
-struct AdBeginEvent {};
-struct AdEndEvent {};
-struct AdBreakBeginEvent {};
-struct AdBreakEndEvent {};
+struct QUOREL_VISIBLE AdBeginEvent {};
+struct QUOREL_VISIBLE AdEndEvent {};
+struct QUOREL_VISIBLE AdBreakBeginEvent {};
+struct QUOREL_VISIBLE AdBreakEndEvent {};
 
-struct AdsEventTypes {
+struct QUOREL_VISIBLE AdsEventTypes {
     static inline const EventType<AdBeginEvent> AD_BEGIN{"adbegin"};
     static inline const EventType<AdEndEvent> AD_END{"adend"};
     static inline const EventType<AdBreakBeginEvent> AD_BREAK_BEGIN{"adbreakbegin"};
     static inline const EventType<AdBreakEndEvent> AD_BREAK_END{"adbreakend"};
 };
 
-struct AddTrackEvent {
+struct QUOREL_VISIBLE AddTrackEvent {
     std::shared_ptr<Track> track;
 };
-struct RemoveTrackEvent {
+struct QUOREL_VISIBLE RemoveTrackEvent {
     std::shared_ptr<Track> track;
 };
-struct TrackChangeEvent {
+struct QUOREL_VISIBLE TrackChangeEvent {
     std::shared_ptr<Track> track;  // the one whose mode changed
 };
 
-struct TextTrackListEventTypes {
+struct QUOREL_VISIBLE TextTrackListEventTypes {
     static inline const EventType<AddTrackEvent> ADD_TRACK{"addtrack"};
     static inline const EventType<RemoveTrackEvent> REMOVE_TRACK{"removetrack"};
     static inline const EventType<TrackChangeEvent> CHANGE{"change"};
 };
 
-struct EnterCueEvent {
+struct QUOREL_VISIBLE EnterCueEvent {
     std::shared_ptr<TextTrackCue> cue;
 };
-struct ExitCueEvent {
+struct QUOREL_VISIBLE ExitCueEvent {
     std::shared_ptr<TextTrackCue> cue;
 };
 
-struct TextTrackEventTypes {
+struct QUOREL_VISIBLE TextTrackEventTypes {
     static inline const EventType<EnterCueEvent> ENTER_CUE{"entercue"};
     static inline const EventType<ExitCueEvent> EXIT_CUE{"exitcue"};
 };

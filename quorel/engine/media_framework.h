@@ -14,13 +14,14 @@
 #include <string_view>
 #include <vector>
 
+#include "quorel/engine/export.h"
 #include "quorel/engine/source_description.h"
 #include "quorel/foundation/url.h"
 #include "quorel/foundation/url_session.h"
 
 namespace quorel {
 
-class AVAssetResourceLoadingDataRequest {
+class QUOREL_VISIBLE AVAssetResourceLoadingDataRequest {
 public:
     virtual ~AVAssetResourceLoadingDataRequest() = default;
     virtual void respondWithData(std::string_view data) = 0;
@@ -28,7 +29,7 @@ public:
 
 // One request that waits for an answer. Any thread; finished once, by either of the finishing operations; what
 // follows is ignored.
-class AVAssetResourceLoadingRequest {
+class QUOREL_VISIBLE AVAssetResourceLoadingRequest {
 public:
     virtual ~AVAssetResourceLoadingRequest() = default;
     virtual std::optional<URL> request() const = 0;
@@ -39,7 +40,7 @@ public:
 };
 
 // Called on the engine's queue. False means: not handled, the request will not be finished by the delegate.
-class AVAssetResourceLoaderDelegate {
+class QUOREL_VISIBLE AVAssetResourceLoaderDelegate {
 public:
     virtual ~AVAssetResourceLoaderDelegate() = default;
     virtual bool shouldWaitForLoadingOfRequestedResource(
@@ -48,19 +49,19 @@ public:
         const std::shared_ptr<AVAssetResourceLoadingRequest>& request) = 0;
 };
 
-class ManifestInterceptor : public AVAssetResourceLoaderDelegate {
+class QUOREL_VISIBLE ManifestInterceptor : public AVAssetResourceLoaderDelegate {
 public:
     virtual std::string customScheme() const = 0;  // with "://"
 };
 
-class DeveloperSettings {
+class QUOREL_VISIBLE DeveloperSettings {
 public:
     virtual ~DeveloperSettings() = default;
     virtual std::shared_ptr<ManifestInterceptor> manifestInterceptor() const = 0;
     virtual void setManifestInterceptor(std::shared_ptr<ManifestInterceptor> interceptor) = 0;
 };
 
-struct WebVTTCue {
+struct QUOREL_VISIBLE WebVTTCue {
     std::string text;
     double startTime = 0;  // seconds
     double endTime = 0;    // seconds
@@ -68,7 +69,7 @@ struct WebVTTCue {
 };
 
 // Takes a WebVTT file's URL and gives its text; the parser belongs to the engine.
-class WebVTTParser {
+class QUOREL_VISIBLE WebVTTParser {
 public:
     virtual ~WebVTTParser() = default;
     virtual void getVttContent(const std::string& urlString,
@@ -76,14 +77,14 @@ public:
     virtual std::vector<WebVTTCue> cues(std::string_view webVttContent) const = 0;
 };
 
-class CachingTask {
+class QUOREL_VISIBLE CachingTask {
 public:
     virtual ~CachingTask() = default;
 };
 
-struct CachingParameters {};
+struct QUOREL_VISIBLE CachingParameters {};
 
-class Cache {
+class QUOREL_VISIBLE Cache {
 public:
     virtual ~Cache() = default;
     virtual std::shared_ptr<CachingTask> createTask(const SourceDescription& source,

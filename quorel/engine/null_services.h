@@ -5,18 +5,19 @@
 #include <memory>
 
 #include "quorel/engine/engine.h"
+#include "quorel/engine/export.h"
 #include "quorel/foundation/run_loop.h"
 
 namespace quorel {
 
 // Every request fails at the loop's next turn with the message "No ad service is installed." The loop must
 // outlive the factory and its loaders.
-std::shared_ptr<IMAFactory> makeNullIMAFactory(RunLoop& mainLoop);
+QUOREL_ENGINE_API std::shared_ptr<IMAFactory> makeNullIMAFactory(RunLoop& mainLoop);
 
-std::shared_ptr<GoogleIMAIntegrationFactory> makeNullIMAIntegrationFactory();
+QUOREL_ENGINE_API std::shared_ptr<GoogleIMAIntegrationFactory> makeNullIMAIntegrationFactory();
 
 // Keeps the options it is given; the state is always noDevicesAvailable.
-class NullCastContext final : public GCKCastContext {
+class QUOREL_VISIBLE NullCastContext final : public GCKCastContext {
 public:
     void setSharedInstanceWithOptions(const GCKCastOptions& options) override { options_ = options; }
     GCKCastState castState() const override { return GCKCastState::noDevicesAvailable; }

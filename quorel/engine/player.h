@@ -8,6 +8,7 @@
 
 #include "quorel/engine/event_dispatcher.h"
 #include "quorel/engine/events.h"
+#include "quorel/engine/export.h"
 #include "quorel/engine/ima.h"
 #include "quorel/engine/source_description.h"
 #include "quorel/engine/text_tracks.h"
@@ -19,20 +20,20 @@ namespace quorel {
 
 class DeveloperSettings;
 
-struct THEOplayerConfiguration {
+struct QUOREL_VISIBLE THEOplayerConfiguration {
     bool operator==(const THEOplayerConfiguration&) const = default;
 };
 
-class THEOplayerConfigurationBuilder {
+class QUOREL_VISIBLE THEOplayerConfigurationBuilder {
 public:
     THEOplayerConfiguration build() const { return {}; }
 };
 
 // Ad breaks that the engine plays itself. Emits AD_BREAK_BEGIN, AD_BEGIN, AD_END, AD_BREAK_END.
-class Ads : public EventDispatcher {};
+class QUOREL_VISIBLE Ads : public EventDispatcher {};
 
 // Something attached to an engine for its life.
-class Integration {
+class QUOREL_VISIBLE Integration {
 public:
     virtual ~Integration() = default;
 };
@@ -59,7 +60,7 @@ public:
 //   play() does nothing.
 // - Rate, volume and muted belong to the engine and stay when the source changes.
 // - A listener may do anything: seek, set a source, release the last reference to the engine.
-class THEOplayer : public EventDispatcher {
+class QUOREL_VISIBLE THEOplayer : public EventDispatcher {
 public:
     // Attaches an integration; the engine keeps it.
     virtual void addIntegration(std::shared_ptr<Integration> integration) = 0;
@@ -100,7 +101,7 @@ public:
 
     virtual bool muted() const = 0;
     virtual void setMuted(bool muted) = 0;
-    virtual double volume() const = 0;  // 0 to 1, whether muted or not
+    virtual double volume() const = 0;          // 0 to 1, whether muted or not
     virtual void setVolume(double volume) = 0;  // clamped; not a number: ignored
 
     virtual ReadyState readyState() const = 0;
@@ -114,7 +115,7 @@ public:
 };
 
 // Attaches the ad service to an engine.
-class GoogleIMAIntegrationFactory {
+class QUOREL_VISIBLE GoogleIMAIntegrationFactory {
 public:
     virtual ~GoogleIMAIntegrationFactory() = default;
     virtual std::shared_ptr<Integration> createIntegration(const std::shared_ptr<THEOplayer>& player,
@@ -122,7 +123,7 @@ public:
 };
 
 // Makes engines. What an engine's room offers to the host, who hands it to the session.
-class EngineFactory {
+class QUOREL_VISIBLE EngineFactory {
 public:
     virtual ~EngineFactory() = default;
     virtual std::shared_ptr<THEOplayer> makePlayer(std::optional<ui::Rect> frame,

@@ -14,13 +14,14 @@
 #include <variant>
 #include <vector>
 
+#include "quorel/engine/export.h"
 #include "quorel/foundation/url.h"
 
 namespace quorel {
 
 enum class CrossOrigin { anonymous, useCredentials };
 
-struct GoogleDAILiveConfiguration {
+struct QUOREL_VISIBLE GoogleDAILiveConfiguration {
     std::string assetKey = {};
     std::string apiKey = {};
     std::optional<std::string> authToken = {};
@@ -29,7 +30,7 @@ struct GoogleDAILiveConfiguration {
     bool operator==(const GoogleDAILiveConfiguration&) const = default;
 };
 
-struct GoogleDAIVodConfiguration {
+struct QUOREL_VISIBLE GoogleDAIVodConfiguration {
     std::string videoID = {};
     std::string contentSourceID = {};
     std::string apiKey = {};
@@ -41,7 +42,7 @@ struct GoogleDAIVodConfiguration {
 
 using ServerSideAdInsertion = std::variant<GoogleDAILiveConfiguration, GoogleDAIVodConfiguration>;
 
-struct TypedSource {
+struct QUOREL_VISIBLE TypedSource {
     std::string src = {};   // URL; empty for server-side ad insertion
     std::string type = {};  // MIME type, "application/x-mpegurl" for HLS
     std::optional<std::string> drm = {};
@@ -64,9 +65,10 @@ enum class TextTrackKind { subtitles, captions, descriptions, chapters, metadata
 enum class TextTrackFormat { WebVTT, SRT };
 
 // A subtitle file beside the stream. srcText() is the text it was made from, src() the URL that text parses to.
-class TextTrackDescription {
+class QUOREL_VISIBLE TextTrackDescription {
 public:
-    TextTrackDescription(std::string source, std::string languageTag, std::optional<bool> defaultTrack = std::nullopt,
+    TextTrackDescription(std::string source, std::string languageTag,
+                         std::optional<bool> defaultTrack = std::nullopt,
                          std::optional<TextTrackKind> trackKind = std::nullopt,
                          std::optional<std::string> trackLabel = std::nullopt,
                          std::optional<TextTrackFormat> fileFormat = std::nullopt)
@@ -92,7 +94,7 @@ private:
 };
 
 // One ad tag. `timeOffset` is "start", "end", seconds, "hh:mm:ss" or a percentage.
-class GoogleImaAdDescription {
+class QUOREL_VISIBLE GoogleImaAdDescription {
 public:
     explicit GoogleImaAdDescription(std::string source, std::optional<std::string> offset = std::nullopt)
         : timeOffset(std::move(offset)), srcText_(std::move(source)) {}
@@ -109,7 +111,7 @@ private:
 
 using AdDescription = std::variant<GoogleImaAdDescription>;
 
-struct ChromecastMetadataImage {
+struct QUOREL_VISIBLE ChromecastMetadataImage {
     std::string src = {};
     int width = 0;   // pixels
     int height = 0;  // pixels
@@ -118,7 +120,7 @@ struct ChromecastMetadataImage {
 
 enum class ChromecastMetadataType { generic, movie, tvShow };
 
-struct ChromecastMetadataDescription {
+struct QUOREL_VISIBLE ChromecastMetadataDescription {
     std::optional<std::vector<ChromecastMetadataImage>> images = {};
     std::optional<std::string> releaseDate = {};
     std::optional<int> releaseYear = {};
@@ -129,7 +131,7 @@ struct ChromecastMetadataDescription {
     bool operator==(const ChromecastMetadataDescription&) const = default;
 };
 
-struct SourceDescription {
+struct QUOREL_VISIBLE SourceDescription {
     TypedSource source = {};
     std::optional<std::vector<std::shared_ptr<const TextTrackDescription>>> textTracks = {};
     std::optional<std::vector<AdDescription>> ads = {};

@@ -9,6 +9,7 @@
 
 #include "quorel/engine/event_dispatcher.h"
 #include "quorel/engine/events.h"
+#include "quorel/engine/export.h"
 
 namespace quorel {
 
@@ -16,18 +17,18 @@ namespace quorel {
 // not drawn.
 enum class TextTrackMode : int { disabled = 0, hidden = 1, showing = 2 };
 
-class TextTrack;
+class QUOREL_VISIBLE TextTrack;
 
-class TextTrackCue {
+class QUOREL_VISIBLE TextTrackCue {
 public:
     virtual ~TextTrackCue() = default;
-    virtual double startTime() const = 0;  // seconds on the presentation's clock
-    virtual double endTime() const = 0;    // seconds; infinite when it is not known
+    virtual double startTime() const = 0;                          // seconds on the presentation's clock
+    virtual double endTime() const = 0;                            // seconds; infinite when it is not known
     virtual std::optional<std::string> contentString() const = 0;  // plain text, lines separated by "\n"
     virtual std::shared_ptr<TextTrack> track() const = 0;          // null once the track is gone
 };
 
-class Track : public EventDispatcher {
+class QUOREL_VISIBLE Track : public EventDispatcher {
 public:
     virtual std::string kind() const = 0;      // "subtitles", "captions", ...
     virtual std::string label() const = 0;     // for people
@@ -36,7 +37,7 @@ public:
 
 // Emits ENTER_CUE and EXIT_CUE, unless disabled, once each time that the position moves into and out of a cue, by
 // playing or by seeking.
-class TextTrack : public Track {
+class QUOREL_VISIBLE TextTrack : public Track {
 public:
     virtual TextTrackMode mode() const = 0;
     // Setting the mode it has does nothing. Each change is reported by CHANGE of the list, before this returns.
@@ -47,7 +48,7 @@ public:
 
 // Emits ADD_TRACK, REMOVE_TRACK and CHANGE. When one track becomes `showing`, the one that was showing becomes
 // `hidden` first, and its CHANGE comes before the new one's.
-class TextTrackList : public EventDispatcher {
+class QUOREL_VISIBLE TextTrackList : public EventDispatcher {
 public:
     virtual std::size_t count() const = 0;
     virtual std::shared_ptr<TextTrack> get(std::size_t index) const = 0;  // null past the end

@@ -14,13 +14,14 @@
 #include <string>
 #include <vector>
 
+#include "quorel/facade/export.h"
 #include "quorel/facade/published.h"
 #include "quorel/player/controller.h"
 #include "quorel/player/events.h"
 
 namespace quorel {
 
-class PlayerController {
+class QUOREL_FACADE_API PlayerController {
 public:
     static std::shared_ptr<PlayerController> make() { return std::make_shared<PlayerController>(); }
     PlayerController();

@@ -13,10 +13,12 @@
 #include <utility>
 #include <vector>
 
+#include "quorel/facade/export.h"
+
 namespace quorel {
 
 // Ends a subscription when it goes or is asked to. A subscription may outlive what it subscribed to.
-class Subscription {
+class QUOREL_VISIBLE Subscription {
 public:
     Subscription() = default;
     explicit Subscription(std::shared_ptr<void> registration) : registration_(std::move(registration)) {}
@@ -31,7 +33,7 @@ private:
 // Where subscribers are told of something, in the order in which they subscribed. One that subscribes while it is
 // told is told from the next time on; one that ends while others are told is not told any more.
 template <class... Arguments>
-class Stream {
+class QUOREL_VISIBLE Stream {
 public:
     using Function = std::function<void(const Arguments&...)>;
 
@@ -53,7 +55,7 @@ private:
 };
 
 template <class T>
-class Published {
+class QUOREL_VISIBLE Published {
 public:
     explicit Published(T value) : value_(std::move(value)) {}
     Published(const Published&) = delete;

@@ -15,12 +15,13 @@
 #include <optional>
 #include <string>
 
+#include "quorel/facade/export.h"
 #include "quorel/facade/player_controller.h"
 #include "quorel/player/controller.h"
 
 namespace quorel {
 
-struct QuorelPlayerSwiftUI {
+struct QUOREL_FACADE_API QuorelPlayerSwiftUI {
     // What the initialiser takes; all of it may be left out.
     struct Arguments {
         std::optional<std::string> contentId = {};
@@ -42,7 +43,7 @@ struct QuorelPlayerSwiftUI {
 
     // Turns the player's events into writes of the facade's properties, and prints each event as a log line. Errors,
     // ads and full screen show in no property, and `ended` leaves isPlaying as it was.
-    class Coordinator final : public QuorelPlayerListener {
+    class QUOREL_FACADE_API Coordinator final : public QuorelPlayerListener {
     public:
         void onEvent(const QuorelPlayerEvent& event) override;
 

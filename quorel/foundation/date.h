@@ -11,10 +11,12 @@
 #include <string_view>
 #include <vector>
 
+#include "quorel/foundation/export.h"
+
 namespace quorel {
 
 // A point in time, in seconds since 1970-01-01T00:00:00Z.
-struct Date {
+struct QUOREL_VISIBLE Date {
     double secondsSince1970 = 0;
 
     auto operator<=>(const Date&) const = default;
@@ -25,7 +27,7 @@ struct Date {
 // stands. "Z" reads "Z", "+0300" and "+03:00" and writes "+0000". Reading is strict: exactly the digits of the
 // fields (one or more for S, of which microseconds count), values in their ranges (years 0001 to 9999), nothing
 // left over. A value; any thread.
-class DateFormatter {
+class QUOREL_FOUNDATION_API DateFormatter {
 public:
     // A pattern with any other field is a programming error and stops the process.
     explicit DateFormatter(std::string pattern);

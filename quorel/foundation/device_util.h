@@ -7,9 +7,11 @@
 #include <string>
 #include <string_view>
 
+#include "quorel/foundation/export.h"
+
 namespace quorel {
 
-struct DeviceUtil {
+struct QUOREL_FOUNDATION_API DeviceUtil {
     // The interface that is the Wi-Fi on the devices that this SDK grew up on. Few other machines have one of that
     // name; what asks has to do without.
     static constexpr std::string_view wifiInterface = "en0";

@@ -11,12 +11,13 @@
 #include <vector>
 
 #include "quorel/foundation/executor.h"
+#include "quorel/foundation/export.h"
 
 namespace quorel {
 
 // Runs functions one after the other, in the order of their posting, on a thread of its own that starts with
 // the first function.
-class SerialQueue final : public Executor {
+class QUOREL_FOUNDATION_API SerialQueue final : public Executor {
 public:
     explicit SerialQueue(std::string label);
     // Waits for the function that is running and drops the rest. Must not be destroyed from its own thread.
@@ -42,7 +43,7 @@ private:
 };
 
 // A few threads that share one queue; for decoding and other work that must not hold the main thread.
-class BackgroundExecutor final : public Executor {
+class QUOREL_FOUNDATION_API BackgroundExecutor final : public Executor {
 public:
     // `threads` of at least 1; they start with the first function.
     explicit BackgroundExecutor(unsigned threads = 2);

@@ -8,9 +8,11 @@
 #include <string>
 #include <utility>
 
+#include "quorel/foundation/export.h"
+
 namespace quorel {
 
-class Error : public std::exception {
+class QUOREL_VISIBLE Error : public std::exception {
 public:
     explicit Error(std::string description) : description_(std::move(description)) {}
 

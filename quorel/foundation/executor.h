@@ -3,9 +3,11 @@
 
 #include <functional>
 
+#include "quorel/foundation/export.h"
+
 namespace quorel {
 
-class Executor {
+class QUOREL_VISIBLE Executor {
 public:
     virtual ~Executor() = default;
 

@@ -6,10 +6,12 @@
 
 #include <string_view>
 
+#include "quorel/foundation/export.h"
+
 namespace quorel {
 
 // Writes "fatal: <message> (<file>:<line>)" to standard error and aborts.
-[[noreturn]] void fatal(std::string_view message,
-                        const char* file = __builtin_FILE(), unsigned line = __builtin_LINE());
+[[noreturn]] QUOREL_FOUNDATION_API void fatal(std::string_view message, const char* file = __builtin_FILE(),
+                                              unsigned line = __builtin_LINE());
 
 }  // namespace quorel

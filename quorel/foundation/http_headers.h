@@ -7,10 +7,12 @@
 #include <utility>
 #include <vector>
 
+#include "quorel/foundation/export.h"
+
 namespace quorel {
 
 // Fields in their order, names compared without case (RFC 9110 5.1).
-class HTTPHeaders {
+class QUOREL_FOUNDATION_API HTTPHeaders {
 public:
     using Field = std::pair<std::string, std::string>;
 

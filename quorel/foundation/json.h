@@ -18,10 +18,11 @@
 #include <vector>
 
 #include "quorel/foundation/error.h"
+#include "quorel/foundation/export.h"
 
 namespace quorel {
 
-class JSONError : public Error {
+class QUOREL_FOUNDATION_API JSONError : public Error {
 public:
     enum class Code {
         syntax,           // the text is not JSON, is not UTF-8, or nests deeper than maximumJSONDepth
@@ -44,7 +45,7 @@ private:
 };
 
 // A place in a value, on the way down: costs nothing until it is asked for its text. Lives on the stack.
-class JSONPath {
+class QUOREL_FOUNDATION_API JSONPath {
 public:
     JSONPath() = default;  // the whole
     JSONPath(const JSONPath& parent, std::string_view key) : parent_(&parent), key_(key) {}
@@ -63,12 +64,12 @@ private:
 
 inline constexpr std::size_t maximumJSONDepth = 512;  // arrays and objects inside each other
 
-class JSONValue;
+class QUOREL_FOUNDATION_API JSONValue;
 using JSONArray = std::vector<JSONValue>;
 
 // Members in their order, each key once. Of a key that occurs twice in a parsed text the last one counts, at the
 // place of the first.
-class JSONObject {
+class QUOREL_FOUNDATION_API JSONObject {
 public:
     using Member = std::pair<std::string, JSONValue>;
 
@@ -96,7 +97,7 @@ private:
 
 // A number that is written without fraction and exponent is an integer and keeps all 64 bits; any other, and an
 // integer beyond 64 bits, is a double.
-class JSONValue {
+class QUOREL_FOUNDATION_API JSONValue {
 public:
     using Storage = std::variant<std::nullptr_t, bool, std::int64_t, std::uint64_t, double, std::string, JSONArray,
                                  JSONObject>;
@@ -146,15 +147,15 @@ private:
 // Throws JSONError (syntax). The text must be UTF-8, one value, with nothing but white space around it; a
 // leading byte-order mark is skipped (RFC 8259 8.1). A number that no double can hold (1e999) and a text with
 // half of a surrogate pair are no JSON here. Memory stays proportional to the text.
-JSONValue parseJSON(std::string_view text);
+QUOREL_FOUNDATION_API JSONValue parseJSON(std::string_view text);
 
 enum class JSONStyle { compact, pretty };
 // Doubles are written in the shortest form that reads back as the same number, so 12.0 as "12". Throws JSONError
 // (notSerializable). "/" is not escaped; control characters are. Pretty text has a line for each member and
 // element, indented by two blanks.
-std::string serializeJSON(const JSONValue& value, JSONStyle style = JSONStyle::compact);
+QUOREL_FOUNDATION_API std::string serializeJSON(const JSONValue& value, JSONStyle style = JSONStyle::compact);
 
 // An array or an object at the top, and nothing inside that is notSerializable.
-bool isValidJSONObject(const JSONValue& value);
+QUOREL_FOUNDATION_API bool isValidJSONObject(const JSONValue& value);
 
 }  // namespace quorel

@@ -29,6 +29,7 @@
 #include <vector>
 
 #include "quorel/foundation/date.h"
+#include "quorel/foundation/export.h"
 #include "quorel/foundation/json.h"
 
 // Names the coded fields of a struct, inside it, in the order of their encoding. Up to 64 fields.
@@ -58,7 +59,7 @@
 namespace quorel {
 
 template <class Struct, class Member>
-struct JSONField {
+struct QUOREL_VISIBLE JSONField {
     std::string_view key;
     Member Struct::*member;
 };
@@ -80,14 +81,14 @@ inline constexpr bool isJSONOptional<std::optional<T>> = true;
 
 // Names a type whose value is to be made, so that overloads can be told apart by it.
 template <class T>
-struct JSONType {};
+struct QUOREL_VISIBLE JSONType {};
 
-[[noreturn]] void throwJSONIntegerOutOfRange(const JSONPath& path);
+[[noreturn]] QUOREL_FOUNDATION_API void throwJSONIntegerOutOfRange(const JSONPath& path);
 
 }  // namespace detail
 
 // Decodes by the rules above.
-class JSONDecoder {
+class QUOREL_FOUNDATION_API JSONDecoder {
 public:
     // How the texts of Date fields are read. Without one a Date is a number, in seconds since 1970.
     std::optional<DateFormatter> dateFormatter;
@@ -166,7 +167,7 @@ private:
 };
 
 // Encodes by the rules above: what it writes, a JSONDecoder with the same dateFormatter reads back as it was.
-class JSONEncoder {
+class QUOREL_FOUNDATION_API JSONEncoder {
 public:
     std::optional<DateFormatter> dateFormatter;
     JSONStyle style = JSONStyle::compact;

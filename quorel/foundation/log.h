@@ -12,18 +12,20 @@
 #include <string>
 #include <string_view>
 
+#include "quorel/foundation/export.h"
+
 namespace quorel {
 
-void logLine(std::string_view line);
-void logLine(std::initializer_list<std::string_view> items);
+QUOREL_FOUNDATION_API void logLine(std::string_view line);
+QUOREL_FOUNDATION_API void logLine(std::initializer_list<std::string_view> items);
 
 // Where lines go. An empty function restores standard output. The sink is called with the line, without its
 // line end, on the thread that logs, one call at a time; it must not log itself.
 using LogSink = std::function<void(std::string_view line)>;
-void setLogSink(LogSink sink);
+QUOREL_FOUNDATION_API void setLogSink(LogSink sink);
 
 // Captures the process's log lines while it lives; for tests and for programs that own their screen.
-class LogCapture {
+class QUOREL_FOUNDATION_API LogCapture {
 public:
     LogCapture();
     ~LogCapture();

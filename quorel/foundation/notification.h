@@ -12,12 +12,14 @@
 #include <string>
 #include <string_view>
 
+#include "quorel/foundation/export.h"
+
 namespace quorel {
 
 // A host posts this one when its application returns to the foreground.
 inline constexpr std::string_view ApplicationDidBecomeActive = "UIApplicationDidBecomeActiveNotification";
 
-class NotificationCenter {
+class QUOREL_FOUNDATION_API NotificationCenter {
 public:
     using ObserverToken = std::uint64_t;  // never 0
 

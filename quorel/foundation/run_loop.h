@@ -22,16 +22,17 @@
 #include <vector>
 
 #include "quorel/foundation/executor.h"
+#include "quorel/foundation/export.h"
 
 namespace quorel {
 
 using Duration = std::chrono::nanoseconds;
 
 // Seconds, as the SDK's interfaces speak of time, to the loop's resolution. Not finite or out of range: clamped.
-Duration durationFromSeconds(double seconds);
-double secondsFromDuration(Duration duration);
+QUOREL_FOUNDATION_API Duration durationFromSeconds(double seconds);
+QUOREL_FOUNDATION_API double secondsFromDuration(Duration duration);
 
-class RunLoop : public Executor {
+class QUOREL_VISIBLE RunLoop : public Executor {
 public:
     using TimerId = std::uint64_t;  // never 0
 
@@ -51,7 +52,7 @@ public:
 };
 
 // Functions and timers in one queue ordered by time; what both loops below are made of.
-class TimerQueue {
+class QUOREL_FOUNDATION_API TimerQueue {
 public:
     RunLoop::TimerId add(Duration due, std::function<void()> function);
     // Gives the removed function, so that the caller destroys it where no lock is held.
@@ -70,7 +71,7 @@ private:
 };
 
 // A loop on the thread that runs it, on the system's monotonic clock.
-class RealRunLoop final : public RunLoop {
+class QUOREL_FOUNDATION_API RealRunLoop final : public RunLoop {
 public:
     RealRunLoop();
     ~RealRunLoop() override;
@@ -103,7 +104,7 @@ private:
 
 // A loop whose time is a number: it moves in advance() only. post() and schedule() may be called from any
 // thread; everything else belongs to the thread that owns the loop, which is the one that made it.
-class ManualRunLoop final : public RunLoop {
+class QUOREL_FOUNDATION_API ManualRunLoop final : public RunLoop {
 public:
     explicit ManualRunLoop(double secondsSince1970AtStart = 1'700'000'000.0);
     ~ManualRunLoop() override;

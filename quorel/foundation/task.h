@@ -26,17 +26,18 @@
 #include <variant>
 
 #include "quorel/foundation/executor.h"
+#include "quorel/foundation/export.h"
 #include "quorel/foundation/fatal.h"
 
 namespace quorel {
 
 template <class T>
-class Task;
+class QUOREL_VISIBLE Task;
 
 namespace detail {
 
 // What every task's promise has: where the coroutine lives, who waits for it, and the chain's outermost frame.
-struct TaskPromiseBase {
+struct QUOREL_VISIBLE TaskPromiseBase {
     Executor* home = nullptr;
     std::coroutine_handle<> root;
     std::coroutine_handle<> continuation;
@@ -47,7 +48,7 @@ struct TaskPromiseBase {
 };
 
 // A right to resume a coroutine once. Dropped unused, it destroys the whole chain of tasks.
-class ResumeToken {
+class QUOREL_VISIBLE ResumeToken {
 public:
     ResumeToken(std::coroutine_handle<> handle, std::coroutine_handle<> root) : handle_(handle), root_(root) {}
     ResumeToken(const ResumeToken&) = delete;
@@ -66,7 +67,7 @@ inline void postResume(Executor& executor, std::coroutine_handle<> handle, std::
     executor.post([token = std::make_shared<ResumeToken>(handle, root)] { token->resume(); });
 }
 
-struct FinalAwaiter {
+struct QUOREL_VISIBLE FinalAwaiter {
     bool await_ready() const noexcept { return false; }
     template <class Promise>
     std::coroutine_handle<> await_suspend(std::coroutine_handle<Promise> finished) noexcept {
@@ -81,7 +82,7 @@ struct FinalAwaiter {
 };
 
 template <class T>
-struct TaskPromise : TaskPromiseBase {
+struct QUOREL_VISIBLE TaskPromise : TaskPromiseBase {
     std::variant<std::monostate, T, std::exception_ptr> result;
 
     Task<T> get_return_object();
@@ -98,7 +99,7 @@ struct TaskPromise : TaskPromiseBase {
 };
 
 template <>
-struct TaskPromise<void> : TaskPromiseBase {
+struct QUOREL_VISIBLE TaskPromise<void> : TaskPromiseBase {
     std::exception_ptr error;
 
     Task<void> get_return_object();
@@ -113,7 +114,7 @@ struct TaskPromise<void> : TaskPromiseBase {
 }  // namespace detail
 
 template <class T = void>
-class [[nodiscard]] Task {
+class [[nodiscard]] QUOREL_VISIBLE Task {
 public:
     using promise_type = detail::TaskPromise<T>;
 
@@ -159,11 +160,9 @@ inline Task<void> TaskPromise<void>::get_return_object() {
 }
 
 // The outermost frame of a started task; it destroys itself at its end.
-struct DetachedTask {
+struct QUOREL_VISIBLE DetachedTask {
     struct promise_type : TaskPromiseBase {
-        DetachedTask get_return_object() {
-            return {std::coroutine_handle<promise_type>::from_promise(*this)};
-        }
+        DetachedTask get_return_object() { return {std::coroutine_handle<promise_type>::from_promise(*this)}; }
         std::suspend_never final_suspend() noexcept { return {}; }
         void return_void() {}
         void unhandled_exception() { fatal("a started task ended with an error that nobody handles"); }
@@ -171,9 +170,11 @@ struct DetachedTask {
     std::coroutine_handle<promise_type> handle;
 };
 
-inline DetachedTask runDetached(Task<void> task) { co_await std::move(task); }
+inline DetachedTask runDetached(Task<void> task) {
+    co_await std::move(task);
+}
 
-struct ResumeOn {
+struct QUOREL_VISIBLE ResumeOn {
     Executor& executor;
 
     bool await_ready() const noexcept { return false; }
@@ -191,7 +192,9 @@ struct ResumeOn {
 }  // namespace detail
 
 // Moves the awaiting task to `executor`. Goes straight on when it is there already.
-inline detail::ResumeOn resumeOn(Executor& executor) { return {executor}; }
+inline detail::ResumeOn resumeOn(Executor& executor) {
+    return {executor};
+}
 
 // Starts `task` on `executor`, at a later turn, and lets it run to its end by itself. An error that leaves the
 // task is a programming error and stops the process: handle it inside.
@@ -209,7 +212,7 @@ inline void startTask(Executor& executor, Task<void> task) {
 // The completion takes a T or, to throw in the awaiting task, a std::exception_ptr. A completion that is
 // destroyed without being called destroys the task.
 template <class T>
-class CompletionAwaiter {
+class QUOREL_VISIBLE CompletionAwaiter {
 public:
     using Result = std::variant<T, std::exception_ptr>;
     using Completion = std::function<void(Result)>;

@@ -11,11 +11,12 @@
 #include <functional>
 #include <memory>
 
+#include "quorel/foundation/export.h"
 #include "quorel/foundation/run_loop.h"
 
 namespace quorel {
 
-class Timer : public std::enable_shared_from_this<Timer> {
+class QUOREL_FOUNDATION_API Timer : public std::enable_shared_from_this<Timer> {
 public:
     enum class Repeats { no, yes };
     using Block = std::function<void(Timer&)>;

@@ -16,11 +16,13 @@
 #include <string_view>
 #include <vector>
 
+#include "quorel/foundation/export.h"
+
 namespace quorel {
 
 // The characters that stay as they are when a text is percent-encoded for a place in a URL. All other bytes of
 // the UTF-8 text become %XX with upper-case digits. None of the sets holds "%".
-class CharacterSet {
+class QUOREL_FOUNDATION_API CharacterSet {
 public:
     // RFC 3986 3.4: query = *( pchar / "/" / "?" ), so also "!$&'()*+,;=:@-._~".
     static const CharacterSet urlQueryAllowed;
@@ -45,11 +47,11 @@ private:
     std::uint64_t bits_[2] = {0, 0};
 };
 
-std::string addingPercentEncoding(std::string_view text, const CharacterSet& allowed);
+QUOREL_FOUNDATION_API std::string addingPercentEncoding(std::string_view text, const CharacterSet& allowed);
 // Absent when a "%" is not followed by two hexadecimal digits, or when the result is not valid UTF-8. "+" stays.
-std::optional<std::string> removingPercentEncoding(std::string_view text);
+QUOREL_FOUNDATION_API std::optional<std::string> removingPercentEncoding(std::string_view text);
 
-struct URLQueryItem {
+struct QUOREL_VISIBLE URLQueryItem {
     std::string name;                  // as plain text, percent encoding removed
     std::optional<std::string> value;  // absent for "name" without "="
 
@@ -57,7 +59,7 @@ struct URLQueryItem {
 };
 
 // A URL as text that is known to parse, with its parts.
-class URL {
+class QUOREL_FOUNDATION_API URL {
 public:
     // RFC 3986 URI-reference, so relative references parse too. As the platforms that this SDK grew up on do,
     // characters that may not stand in a URL (blanks, quotes, "<", "|", letters beyond ASCII, a "%" that begins
@@ -104,7 +106,7 @@ private:
 
 // A URL taken apart to be changed and put together again. The encoded forms are what stands in the URL; the
 // plain ones are encoded and decoded on the way.
-class URLComponents {
+class QUOREL_FOUNDATION_API URLComponents {
 public:
     URLComponents() = default;
     explicit URLComponents(const URL& url);

@@ -4,11 +4,12 @@
 #include <string_view>
 
 #include "quorel/foundation/error.h"
+#include "quorel/foundation/export.h"
 
 namespace quorel {
 
 // A load that gave no usable reply. HTTP statuses are not errors here; they are in the response.
-class URLError : public Error {
+class QUOREL_FOUNDATION_API URLError : public Error {
 public:
     enum class Code {
         unknown,

@@ -13,6 +13,7 @@
 #include <memory>
 #include <string_view>
 
+#include "quorel/foundation/export.h"
 #include "quorel/foundation/url_error.h"
 #include "quorel/foundation/url_request.h"
 
@@ -21,7 +22,7 @@ namespace quorel {
 // Told what a protocol's load gives: at most one response, then data in pieces, then exactly one end. What comes
 // after the end, or after the task was cancelled, is ignored, also when the session is gone. An end without a
 // response is a failed load. Any thread.
-class UrlProtocolClient {
+class QUOREL_VISIBLE UrlProtocolClient {
 public:
     virtual ~UrlProtocolClient() = default;
     virtual void didReceiveResponse(URLResponse response) = 0;
@@ -32,7 +33,7 @@ public:
 
 // A way to answer requests, asked before the network. Its functions are called on the session's thread, which
 // they must not block; one that throws fails the load with what it threw.
-class UrlProtocol {
+class QUOREL_VISIBLE UrlProtocol {
 public:
     virtual ~UrlProtocol() = default;
     // The first registered protocol that says yes gets the request.

@@ -6,6 +6,7 @@
 #include <string>
 #include <utility>
 
+#include "quorel/foundation/export.h"
 #include "quorel/foundation/http_headers.h"
 #include "quorel/foundation/url.h"
 
@@ -19,7 +20,7 @@ enum class CachePolicy {
     returnCacheDataDontLoad,
 };
 
-struct URLRequest {
+struct QUOREL_VISIBLE URLRequest {
     explicit URLRequest(URL requestUrl) : url(std::move(requestUrl)) {}
 
     URL url;
@@ -36,7 +37,7 @@ struct URLRequest {
     std::map<std::string, std::string> properties;
 };
 
-struct URLResponse {
+struct QUOREL_VISIBLE URLResponse {
     URL url;                        // where the reply came from, redirects followed
     std::optional<int> statusCode;  // absent when the reply is not an HTTP reply
     HTTPHeaders headers;            // of the last reply, without those of redirects on the way
@@ -44,7 +45,7 @@ struct URLResponse {
     bool isHTTP() const { return statusCode.has_value(); }
 };
 
-struct DataAndResponse {
+struct QUOREL_VISIBLE DataAndResponse {
     std::string data;
     URLResponse response;
 };

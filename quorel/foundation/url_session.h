@@ -18,6 +18,7 @@
 #include <variant>
 #include <vector>
 
+#include "quorel/foundation/export.h"
 #include "quorel/foundation/http_headers.h"
 #include "quorel/foundation/task.h"
 #include "quorel/foundation/url.h"
@@ -28,7 +29,7 @@
 namespace quorel {
 
 // One load. Made suspended; resume() starts it. A task that is running is kept alive by its session. Any thread.
-class UrlSessionDataTask {
+class QUOREL_VISIBLE UrlSessionDataTask {
 public:
     virtual ~UrlSessionDataTask() = default;
     virtual void resume() = 0;
@@ -38,7 +39,7 @@ public:
     virtual void cancel() = 0;
 };
 
-class UrlSession {
+class QUOREL_FOUNDATION_API UrlSession {
 public:
     struct Configuration {
         std::string caFile;  // PEM file of the trusted issuers; empty for the system's

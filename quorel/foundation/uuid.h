@@ -13,9 +13,11 @@
 #include <string>
 #include <string_view>
 
+#include "quorel/foundation/export.h"
+
 namespace quorel {
 
-struct UUID {
+struct QUOREL_FOUNDATION_API UUID {
     std::array<std::uint8_t, 16> bytes{};
 
     // Version 4, from a generator of this thread that the system's random source has seeded: unique, but no

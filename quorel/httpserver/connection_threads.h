@@ -6,9 +6,11 @@
 #include <functional>
 #include <memory>
 
+#include "quorel/httpserver/export.h"
+
 namespace quorel::http {
 
-class ConnectionThreads {
+class QUOREL_HTTPSERVER_API ConnectionThreads {
 public:
     ConnectionThreads();
     ~ConnectionThreads();  // closes

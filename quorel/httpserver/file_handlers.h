@@ -11,21 +11,23 @@
 #include <string>
 #include <vector>
 
+#include "quorel/httpserver/export.h"
 #include "quorel/httpserver/http_request.h"
 
 namespace quorel::http {
 
 // 200 with the file, opened anew for each request; 404 when it cannot be opened.
-HttpHandler shareFile(std::string path);
+QUOREL_HTTPSERVER_API HttpHandler shareFile(std::string path);
 
 // The first route parameter is the path below `directory`. 200 with Content-Type and Content-Length, or 404: no
 // such file, not a regular file, no parameter. For an empty parameter the first of `defaults` that opens is
 // served.
-HttpHandler shareFilesFromDirectory(std::string directory,
-                                    std::vector<std::string> defaults = {"index.html", "default.html"});
+QUOREL_HTTPSERVER_API HttpHandler shareFilesFromDirectory(std::string directory,
+                                                          std::vector<std::string> defaults = {"index.html",
+                                                                                               "default.html"});
 
 // The first route parameter (none: the directory itself) is a path below `dir`: an HTML table of links for a
 // directory, the file for a file, 404 for what cannot be opened.
-HttpHandler directoryBrowser(std::string dir);
+QUOREL_HTTPSERVER_API HttpHandler directoryBrowser(std::string dir);
 
 }  // namespace quorel::http

@@ -10,12 +10,13 @@
 #include <string>
 
 #include "quorel/foundation/error.h"
+#include "quorel/httpserver/export.h"
 #include "quorel/httpserver/http_request.h"
 #include "quorel/httpserver/socket.h"
 
 namespace quorel::http {
 
-class HttpParserError : public Error {
+class QUOREL_HTTPSERVER_API HttpParserError : public Error {
 public:
     enum class Code {
         invalidStatusLine,      // the request line has fewer than three parts; message() is that line
@@ -36,14 +37,14 @@ private:
 
 // What a request may measure, in bytes. Memory grows with what has arrived in any case, never with what a
 // Content-Length announces.
-struct HttpLimits {
+struct QUOREL_VISIBLE HttpLimits {
     std::size_t head = 64 * 1024;               // request line, headers and the empty line behind them
     std::int64_t body = std::int64_t{1} << 30;  // 1 GiB
 
     bool operator==(const HttpLimits&) const = default;
 };
 
-class HttpParser {
+class QUOREL_HTTPSERVER_API HttpParser {
 public:
     HttpParser() = default;
     explicit HttpParser(HttpLimits limits) : limits_(limits) {}

@@ -18,16 +18,18 @@
 #include <utility>
 #include <vector>
 
+#include "quorel/httpserver/export.h"
+
 namespace quorel::http {
 
-class HttpResponse;
+class QUOREL_HTTPSERVER_API HttpResponse;
 
 using HttpHeaders = std::map<std::string, std::string, std::less<>>;
 using HttpParams = std::map<std::string, std::string, std::less<>>;
 
-struct HttpRequest {
+struct QUOREL_HTTPSERVER_API HttpRequest {
     // What one part of a multipart/form-data body (RFC 7578) holds.
-    struct MultiPart {
+    struct QUOREL_HTTPSERVER_API MultiPart {
         HttpHeaders headers;  // keys in lower case, values without surrounding blanks
         std::vector<std::uint8_t> body;
 

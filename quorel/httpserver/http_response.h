@@ -25,13 +25,14 @@
 
 #include "quorel/foundation/error.h"
 #include "quorel/foundation/json.h"
+#include "quorel/httpserver/export.h"
 #include "quorel/httpserver/http_request.h"
 
 namespace quorel::http {
 
 class Socket;
 
-class SerializationError : public Error {
+class QUOREL_HTTPSERVER_API SerializationError : public Error {
 public:
     enum class Code {
         invalidObject,  // a JSON body that is neither array nor object, or holds a number that is not finite
@@ -46,7 +47,7 @@ private:
 };
 
 // Where a body goes. Every operation writes all of it or throws SocketError.
-class HttpResponseBodyWriter {
+class QUOREL_VISIBLE HttpResponseBodyWriter {
 public:
     virtual ~HttpResponseBodyWriter() = default;
 
@@ -60,7 +61,7 @@ using HttpBodyWriteFunction = std::function<void(HttpResponseBodyWriter&)>;
 using HttpSessionFunction = std::function<void(const std::shared_ptr<Socket>&)>;
 
 // A body as it goes out. The function refers to the value that gave it: call it while that lives and is unchanged.
-struct HttpContent {
+struct QUOREL_VISIBLE HttpContent {
     std::int64_t length = -1;     // in bytes; -1 when unknown
     HttpBodyWriteFunction write;  // empty when there is nothing to write
     // Whether `write` waits for nothing but the peer, so that the head may be held to leave together with it.
@@ -68,7 +69,7 @@ struct HttpContent {
 };
 
 // The shared forms spare a copy per answer: the same bytes may be in many answers at once.
-class HttpResponseBody {
+class QUOREL_HTTPSERVER_API HttpResponseBody {
 public:
     using SharedText = std::shared_ptr<const std::string>;
     using SharedBytes = std::shared_ptr<const std::vector<std::uint8_t>>;
@@ -107,7 +108,7 @@ private:
     std::optional<std::string> contentType_;
 };
 
-class HttpResponse {
+class QUOREL_HTTPSERVER_API HttpResponse {
 public:
     // 101. After the head has gone out the session function has the socket for as long as it runs; then the
     // server closes it.

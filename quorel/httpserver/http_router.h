@@ -20,18 +20,19 @@
 #include <string_view>
 #include <vector>
 
+#include "quorel/httpserver/export.h"
 #include "quorel/httpserver/http_request.h"
 #include "quorel/httpserver/http_response.h"
 
 namespace quorel::http {
 
-struct HttpRouteMatch {
+struct QUOREL_VISIBLE HttpRouteMatch {
     // Captured segments by key with colon. Branches of the search that failed may have left theirs too.
     HttpParams params;
     std::shared_ptr<const HttpHandler> handler;  // never null
 };
 
-class HttpRouter {
+class QUOREL_HTTPSERVER_API HttpRouter {
 public:
     HttpRouter();
     ~HttpRouter();

@@ -18,13 +18,14 @@
 #include <string_view>
 #include <vector>
 
+#include "quorel/httpserver/export.h"
 #include "quorel/httpserver/http_router.h"
 #include "quorel/httpserver/http_server_io.h"
 
 namespace quorel::http {
 
 // The routes of one method, written like a table: server->get["/path"] = handler.
-class MethodRoute {
+class QUOREL_VISIBLE MethodRoute {
 public:
     class Entry {
     public:
@@ -53,7 +54,7 @@ private:
     HttpRouter& router_;
 };
 
-class HttpServer : public HttpServerIO {
+class QUOREL_HTTPSERVER_API HttpServer : public HttpServerIO {
 private:
     HttpRouter router_;
 

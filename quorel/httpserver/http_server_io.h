@@ -12,6 +12,7 @@
 #include <optional>
 #include <string>
 
+#include "quorel/httpserver/export.h"
 #include "quorel/httpserver/http_parser.h"
 #include "quorel/httpserver/http_request.h"
 #include "quorel/httpserver/http_response.h"
@@ -27,7 +28,7 @@ enum class HttpServerIOState : std::int32_t { starting = 0, running = 1, stoppin
 // process.
 enum class QualityOfService { background, utility, standard, userInitiated, userInteractive };
 
-class HttpServerIODelegate {
+class QUOREL_VISIBLE HttpServerIODelegate {
 public:
     virtual ~HttpServerIODelegate() = default;
 
@@ -35,7 +36,7 @@ public:
     virtual void socketTakenOver(const std::shared_ptr<Socket>& socket) = 0;
 };
 
-class HttpServerIO : public std::enable_shared_from_this<HttpServerIO> {
+class QUOREL_HTTPSERVER_API HttpServerIO : public std::enable_shared_from_this<HttpServerIO> {
 public:
     HttpServerIO();
     virtual ~HttpServerIO();  // stops

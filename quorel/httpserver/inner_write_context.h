@@ -8,12 +8,13 @@
 #include <string>
 #include <utility>
 
+#include "quorel/httpserver/export.h"
 #include "quorel/httpserver/http_response.h"
 #include "quorel/httpserver/socket.h"
 
 namespace quorel::http {
 
-class InnerWriteContext final : public HttpResponseBodyWriter {
+class QUOREL_HTTPSERVER_API InnerWriteContext final : public HttpResponseBodyWriter {
 public:
     InnerWriteContext(Socket& socket, std::string head) : socket_(socket), head_(std::move(head)) {}
 

@@ -24,10 +24,11 @@
 #include <vector>
 
 #include "quorel/foundation/error.h"
+#include "quorel/httpserver/export.h"
 
 namespace quorel::http {
 
-class SocketError : public Error {
+class QUOREL_HTTPSERVER_API SocketError : public Error {
 public:
     enum class Code {
         socketCreationFailed,          // socket(2)
@@ -54,12 +55,12 @@ private:
     std::string message_;
 };
 
-struct Errno {
+struct QUOREL_HTTPSERVER_API Errno {
     // The text of strerror(3) for the calling thread's errno.
     static std::string description();
 };
 
-class Socket {
+class QUOREL_HTTPSERVER_API Socket {
 public:
     // Wraps a descriptor and owns it from now on; -1 makes a socket that was never opened.
     explicit Socket(int socketFileDescriptor);

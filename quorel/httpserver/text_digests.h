@@ -12,20 +12,22 @@
 #include <string>
 #include <string_view>
 
+#include "quorel/httpserver/export.h"
+
 namespace quorel::http {
 
-struct SHA1 {
+struct QUOREL_HTTPSERVER_API SHA1 {
     using Digest = std::array<std::uint8_t, 20>;
 
     static Digest hash(std::span<const std::uint8_t> bytes);
 };
 
 // Of the text's UTF-8 bytes.
-SHA1::Digest sha1(std::string_view text);
+QUOREL_HTTPSERVER_API SHA1::Digest sha1(std::string_view text);
 // The same in 40 hexadecimal digits, lower case.
-std::string sha1Text(std::string_view text);
+QUOREL_HTTPSERVER_API std::string sha1Text(std::string_view text);
 
 // With padding, without line breaks.
-std::string toBase64(std::span<const std::uint8_t> bytes);
+QUOREL_HTTPSERVER_API std::string toBase64(std::span<const std::uint8_t> bytes);
 
 }  // namespace quorel::http

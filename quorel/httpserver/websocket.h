@@ -16,6 +16,7 @@
 #include <span>
 #include <string_view>
 
+#include "quorel/httpserver/export.h"
 #include "quorel/httpserver/http_request.h"
 #include "quorel/httpserver/websocket_session.h"
 
@@ -27,7 +28,7 @@ using WebSocketBytesFunction =
     std::function<void(const std::shared_ptr<WebSocketSession>&, std::span<const std::uint8_t>)>;
 using WebSocketFunction = std::function<void(const std::shared_ptr<WebSocketSession>&)>;
 
-struct WebSocketFunctions {
+struct QUOREL_VISIBLE WebSocketFunctions {
     WebSocketTextFunction text = {};      // a whole message; without this function text messages are dropped
     WebSocketBytesFunction binary = {};   // the same
     WebSocketBytesFunction pong = {};     // pings are answered without a function
@@ -42,9 +43,9 @@ struct WebSocketFunctions {
 // A session ends when the peer closes it or is gone, when a function throws, when the socket is closed (stopping the
 // server does that), and when the peer breaks the protocol, which is a line in the log. A continuation of nothing
 // closes the socket at once. In every other case a close frame is the last that the peer reads.
-HttpHandler websocket(WebSocketFunctions functions);
-HttpHandler websocket(WebSocketTextFunction text, WebSocketBytesFunction binary = {},
-                      WebSocketBytesFunction pong = {}, WebSocketFunction connected = {},
-                      WebSocketFunction disconnected = {});
+QUOREL_HTTPSERVER_API HttpHandler websocket(WebSocketFunctions functions);
+QUOREL_HTTPSERVER_API HttpHandler websocket(WebSocketTextFunction text, WebSocketBytesFunction binary = {},
+                                            WebSocketBytesFunction pong = {}, WebSocketFunction connected = {},
+                                            WebSocketFunction disconnected = {});
 
 }  // namespace quorel::http

@@ -20,13 +20,14 @@
 #include <vector>
 
 #include "quorel/foundation/error.h"
+#include "quorel/httpserver/export.h"
 #include "quorel/httpserver/socket.h"
 
 namespace quorel::http {
 
-class WebSocketFrameReader;
+class QUOREL_VISIBLE WebSocketFrameReader;
 
-class WsError : public Error {
+class QUOREL_HTTPSERVER_API WsError : public Error {
 public:
     enum class Code {
         unknownOpCode,  // message() is the number in decimal
@@ -47,13 +48,13 @@ private:
 
 // What a message may measure, in bytes. There is no limit unless a host sets one; memory grows with what has arrived
 // in any case, never with what a frame announces.
-struct WebSocketLimits {
+struct QUOREL_VISIBLE WebSocketLimits {
     std::uint64_t message = std::numeric_limits<std::uint64_t>::max();
 
     bool operator==(const WebSocketLimits&) const = default;
 };
 
-class WebSocketSession {
+class QUOREL_HTTPSERVER_API WebSocketSession {
 public:
     enum class OpCode : std::uint8_t {
         continue_ = 0x0,

@@ -17,14 +17,15 @@
 #include <utility>
 
 #include "quorel/engine/ima.h"
+#include "quorel/player/export.h"
 #include "quorel/ui/view.h"
 #include "quorel/ui/view_controller.h"
 
 namespace quorel {
 
-class AdPlayerViewController final : public ui::ViewController,
-                                     public IMAAdsLoaderDelegate,
-                                     public IMAAdsManagerDelegate {
+class QUOREL_PLAYER_API AdPlayerViewController final : public ui::ViewController,
+                                                       public IMAAdsLoaderDelegate,
+                                                       public IMAAdsManagerDelegate {
 public:
     explicit AdPlayerViewController(std::shared_ptr<IMAFactory> service) : service_(std::move(service)) {}
 

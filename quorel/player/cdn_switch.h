@@ -5,11 +5,13 @@
 #include <string>
 #include <string_view>
 
+#include "quorel/player/export.h"
+
 namespace quorel {
 
 // The address `hls` with its scheme and host replaced by `cdn` ("https://" and a host); absent when it is there
 // already. Hosts are compared as text, and only "https://" counts as a scheme. Deliberately stops the process for an
 // address in which nothing but slashes follows the scheme.
-std::optional<std::string> hlsOnCDN(std::string_view hls, std::string_view cdn);
+QUOREL_PLAYER_API std::optional<std::string> hlsOnCDN(std::string_view hls, std::string_view cdn);
 
 }  // namespace quorel

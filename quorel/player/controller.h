@@ -23,6 +23,7 @@
 #include "quorel/foundation/timer.h"
 #include "quorel/player/content_state.h"
 #include "quorel/player/events.h"
+#include "quorel/player/export.h"
 #include "quorel/presentation/quorel_image_view.h"
 #include "quorel/presentation/quorel_player_ui.h"
 #include "quorel/session/models.h"
@@ -35,9 +36,9 @@
 
 namespace quorel {
 
-class AdPlayerViewController;
+class QUOREL_PLAYER_API AdPlayerViewController;
 
-class QuorelPlayerViewController final : public ui::ViewController {
+class QUOREL_PLAYER_API QuorelPlayerViewController final : public ui::ViewController {
 public:
     // With the process's session and its backend client.
     static std::shared_ptr<QuorelPlayerViewController> make();

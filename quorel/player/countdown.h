@@ -5,11 +5,13 @@
 
 #include <string>
 
+#include "quorel/player/export.h"
+
 namespace quorel {
 
 // In Portuguese, from the seconds without their fraction: seconds below a minute, minutes and seconds below an hour,
 // hours and minutes below a day, days, hours and minutes for all else, for no time at all and for what is negative.
 // Deliberately stops the process for seconds that are not finite or do not fit 64 bits.
-std::string countdownText(double seconds);
+QUOREL_PLAYER_API std::string countdownText(double seconds);
 
 }  // namespace quorel

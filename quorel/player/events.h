@@ -14,16 +14,18 @@
 #include <variant>
 #include <vector>
 
+#include "quorel/player/export.h"
+
 namespace quorel {
 
-struct VideoMetadata {
+struct QUOREL_VISIBLE VideoMetadata {
     bool isLive = false;
     double duration = 0;  // seconds; 0 when the engine does not know it
     bool operator==(const VideoMetadata&) const = default;
 };
 
 // One of the cases below, each a type of its own. Times are seconds of the presentation. A value; any thread.
-class QuorelPlayerEvent {
+class QUOREL_VISIBLE QuorelPlayerEvent {
 public:
     struct metadataLoaded {
         VideoMetadata metadata;
@@ -115,13 +117,13 @@ private:
 };
 
 // The case's name, as in "timeUpdate".
-std::string_view eventName(const QuorelPlayerEvent& event);
+QUOREL_PLAYER_API std::string_view eventName(const QuorelPlayerEvent& event);
 // Name and payload for logs and tools, as in "timeUpdate(time: 1.25)" or "ended".
-std::string describe(const QuorelPlayerEvent& event);
+QUOREL_PLAYER_API std::string describe(const QuorelPlayerEvent& event);
 
 // Implemented by the host. Called on the main run loop's thread, in the middle of what the event tells of: what
 // blocks here blocks the player. It may call any operation of the player and must not throw.
-class QuorelPlayerListener {
+class QUOREL_VISIBLE QuorelPlayerListener {
 public:
     virtual ~QuorelPlayerListener() = default;
     virtual void onEvent(const QuorelPlayerEvent& event) = 0;

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "quorel/foundation/url.h"
+#include "quorel/player/export.h"
 
 namespace quorel {
 
@@ -15,6 +16,7 @@ namespace quorel {
 // stays, unless `params` has the key too; of it, only pieces with exactly one key and one value count. The item goes
 // behind all others, and takes the place of every item of its name; without `params` the URL stays as it is. An item
 // that was there is written to the log.
-URL mergeQueryParameter(const URL& url, const std::map<std::string, std::string>& params, const std::string& name);
+QUOREL_PLAYER_API URL mergeQueryParameter(const URL& url, const std::map<std::string, std::string>& params,
+                                          const std::string& name);
 
 }  // namespace quorel

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "quorel/engine/source_description.h"
+#include "quorel/player/export.h"
 #include "quorel/session/models.h"
 
 namespace quorel {
@@ -15,20 +16,22 @@ namespace quorel {
 using TextTracks = std::vector<std::shared_ptr<const TextTrackDescription>>;
 
 // One SRT subtitle track for each entry (language code to URL), in the map's order, every one a default track.
-TextTracks makeTextTracks(const std::map<std::string, std::string>& availableSrt);
+QUOREL_PLAYER_API TextTracks makeTextTracks(const std::map<std::string, std::string>& availableSrt);
 
 // The language's name as viewers read it, in Portuguese; the code itself for languages that are not in the table.
-std::string languageLabel(const std::string& code);
+QUOREL_PLAYER_API std::string languageLabel(const std::string& code);
 
 // What a Cast receiver shows of the content: its thumbnail as a 420 by 240 image, and its title.
-ChromecastMetadataDescription makeChromecastMetadata(const PlayerConfigModel& config);
+QUOREL_PLAYER_API ChromecastMetadataDescription makeChromecastMetadata(const PlayerConfigModel& config);
 
 // The plain HLS source of a content.
-SourceDescription makeSource(const PlayerConfigModel& config, std::optional<TextTracks> textTracks,
-                             std::vector<AdDescription> ads);
+QUOREL_PLAYER_API SourceDescription makeSource(const PlayerConfigModel& config,
+                                               std::optional<TextTracks> textTracks,
+                                               std::vector<AdDescription> ads);
 
 // The source of a content whose stream the insertion service makes, ads included.
-SourceDescription makeInsertedSource(const PlayerConfigModel& config, ServerSideAdInsertion insertion,
-                                     std::optional<TextTracks> textTracks);
+QUOREL_PLAYER_API SourceDescription makeInsertedSource(const PlayerConfigModel& config,
+                                                       ServerSideAdInsertion insertion,
+                                                       std::optional<TextTracks> textTracks);
 
 }  // namespace quorel

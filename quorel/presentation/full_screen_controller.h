@@ -7,13 +7,14 @@
 #include <memory>
 
 #include "quorel/engine/engine.h"
+#include "quorel/presentation/export.h"
 #include "quorel/presentation/quorel_player_ui.h"
 #include "quorel/ui/view.h"
 #include "quorel/ui/view_controller.h"
 
 namespace quorel {
 
-class FullScreenQuorelController final : public ui::ViewController {
+class QUOREL_PRESENTATION_API FullScreenQuorelController final : public ui::ViewController {
 public:
     // Both are to be set before the view is asked for; a screen without them stops the process.
     void setPlayer(std::shared_ptr<THEOplayer> player) { player_ = std::move(player); }

@@ -11,11 +11,12 @@
 
 #include "quorel/foundation/run_loop.h"
 #include "quorel/foundation/timer.h"
+#include "quorel/presentation/export.h"
 #include "quorel/ui/image_view.h"
 
 namespace quorel {
 
-class LoadingView final : public ui::ImageView {
+class QUOREL_PRESENTATION_API LoadingView final : public ui::ImageView {
 public:
     // The loop is held weakly; without it nothing turns. A library without its icon stops the process here.
     static std::shared_ptr<LoadingView> make(const std::shared_ptr<RunLoop>& loop);

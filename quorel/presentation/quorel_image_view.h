@@ -7,11 +7,12 @@
 
 #include "quorel/foundation/url.h"
 #include "quorel/foundation/url_session.h"
+#include "quorel/presentation/export.h"
 #include "quorel/ui/image_view.h"
 
 namespace quorel {
 
-class QuorelImageView final : public ui::ImageView {
+class QUOREL_PRESENTATION_API QuorelImageView final : public ui::ImageView {
 public:
     static std::shared_ptr<QuorelImageView> make();
 

@@ -17,6 +17,7 @@
 #include "quorel/engine/engine.h"
 #include "quorel/foundation/run_loop.h"
 #include "quorel/foundation/timer.h"
+#include "quorel/presentation/export.h"
 #include "quorel/presentation/loading_view.h"
 #include "quorel/presentation/settings_view.h"
 #include "quorel/ui/control.h"
@@ -28,7 +29,7 @@ namespace quorel {
 // What an overlay may offer besides the controls that it always has. The settings are always there.
 enum class PlayerComponent { settings, cast };
 
-class QuorelPlayerUI final : public ui::View {
+class QUOREL_PRESENTATION_API QuorelPlayerUI final : public ui::View {
 public:
     static constexpr double fadeTime = 4.0;  // seconds that the controls stay
     static constexpr double skip = 10.0;     // seconds

@@ -8,11 +8,12 @@
 #include <optional>
 #include <string_view>
 
+#include "quorel/presentation/export.h"
 #include "quorel/ui/image_view.h"
 
 namespace quorel {
 
-struct ResourceBundleClass {
+struct QUOREL_PRESENTATION_API ResourceBundleClass {
     // Absent for a name that is not among the files of resources/.
     static std::optional<ui::Image> image(std::string_view name);
 };

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "quorel/presentation/export.h"
 #include "quorel/ui/control.h"
 #include "quorel/ui/image_view.h"
 #include "quorel/ui/list_view.h"
@@ -17,7 +18,7 @@
 namespace quorel {
 
 // One row: its text, and a check mark when it is the selected one.
-class SettingsSubmenuCell final : public ui::Control {
+class QUOREL_PRESENTATION_API SettingsSubmenuCell final : public ui::Control {
 public:
     static std::shared_ptr<SettingsSubmenuCell> make() { return std::make_shared<SettingsSubmenuCell>(); }
     // May be called again, with another row's text.
@@ -35,7 +36,7 @@ private:
     bool isSetup_ = false;
 };
 
-class SettingsSubmenu final : public ui::View {
+class QUOREL_PRESENTATION_API SettingsSubmenu final : public ui::View {
 public:
     // Called with a row's text, or with absent when the list is closed without a choice.
     using OnSelect = std::function<void(const std::optional<std::string>&)>;

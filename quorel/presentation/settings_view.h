@@ -12,6 +12,7 @@
 
 #include "quorel/engine/engine.h"
 #include "quorel/foundation/run_loop.h"
+#include "quorel/presentation/export.h"
 #include "quorel/presentation/settings_submenu.h"
 #include "quorel/ui/control.h"
 #include "quorel/ui/view.h"
@@ -19,7 +20,7 @@
 namespace quorel {
 
 // A row of the panel: a title, and what is chosen.
-class SettingsRow final : public ui::Control {
+class QUOREL_PRESENTATION_API SettingsRow final : public ui::Control {
 public:
     static std::shared_ptr<SettingsRow> make(std::string title, std::string value);
 
@@ -35,7 +36,7 @@ private:
     const std::shared_ptr<ui::Label> valueLabel_ = ui::Label::make();
 };
 
-class QuorelPlayerSettingsView final : public ui::View {
+class QUOREL_PRESENTATION_API QuorelPlayerSettingsView final : public ui::View {
 public:
     static std::shared_ptr<QuorelPlayerSettingsView> make(const std::shared_ptr<RunLoop>& loop,
                                                           std::function<void()> onClose);

@@ -4,11 +4,12 @@
 #include <exception>
 
 #include "quorel/foundation/error.h"
+#include "quorel/session/export.h"
 
 namespace quorel {
 
 // Transport errors (no connection, time-out) are not among them: they pass through as URLError.
-class APIError : public Error {
+class QUOREL_SESSION_API APIError : public Error {
 public:
     enum class Code {
         requestError,        // another error, whose text is given; no operation of the client raises it

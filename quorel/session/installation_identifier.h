@@ -9,10 +9,12 @@
 #include <optional>
 #include <string>
 
+#include "quorel/session/export.h"
+
 namespace quorel {
 
 // Gives the identifier that a device has for all applications of one vendor. Any thread.
-class VendorIdentifier {
+class QUOREL_VISIBLE VendorIdentifier {
 public:
     virtual ~VendorIdentifier() = default;
     // A UUID in upper-case text (RFC 4122 3), the same at every call. Absent where there is none.
@@ -25,7 +27,7 @@ public:
 // The file "quorel/installation-id" holds one line. It is private to the user (mode 0600, new folders 0700), and
 // never seen half written; processes that make it at the same moment agree on one. A file that holds no UUID is
 // replaced. Where the folder cannot be written to, the identifier lives as long as this object.
-class InstallationIdentifier final : public VendorIdentifier {
+class QUOREL_SESSION_API InstallationIdentifier final : public VendorIdentifier {
 public:
     explicit InstallationIdentifier(std::filesystem::path stateFolder = defaultStateFolder());
 

@@ -14,11 +14,12 @@
 
 #include "quorel/foundation/date.h"
 #include "quorel/foundation/json_coding.h"
+#include "quorel/session/export.h"
 
 namespace quorel {
 
 // Reply of "players/configuration/<id>".
-struct PlayerConfigModel {
+struct QUOREL_VISIBLE PlayerConfigModel {
     struct Assets {
         std::string hls;        // URL of the HLS multivariant playlist
         std::string thumbnail;  // URL of the image that Cast shows
@@ -37,7 +38,7 @@ struct PlayerConfigModel {
     bool operator==(const PlayerConfigModel&) const = default;
 };
 
-struct StatusAssets {
+struct QUOREL_VISIBLE StatusAssets {
     std::string thumbnail;
     std::string startSoonScreen;  // URL of the image shown before the stream starts
     std::string pauseScreen;      // URL of the image shown while the stream is paused
@@ -47,7 +48,7 @@ struct StatusAssets {
     bool operator==(const StatusAssets&) const = default;
 };
 
-struct CDN {
+struct QUOREL_VISIBLE CDN {
     std::string cdn;  // "https://" and the host, without a trailing slash
     bool autoCdn = false;
     std::int64_t lastUpdate = 0;  // changes with the choice of the CDN
@@ -56,7 +57,7 @@ struct CDN {
 };
 
 // Reply of "live-streams/<id>/status".
-struct PlayerStatus {
+struct QUOREL_VISIBLE PlayerStatus {
     StatusAssets assets;
     bool isLive = false;
     bool isPaused = false;
@@ -68,14 +69,14 @@ struct PlayerStatus {
     bool operator==(const PlayerStatus&) const = default;
 };
 
-struct AdsModel {
+struct QUOREL_VISIBLE AdsModel {
     std::optional<std::string> url;     // of the ad tag
     std::optional<std::string> offset;  // when the ad comes: "start", seconds, ...
     QUOREL_JSON_FIELDS(AdsModel, url, offset)
     bool operator==(const AdsModel&) const = default;
 };
 
-struct AdsGroupModel {
+struct QUOREL_VISIBLE AdsGroupModel {
     std::optional<std::vector<AdsModel>> vmap;
     std::optional<std::vector<AdsModel>> googleIMA;
     std::optional<std::vector<AdsModel>> vast;
@@ -84,7 +85,7 @@ struct AdsGroupModel {
 };
 
 // Dynamic ad insertion.
-struct GoogleDAIModel {
+struct QUOREL_VISIBLE GoogleDAIModel {
     bool enabled = false;
     std::optional<std::string> type;
     std::optional<std::string> apiKey;
@@ -95,7 +96,7 @@ struct GoogleDAIModel {
     bool operator==(const GoogleDAIModel&) const = default;
 };
 
-struct QuorelLiveStreamAssets {
+struct QUOREL_VISIBLE QuorelLiveStreamAssets {
     std::string thumbnail;
     std::string startSoonScreen;
     std::string pauseScreen;
@@ -105,7 +106,7 @@ struct QuorelLiveStreamAssets {
 };
 
 // Reply of "live-streams/<id>".
-struct LiveStreamDetailModel {
+struct QUOREL_VISIBLE LiveStreamDetailModel {
     QuorelLiveStreamAssets assets;
     std::optional<std::int64_t> eventDate;  // whole seconds, unlike the status's
     std::optional<bool> isShutdown;
@@ -117,7 +118,7 @@ struct LiveStreamDetailModel {
     bool operator==(const LiveStreamDetailModel&) const = default;
 };
 
-struct VideoDetailAssets {
+struct QUOREL_VISIBLE VideoDetailAssets {
     std::string iframe;
     std::string player;
     std::string thumbnail;
@@ -129,7 +130,7 @@ struct VideoDetailAssets {
 };
 
 // Reply of "videos/<id>".
-struct VideoDetailModel {
+struct QUOREL_VISIBLE VideoDetailModel {
     VideoDetailAssets assets;
     std::string videoId;
     std::optional<std::vector<std::string>> subtitlesLanguages;

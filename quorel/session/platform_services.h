@@ -16,18 +16,19 @@
 #include "quorel/foundation/notification.h"
 #include "quorel/foundation/run_loop.h"
 #include "quorel/foundation/url_session.h"
+#include "quorel/session/export.h"
 #include "quorel/session/installation_identifier.h"
 
 namespace quorel {
 
 // Makes a font file usable by its family name in this process.
-class FontRegistry {
+class QUOREL_VISIBLE FontRegistry {
 public:
     virtual ~FontRegistry() = default;
     virtual bool registerFont(const std::string& path) = 0;  // false when the file is no font
 };
 
-struct PlatformServices {
+struct QUOREL_SESSION_API PlatformServices {
     std::shared_ptr<RunLoop> mainLoop;
     std::shared_ptr<Executor> background;  // decoding and other work off the main thread
     std::shared_ptr<UrlSession> urlSession;

@@ -13,11 +13,12 @@
 #include <string>
 
 #include "quorel/engine/engine.h"
+#include "quorel/session/export.h"
 #include "quorel/session/platform_services.h"
 
 namespace quorel {
 
-class Quorel {
+class QUOREL_SESSION_API Quorel {
 public:
     // The process's session. It exists from first use to the end of the process; install({}) lets go of what it
     // holds.

@@ -17,12 +17,13 @@
 #include "quorel/foundation/url.h"
 #include "quorel/foundation/url_session.h"
 #include "quorel/session/api_error.h"
+#include "quorel/session/export.h"
 #include "quorel/session/models.h"
 #include "quorel/session/quorel.h"
 
 namespace quorel {
 
-class QuorelAPI {
+class QUOREL_SESSION_API QuorelAPI {
 public:
     // The client of Quorel::shared(), made by the first call, with the base URLs that the library was built with.
     static QuorelAPI& shared();

@@ -20,10 +20,11 @@
 #include <vector>
 
 #include "quorel/foundation/url_session.h"
+#include "quorel/session/export.h"
 
 namespace quorel {
 
-class ScriptedBackend final : public UrlProtocol {
+class QUOREL_SESSION_API ScriptedBackend final : public UrlProtocol {
 public:
     // Takes every request whose URL begins with `baseURL`; paths below are what follows it. A path without a
     // script is answered with status 404.

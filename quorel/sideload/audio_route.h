@@ -6,18 +6,20 @@
 #include <string_view>
 #include <vector>
 
+#include "quorel/sideload/export.h"
+
 namespace quorel {
 
 inline constexpr std::string_view AVAudioSessionPortAirPlay = "AirPlay";
 
 // Any thread.
-class AudioRoute {
+class QUOREL_VISIBLE AudioRoute {
 public:
     virtual ~AudioRoute() = default;
     virtual std::vector<std::string> outputPortTypes() const = 0;
 };
 
 // The numeric IPv4 address of the interface; "" when it has none. Of several, the last one counts.
-std::string ipv4AddressOfInterface(std::string_view name);
+QUOREL_SIDELOAD_API std::string ipv4AddressOfInterface(std::string_view name);
 
 }  // namespace quorel

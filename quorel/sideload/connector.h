@@ -5,9 +5,11 @@
 
 #include <atomic>
 
+#include "quorel/sideload/export.h"
+
 namespace quorel {
 
-struct SideloadedSubtitleConnector {
+struct QUOREL_VISIBLE SideloadedSubtitleConnector {
     SideloadedSubtitleConnector() = delete;
 
     // Whether playlists, requests and transformed subtitles are written to the log. Errors always are. Any thread.

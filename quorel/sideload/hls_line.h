@@ -17,10 +17,12 @@
 #include <utility>
 #include <vector>
 
+#include "quorel/sideload/export.h"
+
 namespace quorel {
 
 // Attributes in the order of their first appearance; a later value of a key replaces the earlier one.
-class HLSAttributes {
+class QUOREL_SIDELOAD_API HLSAttributes {
 public:
     using Entry = std::pair<std::string_view, std::string_view>;
 
@@ -48,7 +50,7 @@ private:
     std::deque<std::string> kept_;                               // texts that are not the line's own
 };
 
-class HLSLine {
+class QUOREL_SIDELOAD_API HLSLine {
 public:
     HLSLine() = default;
     // `line` as it is trimmed by the caller.

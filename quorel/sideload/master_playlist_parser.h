@@ -16,11 +16,12 @@
 #include <vector>
 
 #include "quorel/engine/source_description.h"
+#include "quorel/sideload/export.h"
 #include "quorel/sideload/playlist_parser.h"
 
 namespace quorel {
 
-class MasterPlaylistParser final : public PlaylistParser {
+class QUOREL_SIDELOAD_API MasterPlaylistParser final : public PlaylistParser {
 public:
     using Subtitles = std::vector<std::shared_ptr<const TextTrackDescription>>;
 

@@ -14,13 +14,14 @@
 
 #include "quorel/foundation/url.h"
 #include "quorel/foundation/url_session.h"
+#include "quorel/sideload/export.h"
 #include "quorel/sideload/hls_line.h"
 
 namespace quorel {
 
-class URIResolution;
+class QUOREL_VISIBLE URIResolution;
 
-class PlaylistParser : public std::enable_shared_from_this<PlaylistParser> {
+class QUOREL_SIDELOAD_API PlaylistParser : public std::enable_shared_from_this<PlaylistParser> {
 public:
     virtual ~PlaylistParser();
     PlaylistParser(const PlaylistParser&) = delete;

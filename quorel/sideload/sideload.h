@@ -17,6 +17,7 @@
 #include "quorel/engine/player.h"
 #include "quorel/engine/source_description.h"
 #include "quorel/sideload/connector.h"
+#include "quorel/sideload/export.h"
 #include "quorel/sideload/subtitles_loader.h"
 
 namespace quorel {
@@ -24,12 +25,14 @@ namespace quorel {
 // In place of THEOplayer::setSource. Where the source has tracks that can be sideloaded (source_validator.h), a new
 // loader becomes the engine's manifest interceptor, and the old one goes; otherwise the engine has no interceptor.
 // The source goes to the engine as it is. An engine without developer settings plays without the tracks.
-void setSourceWithSubtitles(const std::shared_ptr<THEOplayer>& player, std::optional<SourceDescription> source,
-                            const SideloadServices& services);
+QUOREL_SIDELOAD_API void setSourceWithSubtitles(const std::shared_ptr<THEOplayer>& player,
+                                                std::optional<SourceDescription> source,
+                                                const SideloadServices& services);
 
 // The same for a media cache, in place of Cache::createTask, whose result it gives.
-std::shared_ptr<CachingTask> createTaskWithSubtitles(Cache& cache, const SourceDescription& source,
-                                                     const CachingParameters& parameters,
-                                                     const SideloadServices& services);
+QUOREL_SIDELOAD_API std::shared_ptr<CachingTask> createTaskWithSubtitles(Cache& cache,
+                                                                         const SourceDescription& source,
+                                                                         const CachingParameters& parameters,
+                                                                         const SideloadServices& services);
 
 }  // namespace quorel

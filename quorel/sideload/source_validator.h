@@ -6,10 +6,11 @@
 #include <vector>
 
 #include "quorel/engine/source_description.h"
+#include "quorel/sideload/export.h"
 
 namespace quorel {
 
-struct SourceValidator {
+struct QUOREL_SIDELOAD_API SourceValidator {
     SourceValidator() = delete;
 
     // The tracks of kind `subtitles` whose address has a scheme, a host and no characters but those that may stand in

@@ -21,6 +21,7 @@
 #include "quorel/engine/player.h"
 #include "quorel/foundation/url_session.h"
 #include "quorel/sideload/audio_route.h"
+#include "quorel/sideload/export.h"
 #include "quorel/sideload/playlist_parser.h"
 #include "quorel/sideload/subtitles_synchronizer.h"
 #include "quorel/sideload/subtitles_transformer.h"
@@ -28,13 +29,13 @@
 namespace quorel {
 
 // What sideloading needs of the process it lives in.
-struct SideloadServices {
+struct QUOREL_VISIBLE SideloadServices {
     std::weak_ptr<UrlSession> urlSession = {};
     std::shared_ptr<WebVTTParser> webVTTParser = {};  // null: that of web_vtt_parser.h
     std::shared_ptr<AudioRoute> audioRoute = {};      // null: sound never leaves for the network
 };
 
-class AVSubtitlesLoader final : public ManifestInterceptor {
+class QUOREL_SIDELOAD_API AVSubtitlesLoader final : public ManifestInterceptor {
 public:
     using Subtitles = std::vector<std::shared_ptr<const TextTrackDescription>>;
 

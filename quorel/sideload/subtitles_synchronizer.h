@@ -21,12 +21,13 @@
 
 #include "quorel/engine/media_framework.h"
 #include "quorel/engine/player.h"
+#include "quorel/sideload/export.h"
 #include "quorel/sideload/text_track_description.h"
 #include "quorel/sideload/timestamp_map.h"
 
 namespace quorel {
 
-class SubtitlesSynchronizerDelegate {
+class QUOREL_VISIBLE SubtitlesSynchronizerDelegate {
 public:
     virtual ~SubtitlesSynchronizerDelegate() = default;
     // Gives the job of the moment another map; false without a job.
@@ -35,14 +36,14 @@ public:
 
 enum class SyncTaskStatus { idle, resolving, resolved };
 
-struct SyncTask {
+struct QUOREL_VISIBLE SyncTask {
     std::vector<WebVTTCue> webVtt;
     SyncTaskStatus status = SyncTaskStatus::idle;
     std::optional<TextTrackMode> mode;          // to restore
     std::optional<WebVttTimestamp> correction;  // what was handed to the delegate
 };
 
-class SubtitlesSynchronizer : public std::enable_shared_from_this<SubtitlesSynchronizer> {
+class QUOREL_SIDELOAD_API SubtitlesSynchronizer : public std::enable_shared_from_this<SubtitlesSynchronizer> {
 public:
     // Without a player nothing is observed.
     static std::shared_ptr<SubtitlesSynchronizer> make(const std::shared_ptr<THEOplayer>& player,

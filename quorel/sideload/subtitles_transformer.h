@@ -21,12 +21,13 @@
 #include "quorel/foundation/url_session.h"
 #include "quorel/httpserver/http_server.h"
 #include "quorel/sideload/audio_route.h"
+#include "quorel/sideload/export.h"
 #include "quorel/sideload/subtitles_synchronizer.h"
 #include "quorel/sideload/timestamp_map.h"
 
 namespace quorel {
 
-class SubtitlesTransformer final : public SubtitlesSynchronizerDelegate {
+class QUOREL_SIDELOAD_API SubtitlesTransformer final : public SubtitlesSynchronizerDelegate {
 public:
     struct Parameters {
         std::string contentUrl;  // absolute

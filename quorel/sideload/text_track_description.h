@@ -13,11 +13,12 @@
 #include "quorel/foundation/error.h"
 #include "quorel/foundation/json.h"
 #include "quorel/foundation/url_session.h"
+#include "quorel/sideload/export.h"
 #include "quorel/sideload/timestamp_map.h"
 
 namespace quorel {
 
-class SSTextTrackDescription final : public TextTrackDescription {
+class QUOREL_SIDELOAD_API SSTextTrackDescription final : public TextTrackDescription {
 public:
     using TextTrackDescription::TextTrackDescription;
 
@@ -30,7 +31,7 @@ public:
     // Whether the map may be measured while the track plays, and the track be restarted with it, once.
     bool automaticTimestampSyncEnabled = false;
 
-    class TimestampError : public Error {
+    class QUOREL_SIDELOAD_API TimestampError : public Error {
     public:
         enum class Code { timestampNotFound };
         explicit TimestampError(Code code);

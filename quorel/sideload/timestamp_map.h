@@ -10,15 +10,17 @@
 #include <string>
 #include <string_view>
 
+#include "quorel/sideload/export.h"
+
 namespace quorel {
 
-struct WebVttTimestamp {
+struct QUOREL_VISIBLE WebVttTimestamp {
     std::optional<std::string> pts;        // in units of 1/90000 second, as text
     std::optional<std::string> localTime;  // "hh:mm:ss.mmm"
     bool operator==(const WebVttTimestamp&) const = default;
 };
 
-struct TimestampStringUtils {
+struct QUOREL_SIDELOAD_API TimestampStringUtils {
     TimestampStringUtils() = delete;
 
     // Both values of the first map; absent unless both are there and a "\n" (or "\r\n") ends the line.

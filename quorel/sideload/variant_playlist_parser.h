@@ -11,11 +11,12 @@
 #include <string>
 #include <string_view>
 
+#include "quorel/sideload/export.h"
 #include "quorel/sideload/playlist_parser.h"
 
 namespace quorel {
 
-class VariantPlaylistParser final : public PlaylistParser {
+class QUOREL_SIDELOAD_API VariantPlaylistParser final : public PlaylistParser {
 public:
     // Without a session for playlists that come by accept().
     static std::shared_ptr<VariantPlaylistParser> make(URL manifestURL, std::weak_ptr<UrlSession> session = {});

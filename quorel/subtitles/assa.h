@@ -10,10 +10,12 @@
 #pragma once
 
 #include "quorel/subtitles/coder.h"
+#include "quorel/subtitles/export.h"
 
 namespace quorel {
 
-class Subtitles::Coder::AdvancedSSA final : public SubtitlesLineCoder<Subtitles::Coder::AdvancedSSA> {
+class QUOREL_SUBTITLES_API Subtitles::Coder::AdvancedSSA final
+    : public SubtitlesLineCoder<Subtitles::Coder::AdvancedSSA> {
 public:
     static constexpr std::string_view extn = "ass";
 
@@ -34,7 +36,8 @@ public:
 };
 
 // The same under the older extension.
-class Subtitles::Coder::SubStationAlpha final : public SubtitlesLineCoder<Subtitles::Coder::SubStationAlpha> {
+class QUOREL_VISIBLE Subtitles::Coder::SubStationAlpha final
+    : public SubtitlesLineCoder<Subtitles::Coder::SubStationAlpha> {
 public:
     static constexpr std::string_view extn = "ssa";
 

@@ -9,10 +9,12 @@
 #include <string_view>
 #include <vector>
 
+#include "quorel/subtitles/export.h"
+
 namespace quorel {
 
 // One character. Two are equal when they are the same code points.
-class Character {
+class QUOREL_SUBTITLES_API Character {
 public:
     // `ascii` is below 128; anything else is a programming error.
     Character(char ascii);
@@ -35,9 +37,9 @@ private:
 };
 
 namespace detail {
-std::size_t characterEndAmongAll(std::string_view text, std::size_t at);
-bool beginsCharacterAmongAll(std::string_view text, std::size_t at);
-std::size_t decimalDigitLengthAmongAll(std::string_view text, std::size_t at);
+QUOREL_SUBTITLES_API std::size_t characterEndAmongAll(std::string_view text, std::size_t at);
+QUOREL_SUBTITLES_API bool beginsCharacterAmongAll(std::string_view text, std::size_t at);
+QUOREL_SUBTITLES_API std::size_t decimalDigitLengthAmongAll(std::string_view text, std::size_t at);
 inline bool isASCII(char c) {
     return static_cast<unsigned char>(c) < 0x80;
 }
@@ -60,7 +62,7 @@ inline bool beginsCharacterNextToASCII(std::string_view text, std::size_t at) {
 
 // The length in bytes of the white space (Unicode White_Space) that stands at `at` as the first code point of a
 // character, 0 when there is none.
-std::size_t whiteSpaceLength(std::string_view text, std::size_t at);
+QUOREL_SUBTITLES_API std::size_t whiteSpaceLength(std::string_view text, std::size_t at);
 
 // The length in bytes of the decimal digit (Unicode category Nd, as \d in patterns) that stands at `at`, 0 when
 // there is none.
@@ -71,7 +73,7 @@ inline std::size_t decimalDigitLength(std::string_view text, std::size_t at) {
 }
 
 // The decimal digits from `at` on, at most `limit`.
-struct DigitRun {
+struct QUOREL_VISIBLE DigitRun {
     std::size_t end;
     std::size_t count;
 };

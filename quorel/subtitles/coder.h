@@ -33,12 +33,13 @@
 #include <string>
 #include <string_view>
 
+#include "quorel/subtitles/export.h"
 #include "quorel/subtitles/subtitles.h"
 
 namespace quorel {
 
 // A coder from and to bytes.
-class SubtitlesCodable {
+class QUOREL_SUBTITLES_API SubtitlesCodable {
 public:
     virtual ~SubtitlesCodable() = default;
 
@@ -54,7 +55,7 @@ public:
 };
 
 // A coder from and to text in UTF-8. Whether a SubtitlesCodable is one too is asked by dynamic_cast.
-class SubtitlesTextCodable {
+class QUOREL_VISIBLE SubtitlesTextCodable {
 public:
     virtual ~SubtitlesTextCodable() = default;
 
@@ -63,7 +64,7 @@ public:
     virtual std::string encode(const Subtitles& subtitles) const = 0;
 };
 
-class Subtitles::Coder {
+class QUOREL_SUBTITLES_API Subtitles::Coder {
 public:
     Coder() = delete;
 
@@ -91,7 +92,7 @@ public:
 
 // The byte forms in terms of the text forms. Both throw SubTitlesError (invalidEncoding) when the bytes are no
 // text in the encoding, or the text cannot be written in it.
-class SubtitlesTextCoder : public SubtitlesCodable, public SubtitlesTextCodable {
+class QUOREL_SUBTITLES_API SubtitlesTextCoder : public SubtitlesCodable, public SubtitlesTextCodable {
 public:
     using SubtitlesCodable::decode;
     using SubtitlesTextCodable::decode;
@@ -101,7 +102,7 @@ public:
 };
 
 template <class Derived>
-class SubtitlesLineCoder : public SubtitlesTextCoder {
+class QUOREL_VISIBLE SubtitlesLineCoder : public SubtitlesTextCoder {
 public:
     std::string_view fileExtension() const final { return Derived::extn; }
     static std::unique_ptr<SubtitlesCodable> Create() { return std::make_unique<Derived>(); }
@@ -109,7 +110,7 @@ public:
 
 namespace detail {
 // The content without a byte-order mark. Throws SubTitlesError (invalidEncoding) when it is not UTF-8.
-std::string_view decodableText(std::string_view content);
+QUOREL_SUBTITLES_API std::string_view decodableText(std::string_view content);
 }  // namespace detail
 
 }  // namespace quorel

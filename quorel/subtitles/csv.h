@@ -15,10 +15,11 @@
 
 #include "quorel/subtitles/character.h"
 #include "quorel/subtitles/coder.h"
+#include "quorel/subtitles/export.h"
 
 namespace quorel {
 
-class Subtitles::Coder::CSV final : public SubtitlesLineCoder<Subtitles::Coder::CSV> {
+class QUOREL_SUBTITLES_API Subtitles::Coder::CSV final : public SubtitlesLineCoder<Subtitles::Coder::CSV> {
 public:
     static constexpr std::string_view extn = "csv";
 

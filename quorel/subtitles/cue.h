@@ -17,12 +17,13 @@
 #include <optional>
 #include <string_view>
 
+#include "quorel/subtitles/export.h"
 #include "quorel/subtitles/time.h"
 #include "quorel/subtitles/uuid.h"
 
 namespace quorel {
 
-class SubtitlesCue {
+class QUOREL_SUBTITLES_API SubtitlesCue {
 public:
     using ID = Identifier<SubtitlesCue, UUID>;
 

@@ -10,11 +10,12 @@
 
 #include <vector>
 
+#include "quorel/subtitles/export.h"
 #include "quorel/subtitles/subtitles.h"
 
 namespace quorel {
 
-class CueLookup {
+class QUOREL_SUBTITLES_API CueLookup {
 public:
     explicit CueLookup(const Subtitles& subtitles);
 

@@ -22,6 +22,7 @@
 #include <vector>
 
 #include "quorel/subtitles/character.h"
+#include "quorel/subtitles/export.h"
 
 namespace quorel::DelimitedText {
 
@@ -34,10 +35,10 @@ using RecordCallback = std::function<bool(std::size_t row, std::span<const std::
 
 // Which of Character::allKnownDelimiters() stands most often in the first line, the earlier one of equals;
 // nothing when none of them does.
-std::optional<Character> detectSeparator(std::string_view text);
+QUOREL_SUBTITLES_API std::optional<Character> detectSeparator(std::string_view text);
 
 // What a Decoder read.
-class DelimitedTextData {
+class QUOREL_VISIBLE DelimitedTextData {
 public:
     virtual ~DelimitedTextData() = default;
     virtual std::string_view text() const = 0;
@@ -46,7 +47,7 @@ public:
     virtual const std::vector<std::vector<std::string>>& records() const = 0;
 };
 
-struct DecoderOptions {
+struct QUOREL_VISIBLE DecoderOptions {
     Character delimiter = Character::comma();
     // The character behind it stands for itself, in plain and in quoted fields.
     std::optional<Character> fieldEscapeCharacter = std::nullopt;
@@ -61,7 +62,7 @@ struct DecoderOptions {
 
 // Reads record by record, holding one record at a time. A field costs no allocation: it is a view of the text, or
 // of a buffer that is reused when quotes or escapes had to be taken out.
-class EventDrivenDecoder {
+class QUOREL_SUBTITLES_API EventDrivenDecoder {
 public:
     // `text` must outlive the decoder.
     EventDrivenDecoder(std::string_view text, DecoderOptions options);
@@ -90,13 +91,15 @@ private:
 };
 
 namespace detail {
-struct OwnedText {
+struct QUOREL_VISIBLE OwnedText {
     std::string ownedText;
 };
 }  // namespace detail
 
 // Collects all records. Keeps a copy of the text.
-class Decoder : private detail::OwnedText, public EventDrivenDecoder, public DelimitedTextData {
+class QUOREL_SUBTITLES_API Decoder : private detail::OwnedText,
+                                     public EventDrivenDecoder,
+                                     public DelimitedTextData {
 public:
     Decoder(std::string text, DecoderOptions options);
 
@@ -112,7 +115,7 @@ private:
 };
 
 // Writes records field by field, each field quoted, its quotes doubled; records end in CR LF.
-class Encoder {
+class QUOREL_SUBTITLES_API Encoder {
 public:
     // Appends to `output`, which must outlive the encoder.
     Encoder(std::string& output, Character delimiter) : output_(output), delimiter_(std::move(delimiter)) {}
@@ -126,7 +129,7 @@ private:
     bool isFirstField_ = true;
 };
 
-class Coder {
+class QUOREL_SUBTITLES_API Coder {
 public:
     // An absent delimiter is the one that detectSeparator finds, or a comma. The other arguments are those of
     // DecoderOptions.

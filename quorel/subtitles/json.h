@@ -10,11 +10,12 @@
 
 #include "quorel/foundation/json.h"
 #include "quorel/subtitles/coder.h"
+#include "quorel/subtitles/export.h"
 
 namespace quorel {
 
 // What the two JSON coders throw: knows the place in the text, too.
-class SubtitlesJSONError : public JSONError {
+class QUOREL_VISIBLE SubtitlesJSONError : public JSONError {
 public:
     SubtitlesJSONError(Code code, std::string path, const std::string& description, std::size_t offset)
         : JSONError(code, std::move(path), description), offset_(offset) {}
@@ -26,7 +27,7 @@ private:
     std::size_t offset_;
 };
 
-class Subtitles::Coder::JSON final : public SubtitlesLineCoder<Subtitles::Coder::JSON> {
+class QUOREL_SUBTITLES_API Subtitles::Coder::JSON final : public SubtitlesLineCoder<Subtitles::Coder::JSON> {
 public:
     static constexpr std::string_view extn = "json-subtitles";
 

@@ -10,10 +10,11 @@
 #include <array>
 
 #include "quorel/subtitles/coder.h"
+#include "quorel/subtitles/export.h"
 
 namespace quorel {
 
-class Subtitles::Coder::LRC final : public SubtitlesLineCoder<Subtitles::Coder::LRC> {
+class QUOREL_SUBTITLES_API Subtitles::Coder::LRC final : public SubtitlesLineCoder<Subtitles::Coder::LRC> {
 public:
     static constexpr std::string_view extn = "lrc";
 

@@ -13,10 +13,12 @@
 
 #include "quorel/foundation/json_coding.h"
 #include "quorel/subtitles/coder.h"
+#include "quorel/subtitles/export.h"
 
 namespace quorel {
 
-class Subtitles::Coder::PodcastsIndex final : public SubtitlesLineCoder<Subtitles::Coder::PodcastsIndex> {
+class QUOREL_SUBTITLES_API Subtitles::Coder::PodcastsIndex final
+    : public SubtitlesLineCoder<Subtitles::Coder::PodcastsIndex> {
 public:
     static constexpr std::string_view extn = "json";
 

@@ -4,10 +4,11 @@
 #pragma once
 
 #include "quorel/subtitles/coder.h"
+#include "quorel/subtitles/export.h"
 
 namespace quorel {
 
-class Subtitles::Coder::SBV final : public SubtitlesLineCoder<Subtitles::Coder::SBV> {
+class QUOREL_SUBTITLES_API Subtitles::Coder::SBV final : public SubtitlesLineCoder<Subtitles::Coder::SBV> {
 public:
     static constexpr std::string_view extn = "sbv";
     using SubtitlesLineCoder::decode;

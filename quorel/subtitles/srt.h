@@ -7,10 +7,11 @@
 #pragma once
 
 #include "quorel/subtitles/coder.h"
+#include "quorel/subtitles/export.h"
 
 namespace quorel {
 
-class Subtitles::Coder::SRT final : public SubtitlesLineCoder<Subtitles::Coder::SRT> {
+class QUOREL_SUBTITLES_API Subtitles::Coder::SRT final : public SubtitlesLineCoder<Subtitles::Coder::SRT> {
 public:
     static constexpr std::string_view extn = "srt";
     using SubtitlesLineCoder::decode;

@@ -6,10 +6,11 @@
 #pragma once
 
 #include "quorel/subtitles/coder.h"
+#include "quorel/subtitles/export.h"
 
 namespace quorel {
 
-class Subtitles::Coder::SUB final : public SubtitlesLineCoder<Subtitles::Coder::SUB> {
+class QUOREL_SUBTITLES_API Subtitles::Coder::SUB final : public SubtitlesLineCoder<Subtitles::Coder::SUB> {
 public:
     static constexpr std::string_view extn = "sub";
     using SubtitlesLineCoder::decode;

@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "quorel/subtitles/cue.h"
+#include "quorel/subtitles/export.h"
 #include "quorel/subtitles/subtitles_error.h"
 #include "quorel/subtitles/text_encoding.h"
 #include "quorel/subtitles/time.h"
@@ -28,7 +29,7 @@ namespace quorel {
 
 class URL;
 
-class Subtitles {
+class QUOREL_SUBTITLES_API Subtitles {
 public:
     using Time = SubtitlesTime;
     using Cue = SubtitlesCue;

@@ -15,10 +15,11 @@
 
 #include "quorel/foundation/error.h"
 #include "quorel/subtitles/cue.h"
+#include "quorel/subtitles/export.h"
 
 namespace quorel {
 
-class SubTitlesError : public Error {
+class QUOREL_SUBTITLES_API SubTitlesError : public Error {
 public:
     enum class Code {
         unsupportedFileType,          // fileExtension(): no coder has it

@@ -14,11 +14,12 @@
 #include <string>
 #include <string_view>
 
+#include "quorel/subtitles/export.h"
 #include "quorel/support/encoding_converter.h"
 
 namespace quorel {
 
-class TextEncoding {
+class QUOREL_SUBTITLES_API TextEncoding {
 public:
     // RFC 3629. A leading U+FEFF is a character like any other here: the readers of files drop it.
     static const TextEncoding utf8;
@@ -43,8 +44,8 @@ private:
     constexpr TextEncoding(Kind kind, std::string_view name) : kind_(kind), size_(name.size()) {
         for (std::size_t i = 0; i < name.size(); ++i) name_[i] = name[i];
     }
-    friend std::string_view decodeText(std::string_view, const TextEncoding&, std::string&);
-    friend std::string encodeText(std::string, const TextEncoding&);
+    friend QUOREL_SUBTITLES_API std::string_view decodeText(std::string_view, const TextEncoding&, std::string&);
+    friend QUOREL_SUBTITLES_API std::string encodeText(std::string, const TextEncoding&);
 
     Kind kind_;
     std::array<char, EncodingConverter::longestName + 1> name_{};
@@ -68,22 +69,23 @@ inline constexpr TextEncoding TextEncoding::windows1252{Kind::converted, "WINDOW
 inline constexpr TextEncoding TextEncoding::shiftJIS{Kind::converted, "CP932"};
 
 // The text in UTF-8. Throws SubTitlesError (invalidEncoding).
-std::string decodeText(std::string_view bytes, const TextEncoding& encoding);
+QUOREL_SUBTITLES_API std::string decodeText(std::string_view bytes, const TextEncoding& encoding);
 // The same without a copy where the bytes are UTF-8 already; otherwise the view is into `storage`.
-std::string_view decodeText(std::string_view bytes, const TextEncoding& encoding, std::string& storage);
+QUOREL_SUBTITLES_API std::string_view decodeText(std::string_view bytes, const TextEncoding& encoding,
+                                                 std::string& storage);
 // The bytes of a UTF-8 text. Throws SubTitlesError (invalidEncoding) for text that is not UTF-8, too.
-std::string encodeText(std::string text, const TextEncoding& encoding);
+QUOREL_SUBTITLES_API std::string encodeText(std::string text, const TextEncoding& encoding);
 
 // Without a leading U+FEFF, if there is one.
-std::string_view droppingByteOrderMark(std::string_view text);
+QUOREL_SUBTITLES_API std::string_view droppingByteOrderMark(std::string_view text);
 
-struct DetectedText {
+struct QUOREL_VISIBLE DetectedText {
     std::string text;  // without its mark
     TextEncoding encoding;
 };
 // By a byte-order mark; else by the zero bytes that UTF-16 and UTF-32 are full of; else UTF-8 if it is valid
 // (`ascii` if it is no more than that); else by the statistics of the bytes. Absent when that gives nothing or
 // does not fit.
-std::optional<DetectedText> decodeDetectingEncoding(std::string_view bytes);
+QUOREL_SUBTITLES_API std::optional<DetectedText> decodeDetectingEncoding(std::string_view bytes);
 
 }  // namespace quorel

@@ -19,9 +19,11 @@
 #include <string>
 #include <string_view>
 
+#include "quorel/subtitles/export.h"
+
 namespace quorel {
 
-class SubtitlesTime {
+class QUOREL_SUBTITLES_API SubtitlesTime {
 public:
     SubtitlesTime() = default;  // zero
 

@@ -14,11 +14,12 @@
 #include <string_view>
 #include <variant>
 
+#include "quorel/subtitles/export.h"
 #include "quorel/subtitles/time.h"
 
 namespace quorel {
 
-struct TimeExpression {
+struct QUOREL_SUBTITLES_API TimeExpression {
     struct ClockTime {
         std::int64_t hours = 0;
         std::int64_t minutes = 0;

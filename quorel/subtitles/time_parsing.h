@@ -10,6 +10,7 @@
 #include <optional>
 #include <string_view>
 
+#include "quorel/subtitles/export.h"
 #include "quorel/subtitles/time.h"
 
 namespace quorel::TimeParsing {
@@ -17,8 +18,8 @@ namespace quorel::TimeParsing {
 // An integer of 64 bits, sign allowed, counts milliseconds; a negative one stops the process, as no time is
 // negative. Otherwise hours in any number of digits, minutes and seconds of one or two, and milliseconds of
 // exactly three or hundredths of exactly two. Throws SubTitlesError (invalidTime) with `index` for anything else.
-SubtitlesTime parse(std::int64_t index, std::string_view text);
+QUOREL_SUBTITLES_API SubtitlesTime parse(std::int64_t index, std::string_view text);
 // The same for where a text that is no time is no error: absent instead of thrown.
-std::optional<SubtitlesTime> parseIfPossible(std::string_view text);
+QUOREL_SUBTITLES_API std::optional<SubtitlesTime> parseIfPossible(std::string_view text);
 
 }  // namespace quorel::TimeParsing

@@ -10,10 +10,11 @@
 #pragma once
 
 #include "quorel/subtitles/coder.h"
+#include "quorel/subtitles/export.h"
 
 namespace quorel {
 
-class Subtitles::Coder::TTML final : public SubtitlesLineCoder<Subtitles::Coder::TTML> {
+class QUOREL_SUBTITLES_API Subtitles::Coder::TTML final : public SubtitlesLineCoder<Subtitles::Coder::TTML> {
 public:
     static constexpr std::string_view extn = "ttml";
 

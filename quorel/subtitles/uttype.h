@@ -4,9 +4,11 @@
 
 #include <string_view>
 
+#include "quorel/subtitles/export.h"
+
 namespace quorel {
 
-struct UTType {
+struct QUOREL_SUBTITLES_API UTType {
     std::string_view identifier;
     std::string_view conformsTo;
 

@@ -8,12 +8,13 @@
 #include <functional>
 
 #include "quorel/foundation/uuid.h"
+#include "quorel/subtitles/export.h"
 
 namespace quorel {
 
 // Names one of the things of type Owner. The owner only keeps identifiers of different things apart.
 template <class Owner, class Raw>
-struct Identifier {
+struct QUOREL_VISIBLE Identifier {
     Raw rawValue;
 
     auto operator<=>(const Identifier&) const = default;

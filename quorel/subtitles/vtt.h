@@ -7,10 +7,11 @@
 #pragma once
 
 #include "quorel/subtitles/coder.h"
+#include "quorel/subtitles/export.h"
 
 namespace quorel {
 
-class Subtitles::Coder::VTT final : public SubtitlesLineCoder<Subtitles::Coder::VTT> {
+class QUOREL_SUBTITLES_API Subtitles::Coder::VTT final : public SubtitlesLineCoder<Subtitles::Coder::VTT> {
 public:
     static constexpr std::string_view extn = "vtt";
     using SubtitlesLineCoder::decode;

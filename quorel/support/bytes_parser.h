@@ -14,9 +14,11 @@
 #include <type_traits>
 #include <vector>
 
+#include "quorel/support/export.h"
+
 namespace quorel {
 
-struct BytesParser {
+struct QUOREL_VISIBLE BytesParser {
     enum class Endianness { big, little };
 
     static constexpr std::array<std::uint8_t, 1> terminator8{};
@@ -70,8 +72,8 @@ void putNumber(std::uint8_t* bytes, T value, BytesParser::Endianness endianness)
 }
 
 // Stops the process: the sum and the product of positions and counts must not overflow.
-std::int64_t checkedSum(std::int64_t a, std::int64_t b);
-std::int64_t checkedProduct(std::int64_t a, std::int64_t b);
+QUOREL_SUPPORT_API std::int64_t checkedSum(std::int64_t a, std::int64_t b);
+QUOREL_SUPPORT_API std::int64_t checkedProduct(std::int64_t a, std::int64_t b);
 
 }  // namespace detail
 

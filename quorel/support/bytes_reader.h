@@ -26,10 +26,11 @@
 #include "quorel/support/bytes_parser.h"
 #include "quorel/support/bytes_reader_source.h"
 #include "quorel/support/bytes_text.h"
+#include "quorel/support/export.h"
 
 namespace quorel {
 
-class BytesReader {
+class QUOREL_SUPPORT_API BytesReader {
 public:
     using Endianness = BytesParser::Endianness;
     using Bytes = std::vector<std::uint8_t>;

@@ -15,10 +15,11 @@
 
 #include "quorel/foundation/error.h"
 #include "quorel/support/bytes_stream.h"
+#include "quorel/support/export.h"
 
 namespace quorel {
 
-class BytesReaderError : public Error {
+class QUOREL_SUPPORT_API BytesReaderError : public Error {
 public:
     enum class Code {
         invalidFile,                              // no "file" URL, or nothing that opens for reading
@@ -36,7 +37,7 @@ private:
     Code code_;
 };
 
-class BytesReaderSource {
+class QUOREL_VISIBLE BytesReaderSource {
 public:
     virtual ~BytesReaderSource() = default;
 
@@ -59,7 +60,7 @@ public:
 };
 
 // Bytes in memory of its own. A read that fails consumes nothing. Nothing here allocates but readAllRemainingData.
-class InMemorySource final : public BytesReaderSource {
+class QUOREL_SUPPORT_API InMemorySource final : public BytesReaderSource {
 public:
     explicit InMemorySource(std::vector<std::uint8_t> data) : storage_(std::move(data)) {}
     explicit InMemorySource(std::span<const std::uint8_t> bytes) : storage_(bytes.begin(), bytes.end()) {}
@@ -91,7 +92,7 @@ private:
 };
 
 // Memory that a stream is read into; kept for small reads, made anew for each large one.
-class ByteBuffer {
+class QUOREL_SUPPORT_API ByteBuffer {
 public:
     static constexpr std::size_t readBufferSize = 1024;
 
@@ -109,7 +110,7 @@ private:
 
 // What a stream gives, from where it is, once. The stream is opened and never closed. A read that comes to the end
 // too early loses what it has read. Memory grows with what arrives, not with what is asked for.
-class InputStreamSource final : public BytesReaderSource {
+class QUOREL_SUPPORT_API InputStreamSource final : public BytesReaderSource {
 public:
     explicit InputStreamSource(std::shared_ptr<InputStream> stream);
 

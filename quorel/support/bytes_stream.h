@@ -15,9 +15,11 @@
 #include <string>
 #include <vector>
 
+#include "quorel/support/export.h"
+
 namespace quorel {
 
-class InputStream {
+class QUOREL_SUPPORT_API InputStream {
 public:
     virtual ~InputStream() = default;
 
@@ -32,7 +34,7 @@ public:
     virtual std::size_t bytesKnown();
 };
 
-class OutputStream {
+class QUOREL_SUPPORT_API OutputStream {
 public:
     virtual ~OutputStream() = default;
 
@@ -48,7 +50,7 @@ public:
     virtual std::vector<std::uint8_t>* memory();
 };
 
-class MemoryInputStream final : public InputStream {
+class QUOREL_SUPPORT_API MemoryInputStream final : public InputStream {
 public:
     explicit MemoryInputStream(std::vector<std::uint8_t> bytes) : bytes_(std::move(bytes)) {}
 
@@ -64,7 +66,7 @@ private:
     bool open_ = false;
 };
 
-class MemoryOutputStream final : public OutputStream {
+class QUOREL_SUPPORT_API MemoryOutputStream final : public OutputStream {
 public:
     bool open() override;
     bool close() override;
@@ -79,7 +81,7 @@ private:
 
 // A file, pipe or device by its path, read through a buffer of 64 KiB: what lies there is taken whether it is asked
 // for or not. Directories do not open.
-class FileInputStream final : public InputStream {
+class QUOREL_SUPPORT_API FileInputStream final : public InputStream {
 public:
     explicit FileInputStream(std::string path) : path_(std::move(path)) {}
 
@@ -95,7 +97,7 @@ private:
 };
 
 // Replaces the file when it opens. Written through a buffer of 64 KiB, which close() and destruction empty.
-class FileOutputStream final : public OutputStream {
+class QUOREL_SUPPORT_API FileOutputStream final : public OutputStream {
 public:
     explicit FileOutputStream(std::string path) : path_(std::move(path)) {}
 

@@ -17,10 +17,11 @@
 #include <vector>
 
 #include "quorel/support/encoding_converter.h"
+#include "quorel/support/export.h"
 
 namespace quorel {
 
-class StringEncoding {
+class QUOREL_SUPPORT_API StringEncoding {
 public:
     static const StringEncoding ascii, utf8, isoLatin1;  // isoLatin1: ISO 8859-1
     static const StringEncoding utf16BigEndian, utf16LittleEndian, utf32BigEndian, utf32LittleEndian;

@@ -26,15 +26,16 @@
 #include "quorel/support/bytes_parser.h"
 #include "quorel/support/bytes_stream.h"
 #include "quorel/support/bytes_text.h"
+#include "quorel/support/export.h"
 
 namespace quorel {
 
-class BytesWriter {
+class QUOREL_SUPPORT_API BytesWriter {
 public:
     using Endianness = BytesParser::Endianness;
     using Bytes = std::vector<std::uint8_t>;
 
-    class WriterError : public Error {
+    class QUOREL_SUPPORT_API WriterError : public Error {
     public:
         enum class Code {
             cannotConvertStringEncoding,  // the encoding lacks a character, or the text is not UTF-8

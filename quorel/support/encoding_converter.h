@@ -11,9 +11,11 @@
 #include <string>
 #include <string_view>
 
+#include "quorel/support/export.h"
+
 namespace quorel {
 
-class EncodingConverter {
+class QUOREL_SUPPORT_API EncodingConverter {
 public:
     // No longer name is one.
     static constexpr std::size_t longestName = 31;

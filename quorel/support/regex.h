@@ -33,10 +33,11 @@
 #include <vector>
 
 #include "quorel/foundation/error.h"
+#include "quorel/support/export.h"
 
 namespace quorel {
 
-class RegexError : public Error {
+class QUOREL_VISIBLE RegexError : public Error {
 public:
     enum class Code {
         invalidPattern,     // the pattern does not compile; `patternOffset` says where
@@ -55,7 +56,7 @@ private:
     std::size_t patternOffset_;
 };
 
-class Regex {
+class QUOREL_SUPPORT_API Regex {
 public:
     enum class Options : std::uint32_t {
         none = 0,
@@ -86,7 +87,7 @@ public:
         bool operator==(const Range&) const = default;
     };
     // The same in UTF-16 code units, as engines and platforms count that work in UTF-16.
-    struct UTF16Range {
+    struct QUOREL_SUPPORT_API UTF16Range {
         std::size_t location = 0;
         std::size_t length = 0;
 
@@ -171,7 +172,7 @@ constexpr bool contains(Regex::MatchingOptions set, Regex::MatchingOptions one) 
 }
 
 // Text that is known to be UTF-8, seen without owning it. Made from plain text it is checked, once.
-class Regex::TextView {
+class QUOREL_SUPPORT_API Regex::TextView {
 public:
     template <class T>
     requires std::is_convertible_v<const T&, std::string_view> TextView(const T& text) : view_(checked(text)) {}
@@ -192,7 +193,7 @@ private:
 
 // Text that is known to be UTF-8, shared by all its copies and by the matches found in it. Make one to search the
 // same text more than once: plain text is copied and checked each time it becomes a Text.
-class Regex::Text {
+class QUOREL_SUPPORT_API Regex::Text {
 public:
     template <class T>
     requires std::is_convertible_v<const T&, std::string_view> Text(const T& text)
@@ -217,7 +218,7 @@ inline Regex::TextView::TextView(const Text& text) : view_(text.string()) {}
 
 // The lean road: searches without building values. Keeps a reference to the expression and the engine's memory, so
 // that a search allocates nothing.
-class Regex::Matcher {
+class QUOREL_SUPPORT_API Regex::Matcher {
 public:
     explicit Matcher(const Regex& regex);
     Matcher(Matcher&&) noexcept;
@@ -246,7 +247,7 @@ private:
 
 // One match. A group that took no part has the empty range at the start of the text, and reads like one that
 // matched nothing.
-struct Regex::Match {
+struct QUOREL_SUPPORT_API Regex::Match {
     Range range;
     std::vector<Range> captures;  // group 1 first
     Text matchText;               // the searched text
@@ -258,7 +259,7 @@ struct Regex::Match {
     bool operator==(const Match&) const = default;
 };
 
-class Regex::Matches {
+class QUOREL_SUPPORT_API Regex::Matches {
 public:
     class MatchIterator {
     public:
@@ -304,7 +305,7 @@ private:
 };
 
 // A place in a text from which the search can be resumed.
-struct Regex::Cursor {
+struct QUOREL_SUPPORT_API Regex::Cursor {
     Regex regex;
     MatchingOptions matchingOptions = MatchingOptions::none;
     Match match;
@@ -315,14 +316,16 @@ struct Regex::Cursor {
     std::string describeRange(std::string_view text) const;
 };
 
-bool hasMatch(Regex::TextView text, const Regex& regex);
-Regex::Matches matches(const Regex::Text& text, const Regex& regex);
+QUOREL_SUPPORT_API bool hasMatch(Regex::TextView text, const Regex& regex);
+QUOREL_SUPPORT_API Regex::Matches matches(const Regex::Text& text, const Regex& regex);
 // Nothing when `startingAt` is at or past the end of the text.
-std::optional<Regex::Cursor> firstMatch(const Regex::Text& text, const Regex& regex, std::size_t startingAt = 0,
-                                        Regex::MatchingOptions options = Regex::MatchingOptions::none);
+QUOREL_SUPPORT_API std::optional<Regex::Cursor> firstMatch(
+    const Regex::Text& text, const Regex& regex, std::size_t startingAt = 0,
+    Regex::MatchingOptions options = Regex::MatchingOptions::none);
 // Searches from `startingAt`, or from where the cursor's match ends, to the end of the text, and then, with
 // `loop`, from the start. Nothing, `loop` or not, when the search would begin at or past the end.
-std::optional<Regex::Cursor> nextMatch(const Regex::Text& text, const Regex::Cursor& cursor, bool loop = false,
-                                       std::optional<std::size_t> startingAt = {});
+QUOREL_SUPPORT_API std::optional<Regex::Cursor> nextMatch(const Regex::Text& text, const Regex::Cursor& cursor,
+                                                          bool loop = false,
+                                                          std::optional<std::size_t> startingAt = {});
 
 }  // namespace quorel

@@ -11,10 +11,11 @@
 #include "quorel/foundation/json.h"
 #include "quorel/foundation/url.h"
 #include "quorel/session/quorel.h"
+#include "quorel/telemetry/export.h"
 
 namespace quorel {
 
-class AnalyticsAPI {
+class QUOREL_TELEMETRY_API AnalyticsAPI {
 public:
     // A text that is no URL is a programming error and stops the process.
     explicit AnalyticsAPI(Quorel& session, std::string_view ingestURL = defaultBaseURL());

@@ -22,12 +22,13 @@
 #include "quorel/foundation/timer.h"
 #include "quorel/session/quorel.h"
 #include "quorel/telemetry/analytics_api.h"
+#include "quorel/telemetry/export.h"
 
 namespace quorel {
 
 enum class ListenerName { playing, waiting };
 
-class AnalyticsController : public std::enable_shared_from_this<AnalyticsController> {
+class QUOREL_TELEMETRY_API AnalyticsController : public std::enable_shared_from_this<AnalyticsController> {
 public:
     static constexpr double interval = 10.0;  // seconds
 

@@ -15,10 +15,11 @@
 #include <string_view>
 
 #include "quorel/foundation/url_session.h"
+#include "quorel/telemetry/export.h"
 
 namespace quorel {
 
-class NetworkInterceptor final : public UrlProtocol {
+class QUOREL_TELEMETRY_API NetworkInterceptor final : public UrlProtocol {
 public:
     // A request with this property is an interceptor's own copy, and is not intercepted again.
     static constexpr std::string_view handledKey = "NetworkInterceptorHandled";

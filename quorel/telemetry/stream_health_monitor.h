@@ -10,10 +10,11 @@
 
 #include "quorel/engine/engine.h"
 #include "quorel/foundation/timer.h"
+#include "quorel/telemetry/export.h"
 
 namespace quorel {
 
-class StreamHealthMonitor {
+class QUOREL_TELEMETRY_API StreamHealthMonitor {
 public:
     // Takes the listener off the engine, where that still lives, and ends the timer. Releasing the monitor does
     // neither.

@@ -11,6 +11,7 @@
 #include <algorithm>
 
 #include "quorel/foundation/run_loop.h"
+#include "quorel/ui/export.h"
 #include "quorel/ui/geometry.h"
 
 namespace quorel::ui {
@@ -24,7 +25,7 @@ inline Rect between(const Rect& from, const Rect& to, double part) {
 }
 
 template <class T>
-struct Animation {
+struct QUOREL_VISIBLE Animation {
     T from{};
     T to{};
     Duration begin{0};

@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "quorel/ui/export.h"
 #include "quorel/ui/view.h"
 
 namespace quorel::ui {
@@ -20,7 +21,7 @@ namespace quorel::ui {
 enum class ControlEvent { touchDown, valueChanged, touchUpInside, touchUpOutside };
 
 // A view that keeps taps to itself: a button, a slider, or whatever shows its subviews and can be pressed.
-class Control : public View {
+class QUOREL_UI_API Control : public View {
 public:
     // Actions of one event run in the order in which they were added.
     void addAction(ControlEvent event, std::function<void()> action);
@@ -60,7 +61,7 @@ private:
 };
 
 // A button that shows a symbol, known by its name; hosts bring their own drawings of the symbols.
-class Button : public Control {
+class QUOREL_UI_API Button : public Control {
 public:
     static std::shared_ptr<Button> make() { return std::make_shared<Button>(); }
 
@@ -78,7 +79,7 @@ private:
 
 // A slider from 0 to 1. touchDown begins a drag, valueChanged comes with every step of it, touchUpInside or
 // touchUpOutside ends it.
-class Slider : public Control {
+class QUOREL_UI_API Slider : public Control {
 public:
     static constexpr double thumbSize = 16;  // points; a filled circle
     static std::shared_ptr<Slider> make() { return std::make_shared<Slider>(); }

@@ -9,11 +9,12 @@
 #include <optional>
 #include <vector>
 
+#include "quorel/ui/export.h"
 #include "quorel/ui/view.h"
 
 namespace quorel::ui {
 
-struct DisplayItem {
+struct QUOREL_VISIBLE DisplayItem {
     std::shared_ptr<const View> view;
     Rect frame;                // in the root's coordinates, as shown at the moment
     double opacity = 1;        // of the view and all above it
@@ -21,6 +22,6 @@ struct DisplayItem {
 };
 
 // Hidden and transparent views, views without a size and views outside of their clip are left out.
-std::vector<DisplayItem> displayList(const std::shared_ptr<const View>& root, Duration now);
+QUOREL_UI_API std::vector<DisplayItem> displayList(const std::shared_ptr<const View>& root, Duration now);
 
 }  // namespace quorel::ui

@@ -11,10 +11,11 @@
 #include <vector>
 
 #include "quorel/ui/control.h"
+#include "quorel/ui/export.h"
 
 namespace quorel::ui {
 
-class FocusRing {
+class QUOREL_UI_API FocusRing {
 public:
     explicit FocusRing(std::weak_ptr<View> root) : root_(std::move(root)) {}
 

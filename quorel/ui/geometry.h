@@ -1,21 +1,23 @@
 // Geometry of the view tree: points (not pixels), x to the right, y downwards.
 #pragma once
 
+#include "quorel/ui/export.h"
+
 namespace quorel::ui {
 
-struct Point {
+struct QUOREL_VISIBLE Point {
     double x = 0;
     double y = 0;
     bool operator==(const Point&) const = default;
 };
 
-struct Size {
+struct QUOREL_VISIBLE Size {
     double width = 0;
     double height = 0;
     bool operator==(const Size&) const = default;
 };
 
-struct Rect {
+struct QUOREL_VISIBLE Rect {
     double x = 0;
     double y = 0;
     double width = 0;
@@ -29,7 +31,7 @@ struct Rect {
 };
 
 // What is kept free along the four edges.
-struct Insets {
+struct QUOREL_VISIBLE Insets {
     double top = 0;
     double left = 0;
     double bottom = 0;
@@ -37,7 +39,7 @@ struct Insets {
     bool operator==(const Insets&) const = default;
 };
 
-struct Color {
+struct QUOREL_VISIBLE Color {
     double red = 0;
     double green = 0;
     double blue = 0;

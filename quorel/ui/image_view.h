@@ -11,13 +11,14 @@
 #include <string>
 #include <string_view>
 
+#include "quorel/ui/export.h"
 #include "quorel/ui/view.h"
 
 namespace quorel::ui {
 
 // A picture by its name, by its file, or by both. A host that has a better picture of that name (a symbol of its
 // platform) may draw that one.
-struct Image {
+struct QUOREL_UI_API Image {
     std::string name = {};
     std::shared_ptr<const std::string> data = {};  // a whole PNG, JPEG, GIF or WebP file; null for none
 
@@ -28,7 +29,7 @@ struct Image {
 };
 
 // Shows one picture, scaled to fit with its proportions kept, or nothing.
-class ImageView : public View {
+class QUOREL_UI_API ImageView : public View {
 public:
     static std::shared_ptr<ImageView> make() { return std::make_shared<ImageView>(); }
 

@@ -9,11 +9,12 @@
 #include <memory>
 #include <vector>
 
+#include "quorel/ui/export.h"
 #include "quorel/ui/view.h"
 
 namespace quorel::ui {
 
-class ListView : public View {
+class QUOREL_UI_API ListView : public View {
 public:
     static std::shared_ptr<ListView> make() { return std::make_shared<ListView>(); }
     ListView();

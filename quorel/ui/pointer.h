@@ -11,19 +11,20 @@
 #include <memory>
 
 #include "quorel/ui/control.h"
+#include "quorel/ui/export.h"
 #include "quorel/ui/view.h"
 
 namespace quorel::ui {
 
 // The frontmost view at `where` that takes part in touches: shown, not transparent, with interaction on for itself
 // and all above it. Null where there is none.
-std::shared_ptr<View> hitTest(const std::shared_ptr<View>& root, Point where);
+QUOREL_UI_API std::shared_ptr<View> hitTest(const std::shared_ptr<View>& root, Point where);
 // A point of the root in a view's own coordinates.
-Point convertFromRoot(const View& view, Point where);
+QUOREL_UI_API Point convertFromRoot(const View& view, Point where);
 // A view's bounds in its root's coordinates.
-Rect frameInRoot(const View& view);
+QUOREL_UI_API Rect frameInRoot(const View& view);
 
-class Pointer {
+class QUOREL_UI_API Pointer {
 public:
     explicit Pointer(std::weak_ptr<View> root) : root_(std::move(root)) {}
 

@@ -7,13 +7,14 @@
 #include <memory>
 #include <utility>
 
+#include "quorel/ui/export.h"
 #include "quorel/ui/view.h"
 
 namespace quorel::ui {
 
 // One decoded picture, 4 bytes a pixel in the memory order blue, green, red, unused (BGRx). The pixels stay valid
 // and unchanged for as long as the frame is held.
-struct VideoFrame {
+struct QUOREL_VISIBLE VideoFrame {
     int width = 0;             // pixels
     int height = 0;            // pixels
     int stride = 0;            // bytes from one row to the next
@@ -23,7 +24,7 @@ struct VideoFrame {
 };
 
 // Any thread.
-class VideoFrameSource {
+class QUOREL_VISIBLE VideoFrameSource {
 public:
     virtual ~VideoFrameSource() = default;
 
@@ -37,7 +38,7 @@ public:
 };
 
 // A view that shows a source's latest frame, scaled to fit with its proportions kept, black around it.
-class VideoView final : public View {
+class QUOREL_VISIBLE VideoView final : public View {
 public:
     static std::shared_ptr<VideoView> make(std::shared_ptr<VideoFrameSource> source) {
         auto view = std::make_shared<VideoView>();

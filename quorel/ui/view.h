@@ -18,14 +18,15 @@
 
 #include "quorel/foundation/run_loop.h"
 #include "quorel/ui/animation.h"
+#include "quorel/ui/export.h"
 #include "quorel/ui/geometry.h"
 
 namespace quorel::ui {
 
-class Label;
+class QUOREL_UI_API Label;
 
 // Cast by a view on what lies behind it.
-struct Shadow {
+struct QUOREL_VISIBLE Shadow {
     Color color = Color::black();
     double opacity = 1;
     Point offset;
@@ -33,7 +34,7 @@ struct Shadow {
     bool operator==(const Shadow&) const = default;
 };
 
-class View : public std::enable_shared_from_this<View> {
+class QUOREL_UI_API View : public std::enable_shared_from_this<View> {
 public:
     static std::shared_ptr<View> make() { return std::make_shared<View>(); }
     View() = default;
@@ -148,7 +149,7 @@ private:
     std::function<void()> changeCallback_;
 };
 
-struct Font {
+struct QUOREL_VISIBLE Font {
     std::string family;  // empty for the host's own
     double size = 14;    // points
     bool bold = false;
@@ -157,7 +158,7 @@ struct Font {
 
 enum class TextAlignment { left, center, right };
 
-class Label : public View {
+class QUOREL_UI_API Label : public View {
 public:
     static std::shared_ptr<Label> make() { return std::make_shared<Label>(); }
 

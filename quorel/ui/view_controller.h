@@ -10,18 +10,19 @@
 #include <utility>
 #include <vector>
 
+#include "quorel/ui/export.h"
 #include "quorel/ui/view.h"
 
 namespace quorel::ui {
 
 // One place of a navigation bar; the host puts the view there.
-struct BarButtonItem {
+struct QUOREL_VISIBLE BarButtonItem {
     std::shared_ptr<View> customView;
     bool operator==(const BarButtonItem&) const = default;
 };
 
 // What a navigation bar shows for one screen.
-struct NavigationItem {
+struct QUOREL_VISIBLE NavigationItem {
     std::string title;
     std::vector<BarButtonItem> rightBarItems;  // the first one is the outermost
 };
@@ -33,7 +34,7 @@ enum class InterfaceOrientationMask : unsigned { portrait = 2, landscape = 24, a
 enum class ModalTransitionStyle { coverVertical = 0, flipHorizontal = 1, crossDissolve = 2 };
 enum class ModalPresentationStyle { fullScreen = 0, pageSheet = 1 };
 
-class ViewController : public std::enable_shared_from_this<ViewController> {
+class QUOREL_UI_API ViewController : public std::enable_shared_from_this<ViewController> {
 public:
     ViewController() = default;
     virtual ~ViewController() = default;
@@ -97,6 +98,6 @@ private:
 };
 
 // A controller that shows its last child below a navigation bar made from that child's navigationItem.
-class NavigationController : public ViewController {};
+class QUOREL_VISIBLE NavigationController : public ViewController {};
 
 }  // namespace quorel::ui

@@ -1,0 +1,16 @@
+// What a shared library of the SDK shows: nothing but what its public headers mark.
+//
+// The rooms are compiled with hidden visibility. A class or a function with code in a .cpp carries the macro of its room
+// (QUOREL_FOUNDATION_API and its like, from the generated export.h beside the room's headers); it exports where the room
+// is built and imports elsewhere. A type that is wholly in its header, a template or a declaration in advance carries
+// QUOREL_VISIBLE: it has no code of its own to export, but its type information must be the same everywhere, or an
+// exception thrown in one library would not be caught in another.
+//
+// Where the rooms are static libraries, QUOREL_STATIC is defined, and all these macros are empty.
+#pragma once
+
+#if defined(QUOREL_STATIC) || defined(_WIN32) || !defined(__GNUC__)
+#define QUOREL_VISIBLE
+#else
+#define QUOREL_VISIBLE [[gnu::visibility("default")]]
+#endif
