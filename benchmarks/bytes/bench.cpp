@@ -1,15 +1,18 @@
-// Bulk reads and writes beside memcpy and a byte-swap loop, in turns; and what small reads cost and allocate.
+// Byte readers and writers beside memcpy and a byte-swap loop, and beside what one would use otherwise: the streams of
+// the standard libraries with Boost.Endian.
 //
-// Prints a line per case: name, GB/s of ours, GB/s of the loop, ratio; all medians over the rounds.
-#include <algorithm>
-#include <chrono>
-#include <cstdio>
+//   bytes_bench FOLDER [--quick]     FOLDER is where its file goes
+#include <boost/endian/conversion.hpp>
 #include <cstdlib>
 #include <cstring>
-#include <functional>
+#include <fstream>
+#include <memory>
 #include <new>
+#include <span>
+#include <sstream>
 #include <vector>
 
+#include "benchmarks/measuring.h"
 #include "quorel/support/bytes_reader.h"
 #include "quorel/support/bytes_writer.h"
 
@@ -28,148 +31,229 @@ std::size_t allocations = 0;
     std::free(memory);
 }
 
+namespace quorel::bench {
 namespace {
 
-using namespace quorel;
-using Clock = std::chrono::steady_clock;
 constexpr auto big = BytesParser::Endianness::big;
 
-volatile std::uint8_t sink;
 // The compiler must believe that somebody reads what was made.
-void use(const void* memory) {
+std::size_t used(const void* memory) {
     asm volatile("" : : "r"(memory) : "memory");
-    sink = *static_cast<const std::uint8_t*>(memory);
-}
-
-double median(std::vector<double>& values) {
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
-
-void compare(const char* name, std::size_t size, const std::function<void()>& ours,
-             const std::function<void()>& loop) {
-    const int repeats = static_cast<int>(std::max<std::size_t>(1, (std::size_t{64} << 20) / size));
-    const auto rate = [&](const std::function<void()>& function) {
-        const auto begin = Clock::now();
-        for (int i = 0; i < repeats; ++i) function();
-        const std::chrono::duration<double> taken = Clock::now() - begin;
-        return static_cast<double>(size) * repeats / taken.count() / 1e9;
-    };
-    std::vector<double> rates, loopRates, ratios;
-    for (int round = 0; round < 15; ++round) {
-        rates.push_back(rate(ours));
-        loopRates.push_back(rate(loop));
-        ratios.push_back(rates.back() / loopRates.back());
-    }
-    std::printf("%s %zu %.2f %.2f %.2f\n", name, size, median(rates), median(loopRates), median(ratios));
+    return *static_cast<const std::uint8_t*>(memory);
 }
 
 template <class T>
-void swapAll(T* numbers, std::size_t count) {
-    for (std::size_t i = 0; i < count; ++i) numbers[i] = usingEndianness(numbers[i], big);
+void swapAll(std::span<T> numbers) {
+    for (T& number : numbers) number = usingEndianness(number, big);
 }
 
 template <class T>
-void compareOf(const char* type, std::size_t size) {
+void measureBulk(const std::string& type, std::size_t size) {
     const std::size_t count = size / sizeof(T);
     std::vector<std::uint8_t> bytes(size);
     for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<std::uint8_t>(i * 31);
     std::vector<T> numbers(count);
     std::memcpy(numbers.data(), bytes.data(), size);
     BytesReader reader(bytes);
-    const auto name = [&](const char* what) { return std::string(what) + "_" + type; };
-    compare(
-        name("read").c_str(), size,
-        [&] {
-            reader.rewind();
-            use(reader.readIntegers<T>(static_cast<std::int64_t>(count), big).data());
-        },
-        [&] {
+    // Without the zeros that a vector begins with: what copying alone costs.
+    const auto copyAlone = [&] {
+        const std::unique_ptr<void, void (*)(void*)> room(std::malloc(size), std::free);
+        std::memcpy(room.get(), bytes.data(), size);
+        return used(room.get());
+    };
+    const std::string what = " big-endian " + type + ", " + (size >> 20 > 0 ? "16 MiB" : "64 KiB");
+    Task("read" + what, size)
+        .sdk("BytesReader",
+             [&] {
+                 reader.rewind();
+                 return used(reader.readIntegers<T>(static_cast<std::int64_t>(count), big).data());
+             })
+        .limit("memory: malloc and memcpy", copyAlone)
+        .peer("a vector, memcpy and a swap loop", [&] {
             std::vector<T> all(count);
             std::memcpy(all.data(), bytes.data(), size);
-            swapAll(all.data(), count);
-            use(all.data());
+            swapAll(std::span(all));
+            return used(all.data());
         });
-    std::vector<T> room(count);
-    compare(
-        name("read_into").c_str(), size,
-        [&] {
-            reader.rewind();
-            reader.readIntegers(room, big);
-            use(room.data());
-        },
-        [&] {
-            std::memcpy(room.data(), bytes.data(), size);
-            swapAll(room.data(), count);
-            use(room.data());
-        });
-    compare(
-        name("write").c_str(), size,
-        [&] {
-            BytesWriter writer;
-            writer.writeIntegers(numbers, big);
-            use(&writer);
-        },
-        [&] {
+    Task("write" + what, size)
+        .sdk("BytesWriter",
+             [&] {
+                 BytesWriter writer;
+                 writer.writeIntegers(numbers, big);
+                 return used(&writer);
+             })
+        .limit("memory: malloc and memcpy", copyAlone)
+        .peer("a vector, memcpy and a swap loop", [&] {
             std::vector<std::uint8_t> all(size);
             std::memcpy(all.data(), numbers.data(), size);
-            swapAll(reinterpret_cast<T*>(all.data()), count);
-            use(all.data());
+            swapAll(std::span(reinterpret_cast<T*>(all.data()), count));
+            return used(all.data());
         });
 }
 
-void compareFiles() {
+struct CFile {
+    CFile(const char* path, const char* mode) : file(std::fopen(path, mode)) {
+        if (file == nullptr) std::abort();
+    }
+    ~CFile() { std::fclose(file); }
+    std::FILE* const file;
+};
+
+void measureFiles(const std::string& path) {
     constexpr std::size_t size = std::size_t{16} << 20;
-    const char* path = "/tmp/quorel_bytes_bench.bin";
-    const URL url = *URL::parse(std::string("file://") + path);
-    const std::vector<std::uint32_t> numbers(size / 4, 0x01020304);
-    compare(
-        "file_write_uint32", size,
-        [&] { BytesWriter::build(url, [&](BytesWriter& w) { w.writeUInt32(numbers, big); }); },
-        [&] {
+    constexpr std::size_t count = size / 4;
+    const URL url = *URL::parse("file://" + path);
+    const std::vector<std::uint32_t> numbers(count, 0x01020304);
+    const char* const name = path.c_str();
+    const auto asChars = [](auto* memory) { return reinterpret_cast<char*>(memory); };
+
+    Task("write a file of big-endian uint32 at once, 16 MiB", size)
+        .sdk("BytesWriter",
+             [&] {
+                 BytesWriter::build(url, [&](BytesWriter& writer) { writer.writeUInt32(numbers, big); });
+                 return 1;
+             })
+        .peer("std::ofstream, Boost.Endian",
+              [&] {
+                  std::vector<std::uint32_t> all(numbers);
+                  for (std::uint32_t& number : all) boost::endian::native_to_big_inplace(number);
+                  std::ofstream(path, std::ios::binary).write(asChars(all.data()), size);
+                  return 1;
+              })
+        .peer("fwrite and a swap loop", [&] {
             std::vector<std::uint32_t> all(numbers);
-            swapAll(all.data(), all.size());
-            std::FILE* file = std::fopen(path, "wb");
-            std::fwrite(all.data(), 1, size, file);
-            std::fclose(file);
+            swapAll(std::span(all));
+            return std::fwrite(all.data(), 1, size, CFile(name, "wb").file);
         });
-    compare(
-        "file_read_uint32", size, [&] { use(BytesReader(url).readUInt32(big, size / 4).data()); },
-        [&] {
-            std::vector<std::uint32_t> all(size / 4);
-            std::FILE* file = std::fopen(path, "rb");
-            if (std::fread(all.data(), 1, size, file) != size) std::abort();
-            std::fclose(file);
-            swapAll(all.data(), all.size());
-            use(all.data());
+    Task("read a file of big-endian uint32 at once, 16 MiB", size)
+        .sdk("BytesReader", [&] { return used(BytesReader(url).readUInt32(big, std::int64_t{count}).data()); })
+        .peer("std::ifstream, Boost.Endian",
+              [&] {
+                  std::vector<std::uint32_t> all(count);
+                  std::ifstream(path, std::ios::binary).read(asChars(all.data()), size);
+                  for (std::uint32_t& number : all) boost::endian::big_to_native_inplace(number);
+                  return used(all.data());
+              })
+        .peer("fread and a swap loop", [&] {
+            std::vector<std::uint32_t> all(count);
+            if (std::fread(all.data(), 1, size, CFile(name, "rb").file) != size) std::abort();
+            swapAll(std::span(all));
+            return used(all.data());
         });
-    std::remove(path);
+    Task::each("read one big-endian uint32 of a file", "ns", count)
+        .sdk("BytesReader",
+             [&] {
+                 BytesReader reader(url);
+                 std::size_t sum = 0;
+                 for (std::size_t i = 0; i < count; ++i) sum += reader.readUInt32(big);
+                 return sum;
+             })
+        .peer("std::ifstream, Boost.Endian",
+              [&] {
+                  std::ifstream stream(path, std::ios::binary);
+                  std::size_t sum = 0;
+                  unsigned char bytes[4];
+                  for (std::size_t i = 0; i < count && stream.read(asChars(bytes), 4); ++i)
+                      sum += boost::endian::load_big_u32(bytes);
+                  return sum;
+              })
+        .peer("fread, Boost.Endian",
+              [&] {
+                  const CFile file(name, "rb");
+                  std::size_t sum = 0;
+                  unsigned char bytes[4];
+                  for (std::size_t i = 0; i < count && std::fread(bytes, 4, 1, file.file) == 1; ++i)
+                      sum += boost::endian::load_big_u32(bytes);
+                  return sum;
+              })
+        .peer("fread_unlocked, Boost.Endian", [&] {
+            const CFile file(name, "rb");
+            std::size_t sum = 0;
+            unsigned char bytes[4];
+            for (std::size_t i = 0; i < count && fread_unlocked(bytes, 4, 1, file.file) == 1; ++i)
+                sum += boost::endian::load_big_u32(bytes);
+            return sum;
+        });
+    std::remove(name);
 }
 
-template <class Function>
-void small(const char* name, Function function) {
-    constexpr int count = 1'000'000;
+void measureSmall() {
+    constexpr std::size_t count = 1'000'000;
+    const std::vector<std::uint8_t> bytes(4 * count);
+    BytesReader reader(bytes);
+    std::istringstream stream(std::string(bytes.begin(), bytes.end()));
+    const auto readAll = [&] {
+        reader.rewind();
+        std::size_t sum = 0;
+        for (std::size_t i = 0; i < count; ++i) sum += reader.readUInt32(big);
+        return sum;
+    };
+    Task::each("read one big-endian uint32 of memory", "ns", count)
+        .sdk("BytesReader", readAll)
+        .peer("std::istringstream, Boost.Endian",
+              [&] {
+                  stream.clear();
+                  stream.seekg(0);
+                  std::size_t sum = 0;
+                  unsigned char four[4];
+                  for (std::size_t i = 0; i < count && stream.read(reinterpret_cast<char*>(four), 4); ++i)
+                      sum += boost::endian::load_big_u32(four);
+                  return sum;
+              })
+        .limit("a checked pointer", [&] {
+            const std::uint8_t* at = bytes.data();
+            const std::uint8_t* const end = at + bytes.size();
+            std::size_t sum = 0;
+            for (; end - at >= 4; at += 4) {
+                asm volatile("" : "+r"(at));  // one by one, as nobody knows what comes next
+                sum += boost::endian::load_big_u32(at);
+            }
+            return sum;
+        });
     const std::size_t before = allocations;
-    const auto begin = Clock::now();
-    for (int i = 0; i < count; ++i) function(i);
-    const std::chrono::duration<double, std::nano> taken = Clock::now() - begin;
-    std::printf("%s each %.2f %.4f\n", name, taken.count() / count,
-                static_cast<double>(allocations - before) / count);
+    readAll();
+    report("allocations to read 1,000,000 numbers of memory", "allocations", "sdk", "BytesReader",
+           static_cast<double>(allocations - before));
+
+    Task::each("write one big-endian uint32 to memory", "ns", count)
+        .sdk("BytesWriter",
+             [&] {
+                 BytesWriter writer;
+                 for (std::uint32_t i = 0; i < count; ++i) writer.writeUInt32(i, big);
+                 return writer.count();
+             })
+        .peer("std::ostringstream, Boost.Endian",
+              [&] {
+                  std::ostringstream out;
+                  for (std::uint32_t i = 0; i < count; ++i) {
+                      unsigned char four[4];
+                      boost::endian::store_big_u32(four, i);
+                      out.write(reinterpret_cast<const char*>(four), 4);
+                  }
+                  return out.tellp();
+              })
+        .peer("std::vector, Boost.Endian", [&] {
+            std::vector<unsigned char> out;
+            for (std::uint32_t i = 0; i < count; ++i) {
+                unsigned char four[4];
+                boost::endian::store_big_u32(four, i);
+                out.insert(out.end(), four, four + 4);
+            }
+            return out.size();
+        });
 }
 
 }  // namespace
+}  // namespace quorel::bench
 
-int main() {
-    for (const std::size_t size : {std::size_t{64} << 10, std::size_t{16} << 20}) {
-        compareOf<std::uint16_t>("uint16", size);
-        compareOf<std::uint32_t>("uint32", size);
-        compareOf<std::uint64_t>("uint64", size);
-    }
-    compareFiles();
-    BytesReader reader(std::vector<std::uint8_t>(8'000'000));
-    small("small_read_uint32", [&](int) { sink = static_cast<std::uint8_t>(reader.readUInt32(big)); });
-    reader.rewind();
-    small("small_read_byte", [&](int) { sink = reader.readByte(); });
-    BytesWriter writer;
-    small("small_write_uint32", [&](int i) { writer.writeUInt32(static_cast<std::uint32_t>(i), big); });
+int main(int count, char** arguments) {
+    using namespace quorel::bench;
+    if (count < 2) return 2;
+    Pace::setBy(count, arguments);
+    measureBulk<std::uint32_t>("uint32", std::size_t{64} << 10);
+    measureBulk<std::uint16_t>("uint16", std::size_t{16} << 20);
+    measureBulk<std::uint32_t>("uint32", std::size_t{16} << 20);
+    measureBulk<std::uint64_t>("uint64", std::size_t{16} << 20);
+    measureFiles(std::string(arguments[1]) + "/numbers.bin");
+    measureSmall();
 }

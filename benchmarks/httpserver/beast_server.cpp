@@ -13,6 +13,22 @@ using boost::asio::ip::tcp;
 
 namespace {
 
+std::string film;
+
+bool serveFile(tcp::socket& socket, const http::request<http::string_body>& request) {
+    beast::error_code error;
+    http::file_body::value_type file;
+    file.open(film.c_str(), beast::file_mode::scan, error);
+    if (error) return false;
+    http::response<http::file_body> response(http::status::ok, request.version());
+    response.set(http::field::server, BOOST_BEAST_VERSION_STRING);
+    response.keep_alive(request.keep_alive());
+    response.body() = std::move(file);
+    response.prepare_payload();
+    http::write(socket, response, error);
+    return !error && request.keep_alive();
+}
+
 void serve(tcp::socket socket) {
     beast::flat_buffer buffer;
     beast::error_code error;
@@ -20,6 +36,10 @@ void serve(tcp::socket socket) {
         http::request<http::string_body> request;
         http::read(socket, buffer, request, error);
         if (error) return;
+        if (request.target().starts_with("/files/")) {
+            if (!serveFile(socket, request)) return;
+            continue;
+        }
         const std::string_view body =
             request.target() == "/large" ? std::string_view(bench::largeBody()) : bench::smallBody;
         http::response<http::span_body<const char>> response(http::status::ok, request.version());
@@ -34,7 +54,8 @@ void serve(tcp::socket socket) {
 
 }  // namespace
 
-int main() {
+int main(int count, char** arguments) {
+    if (count > 1) film = std::string(arguments[1]) + "/film.bin";
     boost::asio::io_context context{1};
     tcp::acceptor acceptor(context, {boost::asio::ip::make_address("127.0.0.1"), 0});
     std::thread([&acceptor, &context] {

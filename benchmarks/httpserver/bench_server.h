@@ -1,7 +1,8 @@
 // What the servers of this comparison have in common: two bodies, and how they tell run.py where they listen.
 //
-// Each server answers GET /small and GET /large on 127.0.0.1, on a port that the system chooses, one blocking
-// thread per connection with keep-alive, without logging.
+// Each server answers GET /small and GET /large from memory and GET /files/film.bin from the folder of its first
+// argument, on 127.0.0.1, on a port that the system chooses, one blocking thread per connection with keep-alive, without
+// logging.
 #pragma once
 
 #include <unistd.h>

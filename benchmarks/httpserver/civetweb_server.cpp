@@ -23,7 +23,7 @@ int answer(mg_connection* connection, void* data) {
 
 }  // namespace
 
-int main() {
+int main(int count, char** arguments) {
     mg_init_library(0);
     const char* options[] = {"listening_ports",
                              "127.0.0.1:0",
@@ -38,12 +38,21 @@ int main() {
                              "listen_backlog",
                              "1024",
                              nullptr};
+    static std::string film;
+    if (count > 1) film = std::string(arguments[1]) + "/film.bin";
     mg_callbacks callbacks{};
     mg_context* context = mg_start(&callbacks, nullptr, options);
     if (context == nullptr) return 1;
     std::string_view small = bench::smallBody, large = bench::largeBody();
     mg_set_request_handler(context, "/small", answer, &small);
     mg_set_request_handler(context, "/large", answer, &large);
+    mg_set_request_handler(
+        context, "/files/film.bin",
+        [](mg_connection* connection, void* path) {
+            mg_send_mime_file(connection, static_cast<const char*>(path), nullptr);
+            return 200;
+        },
+        film.data());
     mg_server_port ports[1]{};
     if (mg_get_server_ports(context, 1, ports) < 1) return 1;
     bench::announceAndWait(static_cast<unsigned>(ports[0].port));

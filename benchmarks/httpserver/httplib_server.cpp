@@ -6,7 +6,7 @@
 
 #include "bench_server.h"
 
-int main() {
+int main(int count, char** arguments) {
     httplib::Server server;
     server.new_task_queue = [] { return new httplib::ThreadPool(300); };
     server.set_keep_alive_max_count(std::numeric_limits<std::size_t>::max());
@@ -17,6 +17,7 @@ int main() {
     server.Get("/large", [](const httplib::Request&, httplib::Response& response) {
         response.set_content(bench::largeBody(), "text/plain");
     });
+    if (count > 1) server.set_mount_point("/files", arguments[1]);
     const int port = server.bind_to_any_port("127.0.0.1");
     if (port < 0) return 1;
     std::thread listening([&] { server.listen_after_bind(); });

@@ -1,6 +1,8 @@
 // libmicrohttpd, thread per connection.
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <microhttpd.h>
+#include <sys/stat.h>
 
 #include <cstring>
 
@@ -12,6 +14,18 @@ namespace {
 MHD_Response* smallResponse;
 MHD_Response* largeResponse;
 
+std::string film;
+
+MHD_Result answerFile(MHD_Connection* connection) {
+    const int file = open(film.c_str(), O_RDONLY | O_CLOEXEC);
+    struct stat status {};
+    if (file < 0 || fstat(file, &status) != 0) return MHD_NO;
+    MHD_Response* const response = MHD_create_response_from_fd(static_cast<size_t>(status.st_size), file);
+    const MHD_Result result = MHD_queue_response(connection, MHD_HTTP_OK, response);
+    MHD_destroy_response(response);
+    return result;
+}
+
 MHD_Result answer(void*, MHD_Connection* connection, const char* url, const char*, const char*, const char*,
                   size_t*, void** state) {
     // The first call is for the head alone; an answer given here would close the connection.
@@ -22,7 +36,7 @@ MHD_Result answer(void*, MHD_Connection* connection, const char* url, const char
     }
     if (std::strcmp(url, "/small") == 0) return MHD_queue_response(connection, MHD_HTTP_OK, smallResponse);
     if (std::strcmp(url, "/large") == 0) return MHD_queue_response(connection, MHD_HTTP_OK, largeResponse);
-    return MHD_NO;
+    return answerFile(connection);
 }
 
 MHD_Response* response(std::string_view body) {
@@ -31,7 +45,8 @@ MHD_Response* response(std::string_view body) {
 
 }  // namespace
 
-int main() {
+int main(int count, char** arguments) {
+    if (count > 1) film = std::string(arguments[1]) + "/film.bin";
     smallResponse = response(bench::smallBody);
     largeResponse = response(bench::largeBody());
     sockaddr_in address{};

@@ -1,110 +1,94 @@
 #!/usr/bin/env python3
-"""Compares the embedded HTTP server with blocking thread-per-connection servers of other libraries.
+"""Compares the embedded HTTP server with nginx and with blocking thread-per-connection servers of other libraries.
 
-Each server answers on loopback in a process of its own; wrk asks them in turn, round after round, so that a change
-in the machine's mood meets all of them. Told per server, body and number of connections: requests per second, CPU
-time of the server per request, the 99th percentile of the latency, and requests per second relative to ours. All
-figures are medians over the rounds. "floor" is no server: it parses nothing and shows what the system calls cost.
+Each server answers on loopback in a process of its own; wrk asks them in turn, round after round. Told are requests per
+second, the 99th percentile of the latency, and, for some, the processor time of the server per request. The limit is no
+server: it parses nothing and shows what the system calls cost. Files are of 1 MiB; the SDK answers each on a connection
+of its own, so all are asked to, and once those who can may keep theirs.
 
-    run.py --build build/release [--rounds 3] [--seconds 1] [--connections 16,64,256] [--json FILE]
+    run.py --build build/release [--rounds 3] [--quick] [--json FILE]
 """
-
-import argparse
-import json
+import os
 import re
 import shutil
-import statistics
 import subprocess
 import sys
+import tempfile
+import urllib.request
 from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).resolve().parent.parent))
+import nginx  # noqa: E402
+import table  # noqa: E402
 from servers import Server  # noqa: E402
 
-SERVERS = ["quorel", "microhttpd", "civetweb", "beast", "httplib", "floor"]
-BODIES = {"small": 13, "large": 64 * 1024}
+SDK, FLOOR = "SDK", "the loop that parses nothing"
+PROGRAMS = {"quorel": SDK, "beast": "Boost.Beast", "microhttpd": "libmicrohttpd", "civetweb": "CivetWeb",
+            "httplib": "cpp-httplib", "floor": FLOOR}
 UNITS = {"us": 1e-3, "ms": 1.0, "s": 1e3, "m": 60e3}
+# What is asked, its name, the header Connection, and by how many connections.
+CASES = [("small", "13 bytes", "keep-alive", (1, 16, 64, 256)),
+         ("large", "64 KiB", "keep-alive", (1, 16, 64, 256)),
+         ("files/film.bin", "a file of 1 MiB", "close", (1, 16, 64)),
+         ("files/film.bin", "a file of 1 MiB, keep-alive where there is", "keep-alive", (16,))]
 
 
-def measure(server, body, connections, seconds):
+def measure(server, path, connection, connections, seconds):
+    url = f"http://127.0.0.1:{server.port}/{path}"
+    with urllib.request.urlopen(url) as answer:  # also tells whether it is the right one
+        size = len(answer.read())
     before = server.cpu_seconds()
     output = subprocess.run(
         ["wrk", "-t", str(min(2, connections)), "-c", str(connections), "-d", f"{seconds}s", "--latency",
-         "-H", "Connection: keep-alive", f"http://127.0.0.1:{server.port}/{body}"],
-        check=True, capture_output=True, text=True).stdout
+         "-H", f"Connection: {connection}", url], check=True, capture_output=True, text=True).stdout
     used = server.cpu_seconds() - before
     requests = int(re.search(r"(\d+) requests in", output)[1])
-    errors = re.search(r"Socket errors: (.*)", output)
     p99 = re.search(r"99%\s+([\d.]+)(us|ms|s|m)\b", output)
-    return {
-        "requests_per_second": float(re.search(r"Requests/sec:\s+([\d.]+)", output)[1]),
-        "cpu_us_per_request": used * 1e6 / max(requests, 1),
-        "p99_ms": float(p99[1]) * UNITS[p99[2]],
-        "errors": errors[1] if errors else "",
-    }
+    bad = re.search(r"Non-2xx or 3xx responses: (\d+)", output)
+    if requests == 0 or bad:
+        raise RuntimeError(f"no good answers: {output}")
+    return {"size": size, "rate": float(re.search(r"Requests/sec:\s+([\d.]+)", output)[1]),
+            "p99": float(p99[1]) * UNITS[p99[2]], "cpu": used * 1e6 / requests}
 
 
-def find_programs(build):
-    return {name: path for name in SERVERS
-            if (path := Path(build) / "bin" / f"httpserver_bench_{name}").exists()}
+def prepare(arguments, stack):
+    if not shutil.which("wrk"):
+        sys.exit("httpserver: wrk is not installed")
+    files = Path(stack.enter_context(tempfile.TemporaryDirectory()))
+    files.chmod(0o755)
+    (files / "film.bin").write_bytes(os.urandom(1 << 20))
+    (files / "large").write_bytes(b"x" * 64 * 1024)
+    starters = {}
+    for name, who in PROGRAMS.items():
+        program = arguments.build / "bin" / f"httpserver_bench_{name}"
+        if program.exists():
+            starters[who] = lambda program=program: Server([program, files])
+        else:
+            table.skipped(who, "its library was not there when this was configured")
+    if program := nginx.find(arguments.folder):
+        starters["nginx"] = lambda: nginx.start(program, arguments.folder, files)
 
-
-def compare(programs, args):
-    results = []
-    for body in BODIES:
-        for connections in args.connections:
-            rounds = {name: [] for name in programs}
-            for _ in range(args.rounds):
-                for name, program in programs.items():
-                    server = Server([program])
+    def turn():
+        for path, what, connection, counts in CASES:
+            for connections in counts if not arguments.quick else [count for count in counts if count in (1, 16)]:
+                task = f"GET {what}, {connections} connection{'s' if connections > 1 else ''}"
+                sizes = set()
+                for who, start in starters.items():
+                    server = start()
                     try:
-                        measure(server, body, connections, 1)  # warms up
-                        rounds[name].append(measure(server, body, connections, args.seconds))
+                        figures = measure(server, path, connection, connections, 1)
                     finally:
                         server.close()
-            ours = [r["requests_per_second"] for r in rounds["quorel"]]
-            for name, measured in rounds.items():
-                ratios = [r["requests_per_second"] / o for r, o in zip(measured, ours)]
-                results.append({
-                    "server": name, "body_bytes": BODIES[body], "connections": connections,
-                    **{key: statistics.median(r[key] for r in measured)
-                       for key in ("requests_per_second", "cpu_us_per_request", "p99_ms")},
-                    "ratio_to_ours": statistics.median(ratios),
-                    "errors": [r["errors"] for r in measured if r["errors"]],
-                })
-                print_row(results[-1])
-    return results
+                    sizes.add(figures["size"])
+                    role = {SDK: "sdk", FLOOR: "limit"}.get(who, "peer")
+                    yield table.Figure(task, "requests/s", role, who, [figures["rate"]])
+                    yield table.Figure(f"{task}, p99", "ms", role, who, [figures["p99"]])
+                    if connections == 16:
+                        yield table.Figure(f"{task}, processor time", "us", role, who, [figures["cpu"]])
+                if len(sizes) != 1:
+                    raise RuntimeError(f"{task}: the servers answer with {sizes} bytes")
+
+    return turn
 
 
-def print_row(r):
-    print(f"{r['server']:<11}{r['body_bytes']:>7} B{r['connections']:>6}{r['requests_per_second']:>12.0f}"
-          f"{r['cpu_us_per_request']:>10.2f}{r['p99_ms']:>10.2f}{r['ratio_to_ours']:>8.2f}"
-          + ("  errors: " + "; ".join(r["errors"]) if r["errors"] else ""), flush=True)
-
-
-def main():
-    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--build", default="build/release", help="where the programs were built")
-    parser.add_argument("--rounds", type=int, default=3)
-    parser.add_argument("--seconds", type=int, default=1, help="length of one measurement")
-    parser.add_argument("--connections", type=lambda s: [int(n) for n in s.split(",")], default=[16, 64, 256])
-    parser.add_argument("--json", metavar="FILE", help="write the figures there too")
-    args = parser.parse_args()
-
-    if not shutil.which("wrk"):
-        print("httpserver: skipped, wrk is not installed")
-        return
-    programs = find_programs(args.build)
-    if "quorel" not in programs:
-        sys.exit(f"httpserver: no httpserver_bench_quorel below {args.build}/bin; build with QUOREL_BUILD_BENCHMARKS")
-    for name in SERVERS:
-        if name not in programs:
-            print(f"{name}: skipped, its library was not there when this was configured")
-    print(f"{'server':<11}{'body':>9}{'conns':>6}{'requests/s':>12}{'CPU us/r':>10}{'p99 ms':>10}{'ratio':>8}")
-    results = compare(programs, args)
-    if args.json:
-        Path(args.json).write_text(json.dumps({"httpserver": results}, indent=2) + "\n")
-
-
-if __name__ == "__main__":
-    main()
+table.main(__doc__, prepare, rounds=3)

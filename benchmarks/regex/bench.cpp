@@ -2,6 +2,8 @@
 #define PCRE2_CODE_UNIT_WIDTH 8
 #include <pcre2.h>
 
+#include <cstring>
+#include <functional>
 #include <regex>
 #include <string>
 #include <vector>
@@ -39,59 +41,67 @@ Sample makeSample() {
     return sample;
 }
 
-class Contest {
-public:
-    explicit Contest(const Sample& sample) : sample_(sample) {}
+// `isTiming` tells which of the two lists a line number is of.
+using Find = std::function<bool(bool isTiming, std::size_t line)>;
+using Count = std::function<std::size_t()>;
 
-    // `isTiming` tells which of the two lists a line number is of.
-    template <class Find>
-    void lines(const char* who, Find find) {
-        for (const bool isTiming : {true, false}) {
-            const std::size_t count = sample_.timings.size();
-            const double time = seconds([&] {
+struct Contender {
+    const char* role;
+    const char* who;
+    Find find;
+    Count count;
+};
+
+void measure(const Sample& sample, const std::vector<Contender>& contenders) {
+    const std::size_t lines = sample.timings.size();
+    for (const bool isTiming : {true, false}) {
+        Task task = Task::each(isTiming ? "match a timing line of SRT" : "refuse a line of text", "ns", lines);
+        for (const Contender& contender : contenders) {
+            task.add(contender.role, contender.who, [&find = contender.find, isTiming, lines] {
                 std::size_t found = 0;
-                for (int repeat = 0; repeat < 20; ++repeat) {
-                    for (std::size_t i = 0; i < count; ++i) found += find(isTiming, i) ? 1U : 0U;
-                }
+                for (std::size_t i = 0; i < lines; ++i) found += find(isTiming, i) ? 1U : 0U;
                 return found;
             });
-            report(isTiming ? "match a timing line of SRT" : "refuse a line of text", "ns", who,
-                   time * 1e9 / (20 * static_cast<double>(count)));
         }
     }
-    template <class Count>
-    void text(const char* who, Count count) {
-        if (count() != sample_.timings.size()) std::fprintf(stderr, "%s finds something else\n", who);
-        report("find the 1,500 timing lines of a film", "us", who, seconds(count, 50) * 1e6);
+    Task task = Task("find the 1,500 timing lines of a film", sample.film.size());
+    for (const Contender& contender : contenders) {
+        if (!contender.count) continue;
+        if (contender.count() != lines) std::fprintf(stderr, "%s finds something else\n", contender.who);
+        task.add(contender.role, contender.who, contender.count);
     }
-
-private:
-    const Sample& sample_;
-};
+    task.limit("memory: memchr over the film",
+               [&] { return std::memchr(sample.film.data(), 1, sample.film.size()) == nullptr ? 1 : 0; });
+}
 
 void run() {
     const Sample sample = makeSample();
-    Contest contest(sample);
+    std::vector<Contender> contenders;
     const auto line = [&](bool isTiming, std::size_t i) -> const std::string& {
         return isTiming ? sample.timings[i] : sample.texts[i];
     };
 
     const Regex regex(pattern);
     Regex::Matcher matcher(regex);
-    contest.lines("quorel, Matcher", [&](bool isTiming, std::size_t i) {
-        return matcher.find(Regex::TextView::trusted(line(isTiming, i))) && matcher.capture(0).upper > 0;
-    });
-    contest.text("quorel, Matcher", [&] {
-        const auto text = Regex::TextView::trusted(sample.film);
-        std::size_t found = 0;
-        for (bool is = matcher.find(text); is; is = matcher.findNext(text)) ++found;
-        return found;
-    });
-    contest.lines("quorel, hasMatch",
-                  [&](bool isTiming, std::size_t i) { return regex.hasMatch(line(isTiming, i)); });
-    contest.lines("quorel, firstMatch",
-                  [&](bool isTiming, std::size_t i) { return regex.firstMatch(line(isTiming, i)).has_value(); });
-    contest.text("quorel, matches", [&] { return regex.matches(sample.film).count(); });
+    contenders.push_back({"sdk", "Matcher",
+                          [&](bool isTiming, std::size_t i) {
+                              return matcher.find(Regex::TextView::trusted(line(isTiming, i))) &&
+                                     matcher.capture(0).upper > 0;
+                          },
+                          [&] {
+                              const auto text = Regex::TextView::trusted(sample.film);
+                              std::size_t found = 0;
+                              for (bool is = matcher.find(text); is; is = matcher.findNext(text)) ++found;
+                              return found;
+                          }});
+    contenders.push_back({"variant",
+                          "SDK: hasMatch",
+                          [&](bool isTiming, std::size_t i) { return regex.hasMatch(line(isTiming, i)); },
+                          {}});
+    contenders.push_back(
+        {"variant", "SDK: firstMatch, matches",
+         [&](bool isTiming, std::size_t i) { return regex.firstMatch(line(isTiming, i)).has_value(); },
+         [&] { return regex.matches(sample.film).count(); }});
 
     int error = 0;
     PCRE2_SIZE offset = 0;
@@ -105,34 +115,33 @@ void run() {
         return pcre2_jit_match(code, reinterpret_cast<PCRE2_SPTR>(text.data()), text.size(), from, 0, data,
                                nullptr);
     };
-    contest.lines("PCRE2 with its JIT, bare",
-                  [&](bool isTiming, std::size_t i) { return match(line(isTiming, i), 0) > 0; });
-    contest.text("PCRE2 with its JIT, bare", [&] {
-        std::size_t found = 0;
-        for (std::size_t from = 0; match(sample.film, from) > 0; ++found)
-            from = pcre2_get_ovector_pointer(data)[1];
-        return found;
-    });
-    pcre2_match_data_free(data);
-    pcre2_code_free(code);
-    pcre2_compile_context_free(context);
+    contenders.push_back({"limit", "PCRE2 with its JIT, bare",
+                          [&](bool isTiming, std::size_t i) { return match(line(isTiming, i), 0) > 0; },
+                          [&] {
+                              std::size_t found = 0;
+                              for (std::size_t from = 0; match(sample.film, from) > 0; ++found)
+                                  from = pcre2_get_ovector_pointer(data)[1];
+                              return found;
+                          }});
 
 #ifdef QUOREL_BENCH_RE2
     const RE2 re2(pattern);
     re2::StringPiece groups[9];
-    contest.lines("RE2", [&](bool isTiming, std::size_t i) {
-        const std::string& text = line(isTiming, i);
-        return re2.Match(text, 0, text.size(), RE2::UNANCHORED, groups, 9);
-    });
-    contest.text("RE2", [&] {
-        std::size_t found = 0;
-        std::size_t from = 0;
-        while (re2.Match(sample.film, from, sample.film.size(), RE2::UNANCHORED, groups, 9)) {
-            from = static_cast<std::size_t>(groups[0].data() + groups[0].size() - sample.film.data());
-            ++found;
-        }
-        return found;
-    });
+    contenders.push_back(
+        {"peer", "RE2",
+         [&](bool isTiming, std::size_t i) {
+             const std::string& text = line(isTiming, i);
+             return re2.Match(text, 0, text.size(), RE2::UNANCHORED, groups, 9);
+         },
+         [&] {
+             std::size_t found = 0;
+             std::size_t from = 0;
+             while (re2.Match(sample.film, from, sample.film.size(), RE2::UNANCHORED, groups, 9)) {
+                 from = static_cast<std::size_t>(groups[0].data() + groups[0].size() - sample.film.data());
+                 ++found;
+             }
+             return found;
+         }});
 #endif
 #ifdef QUOREL_BENCH_ICU
     const auto wide = [](const std::string& text) {
@@ -156,28 +165,40 @@ void run() {
     const auto set = [&](const std::u16string& text) {
         uregex_setText(icu, text.data(), static_cast<int32_t>(text.size()), &status);
     };
-    contest.lines("ICU", [&](bool isTiming, std::size_t i) {
-        set(wideLines[isTiming ? 1 : 0][i]);
-        return uregex_find(icu, 0, &status) != 0;
-    });
-    contest.text("ICU", [&] {
-        set(wideFilm);
-        std::size_t found = 0;
-        while (uregex_findNext(icu, &status)) ++found;
-        return found;
-    });
-    uregex_close(icu);
+    contenders.push_back({"peer", "ICU",
+                          [&](bool isTiming, std::size_t i) {
+                              set(wideLines[isTiming ? 1 : 0][i]);
+                              return uregex_find(icu, 0, &status) != 0;
+                          },
+                          [&] {
+                              set(wideFilm);
+                              std::size_t found = 0;
+                              while (uregex_findNext(icu, &status)) ++found;
+                              return found;
+                          }});
 #endif
     const std::regex standard(pattern, std::regex::optimize);
     std::smatch groupsOfStandard;
-    contest.lines("std::regex", [&](bool isTiming, std::size_t i) {
-        return std::regex_search(line(isTiming, i), groupsOfStandard, standard);
-    });
+    contenders.push_back({"peer",
+                          "std::regex",
+                          [&](bool isTiming, std::size_t i) {
+                              return std::regex_search(line(isTiming, i), groupsOfStandard, standard);
+                          },
+                          {}});
+    measure(sample, contenders);
+
+    pcre2_match_data_free(data);
+    pcre2_code_free(code);
+    pcre2_compile_context_free(context);
+#ifdef QUOREL_BENCH_ICU
+    uregex_close(icu);
+#endif
 }
 
 }  // namespace
 }  // namespace quorel::bench
 
-int main() {
+int main(int count, char** arguments) {
+    quorel::bench::Pace::setBy(count, arguments);
     quorel::bench::run();
 }

@@ -1,16 +1,14 @@
 // Times the rewriting of playlists, in this process, beside the least that any rewriting has to do.
 //
 //   sideload_bench make SEGMENTS KIND > playlist.m3u8     (KIND: plain, tokens, or parts)
-//   sideload_bench speed                                  prints the figures as JSON
-#include <time.h>
-
+//   sideload_bench speed [--quick]
 #include <algorithm>
 #include <cstdio>
-#include <functional>
-#include <map>
+#include <cstring>
 #include <string>
 #include <string_view>
 
+#include "benchmarks/measuring.h"
 #include "quorel/foundation/fatal.h"
 #include "quorel/sideload/master_playlist_parser.h"
 #include "quorel/sideload/variant_playlist_parser.h"
@@ -54,25 +52,6 @@ std::string master(int variants) {
     return text;
 }
 
-double processorSeconds() {
-    timespec now{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
-}
-
-// Milliseconds, the fastest of some rounds. `prepare` is not timed.
-template <class Prepare, class Action>
-double fastest(int rounds, Prepare prepare, Action action) {
-    double best = 1e9;
-    for (int i = 0; i < rounds; ++i) {
-        auto subject = prepare();
-        const double start = processorSeconds();
-        action(subject);
-        best = std::min(best, processorSeconds() - start);
-    }
-    return best * 1e3;
-}
-
 // Every URI behind a fixed text, and the comma of #EXTINF dropped: what no rewriting can do without.
 std::string bareRewrite(std::string_view text) {
     std::string out;
@@ -89,68 +68,51 @@ std::string bareRewrite(std::string_view text) {
     return out;
 }
 
-double rewriteTime(const std::string& text, int rounds) {
-    return fastest(
-        rounds,
-        [&] {
-            auto parser = VariantPlaylistParser::make(*URL::parse(manifest));
-            if (!parser->accept(text)) fatal("no playlist");
-            return parser;
-        },
-        [](const auto& parser) { parser->rewrite(); });
+// Both get the playlist as the network gives it, in memory of its own; the SDK checks that it is one.
+template <class Rewrite>
+void measureRewrite(const std::string& name, const std::string& text, Rewrite rewrite) {
+    std::string copy(text.size(), ' ');
+    bench::Task(name, text.size())
+        .sdk("check and rewrite", [&] { return rewrite(std::string(text)); })
+        .limit("a bare one-pass rewrite", [&] { return bareRewrite(std::string(text)).size(); })
+        .limit("memory: memcpy", [&] { return std::memcpy(copy.data(), text.data(), text.size()) != nullptr; });
 }
 
-std::map<std::string, double> speed() {
-    std::map<std::string, double> figures;
-    const std::string film = variant(50'000, "plain");
-    figures["plain, 50,000 segments (MB)"] = static_cast<double>(film.size()) / 1e6;
-    // A playlist as the network gives it: with the check that it is one.
-    figures["plain, accept (ms)"] = fastest(
-        20, [&] { return std::pair(VariantPlaylistParser::make(*URL::parse(manifest)), film); },
-        [](auto& subject) { subject.first->accept(std::move(subject.second)); });
-    figures["plain, 50,000 segments (ms)"] = rewriteTime(film, 20);
-    std::size_t kept = 0;
-    figures["bare one-pass rewrite, 50,000 segments (ms)"] = fastest(
-        20, [&] { return 0; }, [&](int) { kept += bareRewrite(film).size(); });
-    if (kept == 0) fatal("nothing was written");
-    figures["plain, 5,000 segments (ms)"] = rewriteTime(variant(5'000, "plain"), 50);
-    figures["plain, 500,000 segments (ms)"] = rewriteTime(variant(500'000, "plain"), 4);
-    figures["tokens, 50,000 segments (ms)"] = rewriteTime(variant(50'000, "tokens"), 20);
-    figures["parts, 50,000 segments (ms)"] = rewriteTime(variant(50'000, "parts"), 20);
-    const std::string variants = master(1'000);
-    figures["master, 1,000 variants (ms)"] = fastest(
-        20,
-        [&] {
-            auto parser = MasterPlaylistParser::make(*URL::parse(manifest));
-            if (!parser->accept(variants)) fatal("no playlist");
-            return parser;
-        },
-        [](const auto& parser) { (void)parser->rewrite({}); });
-    const std::string live = variant(1'000, "plain");
-    figures["live playlist of 1,000 segments, first load (ms)"] = rewriteTime(live, 1);
-    figures["live playlist of 1,000 segments, reload (ms)"] = rewriteTime(live, 1);
-    return figures;
+std::size_t rewriteVariant(std::string text) {
+    const auto parser = VariantPlaylistParser::make(*URL::parse(manifest));
+    if (!parser->accept(std::move(text))) fatal("no playlist");
+    parser->rewrite();
+    return parser->manifestData()->size();
+}
+
+std::size_t rewriteMaster(std::string text) {
+    const auto parser = MasterPlaylistParser::make(*URL::parse(manifest));
+    if (!parser->accept(std::move(text))) fatal("no playlist");
+    return parser->rewrite({}).size();
+}
+
+void measure() {
+    measureRewrite("rewrite a playlist, 50,000 segments", variant(50'000, "plain"), rewriteVariant);
+    measureRewrite("rewrite a playlist, 500,000 segments", variant(500'000, "plain"), rewriteVariant);
+    measureRewrite("rewrite a live playlist, 1,000 segments", variant(1'000, "plain"), rewriteVariant);
+    measureRewrite("rewrite URIs with tokens, 50,000 segments", variant(50'000, "tokens"), rewriteVariant);
+    measureRewrite("rewrite a playlist with parts, 50,000 segments", variant(50'000, "parts"), rewriteVariant);
+    measureRewrite("rewrite a master of 1,000 variants", master(1'000), rewriteMaster);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
     const std::string_view command = argc > 1 ? argv[1] : "";
+    bench::Pace::setBy(argc, argv);
     if (command == "make" && argc == 4) {
         const std::string text = variant(std::stoi(argv[2]), argv[3]);
         std::fwrite(text.data(), 1, text.size(), stdout);
-        return 0;
-    }
-    if (command != "speed") {
-        std::fprintf(stderr, "usage: sideload_bench make SEGMENTS KIND | speed\n");
+    } else if (command == "speed") {
+        measure();
+    } else {
+        std::fprintf(stderr, "usage: sideload_bench make SEGMENTS KIND | speed [--quick]\n");
         return 2;
     }
-    std::printf("{");
-    const char* separator = "";
-    for (const auto& [name, value] : speed()) {
-        std::printf("%s\n  \"%s\": %.4f", separator, name.c_str(), value);
-        separator = ",";
-    }
-    std::printf("\n}\n");
     return 0;
 }

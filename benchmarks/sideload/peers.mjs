@@ -1,33 +1,30 @@
-// Times general playlist parsers on one file: peers.mjs PLAYLIST. Prints milliseconds of processor time as JSON, the
-// fastest of several rounds. They parse, and rewrite nothing.
+// Times general playlist parsers on one file: peers.mjs PLAYLIST TASK [--quick]. Processor time of each of several rounds,
+// after some that warm up. They parse, and rewrite nothing.
 import { readFileSync } from 'node:fs';
 import { createRequire } from 'node:module';
 import { join } from 'node:path';
 
 const load = createRequire(join(process.cwd(), 'package.json'));
 const text = readFileSync(process.argv[2], 'utf8');
+const quick = process.argv[4] === '--quick';
 
-function fastest(action) {
-  let best = Infinity;
-  for (let round = 0; round < 8; round++) {
-    const start = process.cpuUsage();
-    action();
-    const used = process.cpuUsage(start);
-    best = Math.min(best, (used.user + used.system) / 1000);
+function measure(who, action) {
+  const values = [];
+  for (let round = 0; round < (quick ? 3 : 6); round++) {
+    const begin = process.cpuUsage();
+    if (action() < 1000) throw new Error(`${who} lost segments`);
+    const used = process.cpuUsage(begin);
+    if (round > 1) values.push(Buffer.byteLength(text) / (used.user + used.system));
   }
-  return best;
+  console.log(JSON.stringify({ task: process.argv[3], unit: 'MB/s', role: 'peer', who: `npm ${who}, parsing alone`, values }));
 }
 
 const { Parser } = load('m3u8-parser');
+measure('m3u8-parser', () => {
+  const parser = new Parser();
+  parser.push(text);
+  parser.end();
+  return parser.manifest.segments.length;
+});
 const HLS = load('hls-parser');
-console.log(JSON.stringify({
-  'm3u8-parser, parse alone (ms)': fastest(() => {
-    const parser = new Parser();
-    parser.push(text);
-    parser.end();
-    if (parser.manifest.segments.length < 1000) throw new Error('m3u8-parser lost segments');
-  }),
-  'hls-parser, parse alone (ms)': fastest(() => {
-    if (HLS.parse(text).segments.length < 1000) throw new Error('hls-parser lost segments');
-  }),
-}));
+measure('hls-parser', () => HLS.parse(text).segments.length);

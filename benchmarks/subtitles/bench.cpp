@@ -1,7 +1,7 @@
 // What the coders cost by the megabyte, beside what others need for the same bytes, how it grows, and lookups.
 //
-//   subtitles_bench speed                figures, one per line of JSON
-//   subtitles_bench growth               seconds for files of several sizes, the same way
+//   subtitles_bench conversion | coders | fields | lookup [--quick]
+//   subtitles_bench growth [--quick]     seconds for files of several sizes
 //   subtitles_bench memory ROAD          the peak of one conversion: "direct" or "document"
 //   subtitles_bench make FORMAT CUES     a file, to standard output: srt, csv, json-subtitles, ...
 #include <cstring>
@@ -32,7 +32,6 @@ namespace {
 
 using Coder = Subtitles::Coder;
 
-constexpr const char* speed = "MB/s";
 constexpr int filmCues = 1500;
 constexpr int manyCues = 200'000;
 
@@ -46,66 +45,66 @@ std::string make(std::string_view format, int cues) {
     return document.encode(format);
 }
 
+// Reads all of it, and nothing else.
+auto reading(const std::string& text) {
+    return [&text] { return std::memchr(text.data(), 1, text.size()) == nullptr ? 1 : 0; };
+}
+constexpr const char* readingAlone = "memory: memchr";
+
 void measureConversion() {
     for (const int cues : {filmCues, manyCues}) {
         const std::string srt = makeSRT(cues);
-        const bool isFilm = cues == filmCues;
-        const char* const task = isFilm ? "SRT to WebVTT, a film" : "SRT to WebVTT, 200,000 cues";
-        const int rounds = isFilm ? 200 : 15;
-        const auto throughDocument = [&] { return Coder::VTT().encode(Coder::SRT().decode(srt)).size(); };
-        report(task, speed, "quorel, convertSRTToVTT",
-               megabytesPerSecond(
-                   srt.size(), [&] { return convertSRTToVTT(srt).size(); }, rounds));
-        report(task, speed, "quorel, by way of a document",
-               megabytesPerSecond(srt.size(), throughDocument, rounds));
+        std::string copy(srt.size(), ' ');
+        Task task(cues == filmCues ? "SRT to WebVTT, a film" : "SRT to WebVTT, 200,000 cues", srt.size());
+        task.sdk("convertSRTToVTT", [&] { return convertSRTToVTT(srt).size(); })
+            .variant("SDK: by way of a document",
+                     [&] { return Coder::VTT().encode(Coder::SRT().decode(srt)).size(); })
+            .limit("memory: memcpy", [&] { return std::memcpy(copy.data(), srt.data(), srt.size()) != nullptr; });
 #ifdef QUOREL_BENCH_LIBAV
-        report(task, speed, "libavformat, in process",
-               megabytesPerSecond(
-                   srt.size(), [&] { return convertByLibav(srt).size(); }, isFilm ? 20 : 3));
+        task.peer("libavformat, in process", [&] { return convertByLibav(srt).size(); });
 #endif
-        if (!isFilm) continue;
-        const Subtitles film = Coder::SRT().decode(srt);
-        report("SRT of a film, decoded and encoded", "ms", "quorel",
-               seconds([&] { return Coder::SRT().encode(Coder::SRT().decode(srt)).size(); }, rounds) * 1e3);
     }
 }
 
-void measureDecoders() {
-    for (const int cues : {filmCues, manyCues}) {
-        const bool isFilm = cues == filmCues;
-        for (const auto& entry : Coder::all()) {
-            if (entry.extn == "ssa" || (isFilm && entry.extn == "lrc")) continue;
-            const std::string content = make(entry.extn, cues);
-            const auto coder = entry.Create();
-            const auto& textual = dynamic_cast<const SubtitlesTextCodable&>(*coder);
-            const std::string what = std::string(entry.extn) + (isFilm ? ", a film" : ", 200,000 cues");
-            report(("decode " + what).c_str(), speed, "quorel",
-                   megabytesPerSecond(
-                       content.size(), [&] { return textual.decode(content).cues().size(); }, isFilm ? 100 : 9));
-            if (isFilm) continue;
-            measurePeersOfDecoding(entry.extn, ("decode " + what).c_str(), content);
-            if (entry.extn == "sub" || entry.extn == "ass") continue;
-            const Subtitles document = textual.decode(content);
-            report(("encode " + what).c_str(), speed, "quorel",
-                   megabytesPerSecond(content.size(), [&] { return textual.encode(document).size(); }));
+void measureCoders() {
+    for (const auto& entry : Coder::all()) {
+        if (entry.extn == "ssa") continue;
+        const std::string extn(entry.extn);
+        const std::string content = make(extn, manyCues);
+        const auto coder = entry.Create();
+        const auto& textual = dynamic_cast<const SubtitlesTextCodable&>(*coder);
+        {
+            Task task("decode " + extn + ", 200,000 cues", content.size());
+            task.sdk("decode", [&] { return textual.decode(content).cues().size(); })
+                .limit(readingAlone, reading(content));
+            addPeersOfDecoding(task, extn, content);
         }
+        if (extn == "sub" || extn == "ass") continue;  // these have no encoder
+        const Subtitles document = textual.decode(content);
+        std::string copy(content.size(), ' ');
+        Task("encode " + extn + ", 200,000 cues", content.size())
+            .sdk("encode", [&] { return textual.encode(document).size(); })
+            .limit("memory: memcpy",
+                   [&] { return std::memcpy(copy.data(), content.data(), content.size()) != nullptr; });
     }
 }
 
 void measureFields() {
     const std::string csv = make("csv", manyCues);
-    const char* const task = "fields of CSV, 200,000 rows";
-    report(task, speed, "quorel, DelimitedText", megabytesPerSecond(csv.size(), [&] {
-               std::size_t bytes = 0;
-               DelimitedText::EventDrivenDecoder decoder(csv, {});
-               decoder.emitRecord = [&](std::size_t, std::span<const std::string_view> record) {
-                   for (const std::string_view field : record) bytes += field.size();
-                   return true;
-               };
-               decoder.readRecords();
-               return bytes;
-           }));
-    measurePeersOfFields(task, csv);
+    Task task("fields of CSV, 200,000 rows", csv.size());
+    task.sdk("DelimitedText",
+             [&] {
+                 std::size_t bytes = 0;
+                 DelimitedText::EventDrivenDecoder decoder(csv, {});
+                 decoder.emitRecord = [&](std::size_t, std::span<const std::string_view> record) {
+                     for (const std::string_view field : record) bytes += field.size();
+                     return true;
+                 };
+                 decoder.readRecords();
+                 return bytes;
+             })
+        .limit(readingAlone, reading(csv));
+    addPeersOfFields(task, csv);
 }
 
 void measureLookup() {
@@ -114,39 +113,32 @@ void measureLookup() {
     std::mt19937 random(3);
     std::vector<double> times(1000);
     for (double& time : times) time = length * static_cast<double>(random() % 1'000'000) / 1e6;
-    const auto perCall = [&](std::size_t calls, auto look) {
-        return seconds([&] {
-                   std::size_t found = 0;
-                   for (std::size_t i = 0; i < calls; ++i) found += look(times[i]) ? 1 : 0;
-                   return found;
-               }) *
-               1e9 / static_cast<double>(calls);
-    };
     const CueLookup lookup(document);
-    const char* const task = "cueType among 200,000 cues";
-    report(task, "ns", "quorel, CueLookup",
-           perCall(1000, [&](double t) { return lookup.cueType(t).has_value(); }));
-    report(task, "ns", "quorel, Subtitles",
-           perCall(50, [&](double t) { return document.cueType(t).has_value(); }));
-    report("a CueLookup of 200,000 cues, made", "ms", "quorel",
-           seconds([&] { return CueLookup(document).cueType(1).has_value() ? 1U : 0U; }) * 1e3);
+    const auto all = [&](const auto& searched) {
+        std::size_t found = 0;
+        for (const double time : times) found += searched.cueType(time).has_value() ? 1 : 0;
+        return found;
+    };
+    Task::each("the cue at a time among 200,000", "ns", times.size())
+        .sdk("CueLookup", [&] { return all(lookup); })
+        .variant("SDK: Subtitles", [&] { return all(document); });
 }
 
-// The unit is the size of the file.
+// Each task is named with the size of its file behind it.
 void measureGrowth() {
-    const auto add = [](const char* task, std::size_t size, double time) {
-        report(task, std::to_string(size).c_str(), "quorel", time);
+    const auto add = [](const std::string& task, std::size_t size, auto action) {
+        Task::each(task + "|" + std::to_string(size), "s", 1).sdk("growth", action);
     };
     // Sizes that no cache holds.
-    for (const int cues : {100'000, 200'000, 300'000, 400'000, 600'000}) {
+    for (const int cues : {100'000, 200'000, 400'000}) {
         const std::string srt = makeSRT(cues);
-        add("SRT to WebVTT", srt.size(), seconds([&] { return convertSRTToVTT(srt).size(); }, 5));
+        add("SRT to WebVTT", srt.size(), [&] { return convertSRTToVTT(srt).size(); });
         for (const auto& entry : Coder::all()) {
             if (entry.extn == "ssa") continue;
             const std::string content = make(entry.extn, cues);
             const auto coder = entry.Create();
-            add(("decode " + std::string(entry.extn)).c_str(), content.size(),
-                seconds([&] { return coder->decode(content, TextEncoding::utf8).cues().size(); }, 5));
+            add("decode " + std::string(entry.extn), content.size(),
+                [&] { return coder->decode(content, TextEncoding::utf8).cues().size(); });
         }
     }
 }
@@ -167,9 +159,9 @@ void measureMemory(bool direct) {
     const std::string vtt = direct ? convertSRTToVTT(srt) : Coder::VTT().encode(Coder::SRT().decode(srt));
     const double peak = status("VmHWM") - before;
     const auto inputAndOutput = static_cast<double>(srt.size() + vtt.size());
-    const char* const task = "SRT to WebVTT, 200,000 cues, memory";
-    if (direct) report(task, "MB", "(input and output)", inputAndOutput / 1e6);
-    report(task, "MB", direct ? "quorel, convertSRTToVTT, peak" : "quorel, by way of a document, peak",
+    const char* const task = "peak memory of SRT to WebVTT, 200,000 cues";
+    if (direct) report(task, "MB", "limit", "input and output", inputAndOutput / 1e6);
+    report(task, "MB", direct ? "sdk" : "variant", direct ? "convertSRTToVTT" : "SDK: by way of a document",
            peak / 1e6);
 }
 
@@ -178,6 +170,7 @@ void measureMemory(bool direct) {
 
 int main(int count, char** arguments) {
     using namespace quorel::bench;
+    Pace::setBy(count, arguments);
     const std::string mode = count > 1 ? arguments[1] : "";
     if (mode == "make" && count == 4) {
         const std::string content = make(arguments[2], std::atoi(arguments[3]));
@@ -186,10 +179,13 @@ int main(int count, char** arguments) {
         measureMemory(std::strcmp(arguments[2], "direct") == 0);
     } else if (mode == "growth") {
         measureGrowth();
-    } else if (mode == "speed") {
+    } else if (mode == "conversion") {
         measureConversion();
-        measureDecoders();
+    } else if (mode == "coders") {
+        measureCoders();
+    } else if (mode == "fields") {
         measureFields();
+    } else if (mode == "lookup") {
         measureLookup();
     } else {
         return 2;

@@ -2,9 +2,9 @@
 
 #include <expat.h>
 
+#include <memory>
 #include <vector>
 
-#include "benchmarks/measuring.h"
 #include "quorel/subtitles/subtitles.h"
 #ifdef QUOREL_BENCH_SIMDJSON
 #include <simdjson.h>
@@ -23,8 +23,6 @@ extern "C" {
 
 namespace quorel::bench {
 namespace {
-
-constexpr const char* speed = "MB/s";
 
 #ifdef QUOREL_BENCH_RAPIDJSON
 // The same document by way of rapidjson's values.
@@ -49,72 +47,67 @@ Subtitles decodeByRapidJSON(const std::string& json) {
 }
 #endif
 
-void measureJSON(const char* task, [[maybe_unused]] const std::string& json) {
+void addJSON(Task& task, [[maybe_unused]] const std::string& json) {
 #ifdef QUOREL_BENCH_RAPIDJSON
-    report(task, speed, "rapidjson, to the same document",
-           megabytesPerSecond(json.size(), [&] { return decodeByRapidJSON(json).cues().size(); }));
-    report(task, speed, "rapidjson, to values", megabytesPerSecond(json.size(), [&] {
-               rapidjson::Document parsed;
-               parsed.Parse(json.data(), json.size());
-               return parsed["cues"].Size();
-           }));
+    task.peer("rapidjson, to the same document", [&json] { return decodeByRapidJSON(json).cues().size(); });
+    task.peer("rapidjson, to values", [&json] {
+        rapidjson::Document parsed;
+        parsed.Parse(json.data(), json.size());
+        return parsed["cues"].Size();
+    });
 #endif
 #ifdef QUOREL_BENCH_SIMDJSON
-    const simdjson::padded_string padded(json);
-    report(task, speed, "simdjson, to values", megabytesPerSecond(json.size(), [&] {
-               simdjson::dom::parser parser;
-               return parser.parse(padded)["cues"].get_array().size();
-           }));
-    simdjson::dom::parser kept;
-    report(task, speed, "simdjson, to values in kept memory",
-           megabytesPerSecond(json.size(), [&] { return kept.parse(padded)["cues"].get_array().size(); }));
+    const auto padded = std::make_shared<simdjson::padded_string>(json);
+    task.peer("simdjson, to values", [padded] {
+        simdjson::dom::parser parser;
+        return parser.parse(*padded)["cues"].get_array().size();
+    });
+    const auto kept = std::make_shared<simdjson::dom::parser>();
+    task.limit("simdjson, to values in kept memory",
+               [padded, kept] { return kept->parse(*padded)["cues"].get_array().size(); });
 #endif
 #ifdef QUOREL_BENCH_NLOHMANN
-    report(task, speed, "nlohmann, to values",
-           megabytesPerSecond(
-               json.size(), [&] { return nlohmann::json::parse(json)["cues"].size(); }, 3));
+    task.peer("nlohmann, to values", [&json] { return nlohmann::json::parse(json)["cues"].size(); });
 #endif
     static_cast<void>(task);
 }
 
-void measureXML(const char* task, const std::string& ttml) {
-    report(task, speed, "expat, to events that nobody uses", megabytesPerSecond(ttml.size(), [&] {
-               std::size_t events = 0;
-               const XML_Parser parser = XML_ParserCreate(nullptr);
-               XML_SetUserData(parser, &events);
-               XML_SetElementHandler(
-                   parser, [](void* count, const char*, const char**) { ++*static_cast<std::size_t*>(count); },
-                   [](void* count, const char*) { ++*static_cast<std::size_t*>(count); });
-               XML_SetCharacterDataHandler(
-                   parser, [](void* count, const char*, int) { ++*static_cast<std::size_t*>(count); });
-               XML_Parse(parser, ttml.data(), static_cast<int>(ttml.size()), 1);
-               XML_ParserFree(parser);
-               return events;
-           }));
+void addXML(Task& task, const std::string& ttml) {
+    task.limit("expat, to events that nobody uses", [&ttml] {
+        std::size_t events = 0;
+        const XML_Parser parser = XML_ParserCreate(nullptr);
+        XML_SetUserData(parser, &events);
+        XML_SetElementHandler(
+            parser, [](void* count, const char*, const char**) { ++*static_cast<std::size_t*>(count); },
+            [](void* count, const char*) { ++*static_cast<std::size_t*>(count); });
+        XML_SetCharacterDataHandler(parser,
+                                    [](void* count, const char*, int) { ++*static_cast<std::size_t*>(count); });
+        XML_Parse(parser, ttml.data(), static_cast<int>(ttml.size()), 1);
+        XML_ParserFree(parser);
+        return events;
+    });
 }
 
 }  // namespace
 
-void measurePeersOfDecoding(std::string_view format, const char* task, const std::string& content) {
-    if (format == "json-subtitles") measureJSON(task, content);
-    if (format == "ttml") measureXML(task, content);
+void addPeersOfDecoding(Task& task, std::string_view format, const std::string& content) {
+    if (format == "json-subtitles") addJSON(task, content);
+    if (format == "ttml") addXML(task, content);
 }
 
-void measurePeersOfFields([[maybe_unused]] const char* task, [[maybe_unused]] const std::string& csv) {
+void addPeersOfFields([[maybe_unused]] Task& task, [[maybe_unused]] const std::string& csv) {
 #ifdef QUOREL_BENCH_LIBCSV
-    report(task, speed, "libcsv", megabytesPerSecond(csv.size(), [&] {
-               std::size_t bytes = 0;
-               csv_parser parser{};
-               csv_init(&parser, 0);
-               const auto field = [](void*, std::size_t length, void* sum) {
-                   *static_cast<std::size_t*>(sum) += length;
-               };
-               const auto record = [](int, void* sum) { ++*static_cast<std::size_t*>(sum); };
-               csv_parse(&parser, csv.data(), csv.size(), field, record, &bytes);
-               csv_fini(&parser, field, record, &bytes);
-               csv_free(&parser);
-               return bytes;
-           }));
+    task.peer("libcsv", [&csv] {
+        std::size_t bytes = 0;
+        csv_parser parser{};
+        csv_init(&parser, 0);
+        const auto field = [](void*, std::size_t length, void* sum) { *static_cast<std::size_t*>(sum) += length; };
+        const auto record = [](int, void* sum) { ++*static_cast<std::size_t*>(sum); };
+        csv_parse(&parser, csv.data(), csv.size(), field, record, &bytes);
+        csv_fini(&parser, field, record, &bytes);
+        csv_free(&parser);
+        return bytes;
+    });
 #endif
 }
 

@@ -20,6 +20,8 @@
 #include <string_view>
 #include <vector>
 
+#include "benchmarks/websocket/messages.h"
+
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -27,15 +29,6 @@ using Clock = std::chrono::steady_clock;
 [[noreturn]] void fail(const char* what) {
     std::fprintf(stderr, "websocket_bench_client: %s\n", what);
     std::exit(1);
-}
-
-std::string head(bool masked, std::size_t size) {
-    const std::size_t lengthBytes = size < 126 ? 0 : size <= 0xFFFF ? 2 : 8;
-    std::string bytes{'\x82', static_cast<char>((masked ? 0x80 : 0) | static_cast<int>(lengthBytes == 0   ? size
-                                                                                       : lengthBytes == 2 ? 126
-                                                                                                          : 127))};
-    for (std::size_t i = lengthBytes; i-- > 0;) bytes.push_back(static_cast<char>(size >> (8 * i)));
-    return bytes;
 }
 
 struct Connection {
@@ -76,12 +69,8 @@ int main(int count, char** arguments) {
     const auto size = static_cast<std::size_t>(std::atoi(arguments[3]));
     const auto length = std::chrono::duration<double>(std::atof(arguments[4]));
 
-    const std::string mask = "\x12\x34\x56\x78";
-    std::string payload(size, '\0');
-    for (std::size_t i = 0; i < size; ++i) payload[i] = static_cast<char>(i * 131);
-    std::string request = head(true, size) + mask;
-    for (std::size_t i = 0; i < size; ++i) request.push_back(static_cast<char>(payload[i] ^ mask[i % 4]));
-    const std::string expected = head(false, size) + payload;
+    const std::string request = bench::question(size);
+    const std::string expected = bench::answer(size);
     std::string answer(expected.size(), '\0');
 
     const int poll = epoll_create1(0);

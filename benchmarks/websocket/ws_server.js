@@ -1,4 +1,4 @@
-// The npm package "ws"; found by NODE_PATH, see run.py.
+// The npm package "ws"; found by NODE_PATH, which run.py sets.
 const { WebSocketServer } = require('ws');
 const server = new WebSocketServer({ host: '127.0.0.1', port: 0, perMessageDeflate: false }, () => {
     console.log(server.address().port);
