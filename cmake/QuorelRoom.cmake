@@ -3,7 +3,6 @@
 
 include_guard()
 include(GNUInstallDirs)
-include(GenerateExportHeader)
 include(QuorelInstall)
 
 add_library(quorel_options INTERFACE)
@@ -93,16 +92,16 @@ endfunction()
 set(QUOREL_GENERATED ${PROJECT_BINARY_DIR}/generated)
 function(quorel_export_header target component)
   file(RELATIVE_PATH folder ${PROJECT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR})
-  string(TOUPPER QUOREL_${component} macro)
-  set(also "#include \"quorel/foundation/visibility.h\"\n")
-  generate_export_header(${target}
-    BASE_NAME ${macro}
-    EXPORT_MACRO_NAME ${macro}_API
-    STATIC_DEFINE QUOREL_STATIC
-    EXPORT_FILE_NAME ${QUOREL_GENERATED}/${folder}/export.h
-    CUSTOM_CONTENT_FROM_VARIABLE also)
+  string(TOUPPER QUOREL_${component}_API macro)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/export.h.in ${QUOREL_GENERATED}/${folder}/export.h @ONLY)
+  set_target_properties(${target} PROPERTIES DEFINE_SYMBOL ${target}_EXPORTS)
   get_target_property(type ${target} TYPE)
-  if(type STREQUAL "STATIC_LIBRARY")
+  if(type STREQUAL "SHARED_LIBRARY")
+    if(CMAKE_SYSTEM_NAME STREQUAL "Linux" AND NOT QUOREL_SANITIZE)
+      # What the library of another room does not export is missed here, not when an application starts.
+      target_link_options(${target} PRIVATE LINKER:-z,defs)
+    endif()
+  elseif(NOT QUOREL_STATIC_EXPORTS)
     target_compile_definitions(${target} PUBLIC QUOREL_STATIC)
   endif()
 endfunction()

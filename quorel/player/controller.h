@@ -36,7 +36,7 @@
 
 namespace quorel {
 
-class QUOREL_PLAYER_API AdPlayerViewController;
+class AdPlayerViewController;
 
 class QUOREL_PLAYER_API QuorelPlayerViewController final : public ui::ViewController {
 public:
