@@ -3,19 +3,23 @@
 #include <malloc.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <vector>
 
 #if defined(__SANITIZE_ADDRESS__)
-#include <sanitizer/allocator_interface.h>
 #define QUOREL_SOAK_ASAN 1
 #elif defined(__has_feature)
 #if __has_feature(address_sanitizer)
-#include <sanitizer/allocator_interface.h>
 #define QUOREL_SOAK_ASAN 1
 #endif
+#endif
+
+#ifdef QUOREL_SOAK_ASAN
+// Of sanitizer/allocator_interface.h, which Debian's GCC does not bring.
+extern "C" std::size_t __sanitizer_get_current_allocated_bytes();  // NOLINT(bugprone-reserved-identifier)
 #endif
 
 namespace quorel::soak {
