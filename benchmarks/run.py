@@ -1,10 +1,10 @@
 """Runs the benchmarks one after the other, every folder here with a run.py of its own, and shows all as one table.
 
-usage: run.py --build DIR [--quick] [--publish PAGE] [NAME ...]
+usage: run.py --build DIR [--quick] [--publish] [NAME ...]
 
 Each leaves its rows in DIR/bench/NAME.json; DIR/bench/all.json has those of all (table.py tells their form). Figures
 are medians, and ratios of what ran in turns in the same run; absolute numbers say more about the machine than about the
-code. With --publish the table of PAGE is rewritten.
+code. With --publish the figures of docs/performance.md are rewritten.
 """
 import argparse
 import json
@@ -20,7 +20,7 @@ here = pathlib.Path(__file__).resolve().parent
 parser = argparse.ArgumentParser()
 parser.add_argument("--build", required=True, type=pathlib.Path)
 parser.add_argument("--quick", action="store_true", help="a few minutes: fewer rounds and cases")
-parser.add_argument("--publish", metavar="PAGE", type=pathlib.Path)
+parser.add_argument("--publish", action="store_true", help="rewrite the figures of docs/performance.md")
 parser.add_argument("names", nargs="*")
 args = parser.parse_args()
 
@@ -51,4 +51,4 @@ for document in documents:
 if failed:
     sys.exit("bench: failed: " + ", ".join(failed))
 if args.publish:
-    publish.publish(out / "all.json", args.publish)
+    publish.publish(out / "all.json", here.parent / "docs" / "performance.md")

@@ -1,12 +1,13 @@
 // The least that plays a stream with pictures in memory: playbin3, an appsink, and sound that nobody hears.
 //
-// first_frame_playbin URL SECONDS [ROUNDS]
+//   first_frame_playbin                    is ready to play, and stays so
+//   first_frame_playbin URL SECONDS STREAMS    plays so many, the last one for so long
 #include <gst/app/gstappsink.h>
 #include <gst/gst.h>
 
 #include <cstdlib>
 
-#include "benchmarks/first_frame/measuring_playback.h"
+#include "benchmarks/first_frame/playback.h"
 
 namespace {
 
@@ -20,7 +21,8 @@ void show(GstSample* sample, gpointer playback) {
     static_cast<Playback*>(playback)->pictureShown(width);
 }
 
-bool play(const char* url, double secondsToPlay) {
+// The pipeline of the last stream is left as it plays.
+void play(const char* url, double secondsToPlay, bool isLast) {
     Playback playback;
     GstElement* const playbin = gst_element_factory_make("playbin3", nullptr);
     GstElement* const video = gst_element_factory_make("appsink", nullptr);
@@ -42,29 +44,20 @@ bool play(const char* url, double secondsToPlay) {
     g_object_set(playbin, "uri", url, "video-sink", video, "audio-sink", audio, nullptr);
     gst_element_set_state(playbin, GST_STATE_PLAYING);
     GstBus* const bus = gst_element_get_bus(playbin);
-    bool failed = false;
-    while (!failed && (!playback.hasPicture() || playback.played() < secondsToPlay)) {
-        GstMessage* const message = gst_bus_timed_pop_filtered(bus, 10 * GST_MSECOND, GST_MESSAGE_ERROR);
-        failed = message != nullptr;
-        if (message != nullptr) gst_message_unref(message);
+    while (!playback.hasPlayed(secondsToPlay)) {
+        if (gst_bus_timed_pop_filtered(bus, 10 * GST_MSECOND, GST_MESSAGE_ERROR) != nullptr) std::_Exit(1);
     }
-    if (!failed) playback.report(0);
+    if (isLast) quorel::bench::stay(playback.pictures());
     gst_element_set_state(playbin, GST_STATE_NULL);
     gst_object_unref(bus);
     gst_object_unref(playbin);
-    return !failed;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc < 3) return 2;
     gst_init(nullptr, nullptr);
-    bool good = true;
-    for (int round = argc > 3 ? std::atoi(argv[3]) : 1; round > 0 && good; --round) {
-        good = play(argv[1], std::atof(argv[2]));
-    }
-    std::fflush(stdout);
-    // Nobody measures the end, and not every loading thread of GStreamer survives it.
-    std::_Exit(good ? 0 : 1);
+    if (argc != 4) quorel::bench::stay(0);
+    for (int left = std::atoi(argv[3]); left > 0; --left)
+        play(argv[1], left > 1 ? 0 : std::atof(argv[2]), left == 1);
 }

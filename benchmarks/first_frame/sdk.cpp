@@ -1,12 +1,13 @@
 // Plays a title through the SDK, from setup() on.
 //
-// first_frame_sdk BACKEND CONTENT_ID SECONDS [ROUNDS]
+//   first_frame_sdk                                        is initialised, has no player, and stays so
+//   first_frame_sdk BACKEND CONTENT_ID SECONDS STREAMS     plays so many, the last one for so long
 #include <cstdlib>
 #include <memory>
 #include <mutex>
 #include <utility>
 
-#include "benchmarks/first_frame/measuring_playback.h"
+#include "benchmarks/first_frame/playback.h"
 #include "engines/gstreamer/gstreamer_engine.h"
 #include "quorel/foundation/timer.h"
 #include "quorel/player/controller.h"
@@ -45,12 +46,12 @@ private:
         void didFinishLoading() override {
             {
                 const std::lock_guard lock(*mutex_);
-                *seconds_ += Playback::seconds() - begin_;
+                *seconds_ += bench::seconds() - begin_;
             }
             client_->didFinishLoading();
         }
 
-        const double begin_ = Playback::seconds();
+        const double begin_ = bench::seconds();
         const std::shared_ptr<UrlProtocolClient> client_;
         const std::shared_ptr<std::mutex> mutex_;
         const std::shared_ptr<double> seconds_;
@@ -78,48 +79,52 @@ private:
     const std::function<void(THEOplayer&)> observer_;
 };
 
-bool play(const std::shared_ptr<RealRunLoop>& loop, const std::shared_ptr<EngineFactory>& engines,
-          const URL& server, const std::string& id, double secondsToPlay) {
+void initialize(const std::shared_ptr<RealRunLoop>& loop, const std::shared_ptr<EngineFactory>& engines,
+                const std::shared_ptr<UrlProtocol>& backend) {
+    auto services = PlatformServices::standard(loop, engines);
+    if (backend) services.urlSession->registerProtocol(backend);
+    Quorel::shared().install(std::move(services));
+    Quorel::shared().initialize("sandbox-token", std::nullopt, false);
+}
+
+// The player of the last stream is left as it plays.
+void play(const std::shared_ptr<RealRunLoop>& loop, const std::shared_ptr<EngineFactory>& engines,
+          const URL& server, const std::string& id, double secondsToPlay, bool isLast) {
     const auto network = std::make_shared<UrlSession>();
     const auto backend = std::make_shared<TimedBackend>(server, network);
     std::unique_ptr<Playback> playback;
     std::shared_ptr<ui::VideoFrameSource> frames;
-    auto services = PlatformServices::standard(loop, std::make_shared<Observed>(engines, [&](THEOplayer& engine) {
-                                                   frames = engine.videoFrames();
-                                                   frames->setFrameCallback([&playback, source = frames.get()] {
-                                                       if (const auto frame = source->latestFrame())
-                                                           playback->pictureShown(frame->width);
-                                                   });
-                                               }));
-    services.urlSession->registerProtocol(backend);
-    Quorel::shared().install(std::move(services));
-    Quorel::shared().initialize("sandbox-token", std::nullopt, false);
+    const auto observe = [&](THEOplayer& engine) {
+        frames = engine.videoFrames();
+        frames->setFrameCallback([&playback, source = frames.get()] {
+            if (const auto frame = source->latestFrame()) playback->pictureShown(frame->width);
+        });
+    };
+    initialize(loop, std::make_shared<Observed>(engines, observe), backend);
 
-    playback = std::make_unique<Playback>();
+    playback = std::make_unique<Playback>([&] { return backend->seconds(); });
     auto player = QuorelPlayerViewController::make();
     player->setup(id, /*hideUI=*/true, 0, "pt-br", {});
     const auto turn = Timer::scheduled(*loop, 0.05, Timer::Repeats::yes, [](Timer&) {});
-    const bool good = loop->runUntil([&] { return playback->hasPicture() && playback->played() >= secondsToPlay; },
-                                     std::chrono::seconds(60));
+    if (!loop->runUntil([&] { return playback->hasPlayed(secondsToPlay); }, std::chrono::seconds(60)))
+        std::_Exit(1);
     turn->invalidate();
-    if (good) playback->report(backend->seconds());
+    if (isLast) bench::stay(playback->pictures());
     player->unmount();
     if (frames) frames->setFrameCallback({});
-    return good;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc < 4) return 2;
-    const auto server = URL::parse(argv[1]);
-    if (!server) return 2;
     const auto loop = std::make_shared<RealRunLoop>();
     const auto engines = makeGStreamerEngineFactory(loop, {.audio = GStreamerOptions::Audio::none});
-    bool good = true;
-    for (int round = argc > 4 ? std::atoi(argv[4]) : 1; round > 0 && good; --round) {
-        good = play(loop, engines, *server, argv[2], std::atof(argv[3]));
+    if (argc != 5) {
+        initialize(loop, engines, nullptr);
+        bench::stay(0);
     }
-    std::fflush(stdout);
-    std::_Exit(good ? 0 : 1);  // nobody measures the end
+    const auto server = URL::parse(argv[1]);
+    if (!server) return 2;
+    for (int left = std::atoi(argv[4]); left > 0; --left)
+        play(loop, engines, *server, argv[2], left > 1 ? 0 : std::atof(argv[3]), left == 1);
 }
