@@ -108,8 +108,12 @@ InputStreamSource::InputStreamSource(std::shared_ptr<InputStream> stream) : inpu
 std::span<const std::uint8_t> InputStreamSource::readData(std::int64_t count) {
     constexpr std::size_t firstStep = 1024 * 1024;
     requireCount(count);
-    if (!inputStream_->hasBytesAvailable()) throw BytesReaderError(Code::endOfData);
     const auto wanted = static_cast<std::size_t>(count);
+    if (const auto lent = inputStream_->lend(wanted); !lent.empty()) {
+        readPosition_ = detail::checkedSum(readPosition_, count);
+        return lent;
+    }
+    if (!inputStream_->hasBytesAvailable()) throw BytesReaderError(Code::endOfData);
     std::size_t have = 0;
     std::span<std::uint8_t> room = readBuffer_.room(std::min(wanted, firstStep));
     while (have < wanted) {

@@ -1,8 +1,12 @@
 #include "quorel/support/bytes_stream.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <utility>
 
 namespace quorel {
 
@@ -10,7 +14,19 @@ namespace {
 
 constexpr std::size_t fileBuffer = 64 * 1024;
 
+std::ptrdiff_t readOnce(int file, std::uint8_t* to, std::size_t size) {
+    ssize_t got = 0;
+    do {
+        got = ::read(file, to, size);
+    } while (got < 0 && errno == EINTR);
+    return got;
+}
+
 }  // namespace
+
+std::span<const std::uint8_t> InputStream::lend(std::size_t) {
+    return {};
+}
 
 std::size_t InputStream::bytesKnown() {
     return 0;
@@ -40,6 +56,11 @@ std::ptrdiff_t MemoryInputStream::read(std::span<std::uint8_t> buffer) {
     return static_cast<std::ptrdiff_t>(count);
 }
 
+std::span<const std::uint8_t> MemoryInputStream::lend(std::size_t count) {
+    if (!open_ || count > bytes_.size() - position_) return {};
+    return std::span(bytes_).subspan(std::exchange(position_, position_ + count), count);
+}
+
 bool MemoryOutputStream::open() {
     return open_ = true;
 }
@@ -58,35 +79,53 @@ std::uint8_t* MemoryOutputStream::extend(std::size_t size) {
     return bytes_.data() + bytes_.size() - size;
 }
 
+FileInputStream::~FileInputStream() {
+    close();
+}
 bool FileInputStream::open() {
-    if (file_) return true;
+    if (file_ >= 0) return true;
     // The file system would take the part before a NUL for the whole.
     if (path_.find('\0') != path_.npos) return false;
-    file_.reset(std::fopen(path_.c_str(), "rbe"));
+    file_ = ::open(path_.c_str(), O_RDONLY | O_CLOEXEC);
     struct stat status {};
-    if (file_ && (fstat(fileno(file_.get()), &status) != 0 || S_ISDIR(status.st_mode))) file_.reset();
-    if (file_) std::setvbuf(file_.get(), nullptr, _IOFBF, fileBuffer);
-    return file_ != nullptr;
+    if (file_ >= 0 && (fstat(file_, &status) != 0 || S_ISDIR(status.st_mode))) close();
+    return file_ >= 0;
 }
 void FileInputStream::close() {
-    file_.reset();
+    if (file_ >= 0) ::close(std::exchange(file_, -1));
+    begin_ = end_ = 0;
+}
+// Of an empty buffer.
+std::ptrdiff_t FileInputStream::fill() {
+    if (!buffer_) buffer_ = std::make_unique_for_overwrite<std::uint8_t[]>(fileBuffer);
+    const std::ptrdiff_t got = readOnce(file_, buffer_.get(), fileBuffer);
+    begin_ = 0;
+    end_ = static_cast<std::size_t>(std::max<std::ptrdiff_t>(got, 0));
+    return got;
 }
 bool FileInputStream::hasBytesAvailable() {
-    if (!file_) return false;
-    const int byte = getc_unlocked(file_.get());
-    if (byte == EOF) return false;
-    std::ungetc(byte, file_.get());
-    return true;
+    return file_ >= 0 && (begin_ < end_ || fill() > 0);
 }
 std::ptrdiff_t FileInputStream::read(std::span<std::uint8_t> buffer) {
-    if (!file_) return -1;
-    const std::size_t count = fread_unlocked(buffer.data(), 1, buffer.size(), file_.get());
-    return count == 0 && std::ferror(file_.get()) != 0 ? -1 : static_cast<std::ptrdiff_t>(count);
+    if (file_ < 0) return -1;
+    if (begin_ == end_) {
+        // What is as large as the buffer needs no second copy.
+        if (buffer.size() >= fileBuffer) return readOnce(file_, buffer.data(), buffer.size());
+        if (const std::ptrdiff_t got = fill(); got <= 0) return got;
+    }
+    const std::size_t count = std::min(buffer.size(), end_ - begin_);
+    std::copy_n(buffer_.get() + std::exchange(begin_, begin_ + count), count, buffer.begin());
+    return static_cast<std::ptrdiff_t>(count);
+}
+std::span<const std::uint8_t> FileInputStream::lend(std::size_t count) {
+    if (count > end_ - begin_) return {};
+    return {buffer_.get() + std::exchange(begin_, begin_ + count), count};
 }
 std::size_t FileInputStream::bytesKnown() {
     struct stat status {};
-    if (!file_ || fstat(fileno(file_.get()), &status) != 0 || !S_ISREG(status.st_mode)) return 0;
-    return static_cast<std::size_t>(std::max<off_t>(status.st_size - ftello(file_.get()), 0));
+    if (file_ < 0 || fstat(file_, &status) != 0 || !S_ISREG(status.st_mode)) return 0;
+    return end_ - begin_ +
+           static_cast<std::size_t>(std::max<off_t>(status.st_size - lseek(file_, 0, SEEK_CUR), 0));
 }
 
 bool FileOutputStream::open() {

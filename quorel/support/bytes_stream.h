@@ -30,6 +30,9 @@ public:
     // At most the buffer's size, and never waits for more than what has come. 0 at the end, less than 0 for a
     // failure.
     virtual std::ptrdiff_t read(std::span<std::uint8_t> buffer) = 0;
+    // The next `count` bytes where they lie in the stream's own memory, good until the next call; they count as read.
+    // Nothing where not all of them lie there, and the caller reads.
+    virtual std::span<const std::uint8_t> lend(std::size_t count);
     // How many bytes are known to be left, for the room they will take; 0 where nobody can say.
     virtual std::size_t bytesKnown();
 };
@@ -58,6 +61,7 @@ public:
     void close() override;
     bool hasBytesAvailable() override;
     std::ptrdiff_t read(std::span<std::uint8_t> buffer) override;
+    std::span<const std::uint8_t> lend(std::size_t count) override;
     std::size_t bytesKnown() override { return bytes_.size() - position_; }
 
 private:
@@ -84,16 +88,25 @@ private:
 class QUOREL_SUPPORT_API FileInputStream final : public InputStream {
 public:
     explicit FileInputStream(std::string path) : path_(std::move(path)) {}
+    ~FileInputStream() override;
+    FileInputStream(const FileInputStream&) = delete;
+    FileInputStream& operator=(const FileInputStream&) = delete;
 
     bool open() override;
     void close() override;
     bool hasBytesAvailable() override;
     std::ptrdiff_t read(std::span<std::uint8_t> buffer) override;
+    std::span<const std::uint8_t> lend(std::size_t count) override;
     std::size_t bytesKnown() override;
 
 private:
+    std::ptrdiff_t fill();
+
     const std::string path_;
-    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file_{nullptr, &std::fclose};
+    int file_ = -1;
+    std::unique_ptr<std::uint8_t[]> buffer_;
+    std::size_t begin_ = 0;
+    std::size_t end_ = 0;
 };
 
 // Replaces the file when it opens. Written through a buffer of 64 KiB, which close() and destruction empty.
