@@ -1,0 +1,150 @@
+#include "engines/gstreamer/end_barrier.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <future>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace quorel::gstreamer {
+namespace {
+
+// A source of progressive media with two streams, and what comes out of it, in order: "a" and "b" for data, "A" and "B"
+// for the ends.
+class TwoStreams {
+public:
+    TwoStreams() {
+        gst_init(nullptr, nullptr);
+        playbin_ = gst_element_factory_make("playbin3", nullptr);
+        gst_object_ref_sink(playbin_);
+        barrier = EndBarrier::watch(playbin_);
+        source_ = gst_element_factory_make("urisourcebin", nullptr);
+        gst_object_ref_sink(source_);
+        g_signal_emit_by_name(playbin_, "element-setup", source_);
+        a = makeStream('a');
+        b = makeStream('b');
+    }
+    ~TwoStreams() {
+        for (GstPad* pad : pads_) {
+            gst_pad_set_active(pad, FALSE);
+            gst_object_unref(pad);
+        }
+        gst_object_unref(source_);
+        gst_object_unref(playbin_);
+    }
+    TwoStreams(const TwoStreams&) = delete;
+    TwoStreams& operator=(const TwoStreams&) = delete;
+
+    static void bring(GstPad* stream) { gst_pad_push(stream, gst_buffer_new()); }
+    static void end(GstPad* stream) { gst_pad_push_event(stream, gst_event_new_eos()); }
+    std::string arrived() const {
+        const std::lock_guard lock(mutex_);
+        return arrived_;
+    }
+
+    std::shared_ptr<EndBarrier> barrier;
+    GstPad* a = nullptr;
+    GstPad* b = nullptr;
+
+private:
+    void note(GstPad* pad, bool isEnd) {
+        const std::lock_guard lock(mutex_);
+        const char name = *GST_PAD_NAME(pad);
+        arrived_ += isEnd ? static_cast<char>(name - 'a' + 'A') : name;
+    }
+    // Returns the pad to push from, behind which stands a ghost pad of the source's.
+    GstPad* makeStream(char name) {
+        const char text[] = {name, '\0'};
+        GstPad* const inner = gst_pad_new("inner", GST_PAD_SRC);
+        GstPad* const sink = gst_pad_new(text, GST_PAD_SINK);
+        for (GstPad* pad : {inner, sink}) pads_.push_back(GST_PAD(gst_object_ref_sink(pad)));
+        gst_pad_set_element_private(sink, this);
+        gst_pad_set_chain_function(
+            sink, +[](GstPad* pad, GstObject*, GstBuffer* buffer) {
+                static_cast<TwoStreams*>(gst_pad_get_element_private(pad))->note(pad, false);
+                gst_buffer_unref(buffer);
+                return GST_FLOW_OK;
+            });
+        gst_pad_set_event_function(
+            sink, +[](GstPad* pad, GstObject*, GstEvent* event) -> gboolean {
+                if (GST_EVENT_TYPE(event) == GST_EVENT_EOS) {
+                    static_cast<TwoStreams*>(gst_pad_get_element_private(pad))->note(pad, true);
+                }
+                gst_event_unref(event);
+                return TRUE;
+            });
+        GstPad* const ghost = gst_ghost_pad_new(nullptr, inner);
+        for (GstPad* pad : {sink, ghost, inner}) gst_pad_set_active(pad, TRUE);
+        gst_element_add_pad(source_, ghost);
+        EXPECT_EQ(gst_pad_link(ghost, sink), GST_PAD_LINK_OK);
+        GstSegment segment;
+        gst_segment_init(&segment, GST_FORMAT_TIME);
+        gst_pad_push_event(inner, gst_event_new_stream_start(text));
+        gst_pad_push_event(inner, gst_event_new_segment(&segment));
+        return inner;
+    }
+
+    GstElement* playbin_ = nullptr;
+    GstElement* source_ = nullptr;
+    std::vector<GstPad*> pads_;
+    mutable std::mutex mutex_;
+    std::string arrived_;
+};
+
+// Of a stream in a thread of its own, which has begun to run when this returns.
+std::future<void> endAside(GstPad* stream) {
+    auto begun = std::make_shared<std::promise<void>>();
+    auto running = begun->get_future();
+    auto done = std::async(std::launch::async, [begun, stream] {
+        begun->set_value();
+        TwoStreams::end(stream);
+    });
+    running.wait();
+    return done;
+}
+
+TEST(EndBarrier, AnEndWaitsUntilTheOtherStreamsFirstBufferIsThrough) {
+    for (int round = 0; round < 20; ++round) {
+        TwoStreams streams;
+        TwoStreams::bring(streams.a);
+        TwoStreams::bring(streams.b);
+        auto ended = endAside(streams.a);
+        TwoStreams::bring(streams.b);
+        ended.wait();
+        ASSERT_EQ(streams.arrived(), "abbA");
+        TwoStreams::end(streams.b);
+        ASSERT_EQ(streams.arrived(), "abbAB");
+    }
+}
+
+TEST(EndBarrier, NobodyWaitsForWhatWillNotCome) {
+    {
+        TwoStreams streams;  // one stream has nothing at all
+        TwoStreams::bring(streams.a);
+        auto ended = endAside(streams.a);
+        TwoStreams::end(streams.b);
+        ended.wait();
+        EXPECT_EQ(streams.arrived().size(), 3u);
+    }
+    {
+        TwoStreams streams;  // a seek
+        TwoStreams::bring(streams.a);
+        auto ended = endAside(streams.a);
+        while (ended.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready) {
+            gst_pad_push_event(streams.b, gst_event_new_flush_start());
+        }
+    }
+    {
+        TwoStreams streams;  // a teardown
+        TwoStreams::bring(streams.a);
+        auto ended = endAside(streams.a);
+        streams.barrier->open();
+        ended.wait();
+        EXPECT_EQ(streams.arrived(), "aA");
+    }
+}
+
+}  // namespace
+}  // namespace quorel::gstreamer
