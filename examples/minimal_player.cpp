@@ -1,4 +1,4 @@
-// Plays one content and prints what happens: minimal_player TOKEN CONTENT-ID
+// Plays one content and prints what happens, until it is interrupted: minimal_player TOKEN CONTENT-ID
 #include <cstdio>
 
 #include "engines/gstreamer/gstreamer_engine.h"
@@ -6,13 +6,9 @@
 
 using namespace quorel;
 
+// [player]
 struct Printer : QuorelPlayerListener {
-    explicit Printer(RealRunLoop& mainLoop) : loop(mainLoop) {}
-    void onEvent(const QuorelPlayerEvent& event) override {
-        std::puts(describe(event).c_str());
-        if (event.getIf<QuorelPlayerEvent::ended>() || event.getIf<QuorelPlayerEvent::error>()) loop.stop();
-    }
-    RealRunLoop& loop;
+    void onEvent(const QuorelPlayerEvent& event) override { std::puts(describe(event).c_str()); }
 };
 
 int main(int argc, char** argv) {
@@ -21,8 +17,9 @@ int main(int argc, char** argv) {
     Quorel::shared().install(PlatformServices::standard(loop, makeGStreamerEngineFactory(loop)));
     Quorel::shared().initialize(argv[1], std::nullopt, false);
     auto player = QuorelPlayerViewController::make();
-    auto printer = std::make_shared<Printer>(*loop);
+    auto printer = std::make_shared<Printer>();
     player->registerPlayerListener(printer);
     player->setup(argv[2], /*hideUI=*/false, /*startTime=*/0, /*subtitle=*/"pt-br", {});
     loop->run();
 }
+// [/player]

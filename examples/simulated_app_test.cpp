@@ -8,6 +8,7 @@
 using namespace quorel;
 using namespace std::chrono_literals;
 
+// [test]
 struct App : QuorelPlayerListener {  // what is to be tested: a spinner that shows while the film waits
     void onEvent(const QuorelPlayerEvent& event) override {
         if (event.getIf<QuorelPlayerEvent::waiting>()) spinner = true;
@@ -41,3 +42,4 @@ int main() {
     Quorel::shared().install({});
     return std::puts(passed ? "passed" : "FAILED"), passed ? 0 : 1;
 }
+// [/test]

@@ -15,6 +15,7 @@ using namespace std::chrono_literals;
 
 class TextHost {
 public:
+    // [host]
     TextHost(std::shared_ptr<QuorelPlayerViewController> shown, std::shared_ptr<RunLoop> mainLoop)
         : player(std::move(shown)), loop(std::move(mainLoop)), pointer(player->view()) {
         player->view()->setTextMeasure([](const ui::Label& label) {
@@ -43,6 +44,7 @@ public:
         }
         for (const std::string& line : screen) std::printf("|%s|\n", line.c_str());
     }
+    // [/host]
 
 private:
     static constexpr int columns = 80, rows = 20;

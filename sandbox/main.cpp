@@ -42,20 +42,23 @@ int usageError(std::string_view what) {
 int main(int argc, char** argv) {
     Arguments arguments;
     for (int i = 1; i < argc; ++i) {
-        const std::string_view option = argv[i];
-        if (option == "--help") {
+        const std::string_view word = argv[i];
+        const std::size_t equals = word.find('=');
+        const std::string_view option = word.substr(0, equals);
+        if (word == "--help" || word == "-h") {
             fmt::print("{}", help);
             return 0;
         }
-        if (option == "--version") {
+        if (word == "--version") {
             fmt::print("quorel-sandbox {}\n", QUOREL_VERSION);
             return 0;
         }
         if (option != "--port" && option != "--media" && option != "--token") {
-            return usageError(fmt::format("there is no option '{}'", option));
+            return usageError(fmt::format("there is no option '{}'", word));
         }
-        if (++i == argc) return usageError(fmt::format("{} needs a value", option));
-        const std::string_view value = argv[i];
+        const bool separate = equals == std::string_view::npos;
+        if (separate && ++i == argc) return usageError(fmt::format("{} needs a value", option));
+        const std::string_view value = separate ? argv[i] : word.substr(equals + 1);
         if (option == "--media") {
             arguments.options.mediaDirectory = value;
         } else if (option == "--token") {

@@ -1,4 +1,5 @@
 // A player with a button of one's own, in 15 lines.
+// [player]
 import QtQuick
 import Quorel
 
@@ -13,3 +14,4 @@ Window {
     Text { text: facade.isMuted ? "Sound on" : "Sound off"; color: "white"; x: 16; y: 16; font.pixelSize: 16
            TapHandler { onTapped: facade.isMuted ? facade.unmute() : facade.mute() } }
 }
+// [/player]

@@ -8,6 +8,7 @@
 
 using namespace quorel;
 
+// [process]
 int main(int argc, char** argv) {
     QGuiApplication app(argc, argv);
     if (argc != 3) return qWarning("usage: qt_player TOKEN CONTENT-ID"), 2;
@@ -22,3 +23,4 @@ int main(int argc, char** argv) {
     Quorel::shared().install({});
     return code;
 }
+// [/process]

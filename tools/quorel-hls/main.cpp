@@ -2,7 +2,9 @@
 
 #include <fmt/format.h>
 
+#include <csignal>
 #include <cstdio>
+#include <exception>
 #include <fstream>
 #include <future>
 #include <iostream>
@@ -71,7 +73,10 @@ std::optional<Arguments> parseArguments(const std::vector<std::string_view>& wor
     Arguments result;
     setLogSink([](std::string_view) {});
     for (std::size_t i = 0; i < words.size(); ++i) {
+        const std::size_t equals = words[i].starts_with("--") ? words[i].find('=') : std::string_view::npos;
+        const std::string_view option = words[i].substr(0, equals);
         const auto value = [&] {
+            if (equals != std::string_view::npos) return words[i].substr(equals + 1);
             if (i + 1 == words.size()) throw UsageError{fmt::format("{} needs a value", words[i])};
             return words[++i];
         };
@@ -84,9 +89,9 @@ std::optional<Arguments> parseArguments(const std::vector<std::string_view>& wor
         } else if (words[i] == "--debug") {
             SideloadedSubtitleConnector::SHOW_DEBUG_LOGS = true;
             setLogSink([](std::string_view line) { fmt::print(stderr, "{}\n", line); });
-        } else if (words[i] == "--track") {
+        } else if (option == "--track") {
             result.tracks.push_back(track(value()));
-        } else if (words[i] == "--url") {
+        } else if (option == "--url") {
             const std::string_view text = value();
             result.url = URL::parse(text);
             if (!result.url || !result.url->host()) {
@@ -168,9 +173,12 @@ int main(int argc, char** argv) {
         const std::vector<std::string_view> words(argv + (argc > 0 ? 1 : 0), argv + argc);
         const auto arguments = parseArguments(words);
         if (!arguments) return 0;
+        std::signal(SIGXFSZ, SIG_IGN);  // an error of the write instead
         try {
             rewrite(*arguments);
-        } catch (const Error& error) {
+            if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
+                throw Failure("standard output cannot be written");
+        } catch (const std::exception& error) {  // what {fmt} throws when it cannot write, too
             fmt::print(stderr, "quorel-hls: {}: {}\n", arguments->playlist, error.what());
             return 1;
         }
