@@ -7,6 +7,7 @@
 #include <cmath>
 #include <limits>
 #include <map>
+#include <new>
 #include <system_error>
 
 #include "quorel/foundation/text.h"
@@ -22,9 +23,14 @@ constexpr std::size_t fewMembers = 16;
     throw JSONError(JSONError::Code::syntax, {}, "the text is not JSON: " + why);
 }
 
+[[noreturn]] void throwError(simdjson::error_code error) {
+    if (error == simdjson::MEMALLOC) throw std::bad_alloc();  // which says nothing of the text
+    throwSyntax(simdjson::error_message(error));
+}
+
 template <class T>
 T checked(simdjson::simdjson_result<T> result) {
-    if (result.error()) throwSyntax(simdjson::error_message(result.error()));
+    if (result.error()) throwError(result.error());
     return result.value_unsafe();
 }
 
@@ -380,9 +386,7 @@ JSONValue parseJSON(std::string_view text) {
     simdjson::dom::parser parser;
     const auto parse = [&parser](std::string_view json) {
         // Its limit counts one level more than the levels it lets pass.
-        if (const auto error = parser.allocate(json.size(), maximumJSONDepth + 1)) {
-            throwSyntax(simdjson::error_message(error));
-        }
+        if (const auto error = parser.allocate(json.size(), maximumJSONDepth + 1)) throwError(error);
         return parser.parse(json.data(), json.size());
     };
     auto result = parse(text);

@@ -11,6 +11,7 @@
 #include <map>
 #include <mutex>
 #include <optional>
+#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -39,6 +40,11 @@ CURLM* openMulti() {
     static const bool ready = curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK;
     CURLM* multi = ready ? curl_multi_init() : nullptr;
     if (multi == nullptr) throw URLError(URLError::Code::unknown, "libcurl could not be started");
+    // Out of descriptors it does without what wakes it, and would hear of a new load a minute later.
+    if (curl_multi_wakeup(multi) != CURLM_OK) {
+        curl_multi_cleanup(multi);
+        throw URLError(URLError::Code::unknown, "libcurl could not be started: no descriptor left");
+    }
     return multi;
 }
 
@@ -69,8 +75,10 @@ private:
     };
     using RunningLoads = std::map<const Load*, Running>;
 
-    // False, without effect, when the engine is stopping.
+    // False, without effect, when the engine is stopping. Throws URLError, without effect, when it needs a thread and
+    // the system gives none.
     bool post(std::function<void()> function);
+    void wake();
 
     // On the thread:
     void run();
@@ -109,7 +117,11 @@ public:
         if (resumed_.exchange(true)) return;
         const std::shared_ptr<Engine> engine = engine_.lock();
         const auto start = [engine = engine.get(), self = shared_from_this()] { engine->start(self); };
-        if (!engine || !engine->post(start)) complete(cancelled());
+        try {
+            if (!engine || !engine->post(start)) complete(cancelled());
+        } catch (const URLError& error) {
+            complete(failed(error));
+        }
     }
 
     void cancel() override {
@@ -117,7 +129,11 @@ public:
         const std::shared_ptr<Engine> engine = engine_.lock();
         if (!resumed_.exchange(true)) {
             const auto end = [self = shared_from_this()] { self->complete(cancelled()); };
-            if (!engine || !engine->post(end)) end();
+            try {
+                if (!engine || !engine->post(end)) end();
+            } catch (const URLError&) {
+                end();
+            }
         } else if (engine) {
             // Refused only by an engine that is about to cancel all by itself.
             engine->post([engine = engine.get(), self = shared_from_this()] {
@@ -221,12 +237,25 @@ void UrlSession::Engine::unregisterProtocol(const std::shared_ptr<UrlProtocol>& 
     std::erase(protocols_, protocol);
 }
 
+// Whoever polls hears of nothing else for up to a minute, so one failure is not the last word.
+void UrlSession::Engine::wake() {
+    for (int tries = 3; tries > 0 && curl_multi_wakeup(multi_) != CURLM_OK; --tries) {
+    }
+}
+
 bool UrlSession::Engine::post(std::function<void()> function) {
     std::lock_guard lock(mutex_);
     if (stopping_) return false;
     posted_.push_back(std::move(function));
-    if (!thread_.joinable()) thread_ = std::thread([self = shared_from_this()] { self->run(); });
-    curl_multi_wakeup(multi_);
+    if (!thread_.joinable()) {
+        try {
+            thread_ = std::thread([self = shared_from_this()] { self->run(); });
+        } catch (const std::system_error& error) {
+            posted_.pop_back();
+            throw URLError(URLError::Code::unknown, error.what());
+        }
+    }
+    wake();
     return true;
 }
 
@@ -236,7 +265,7 @@ void UrlSession::Engine::stop() {
         std::lock_guard lock(mutex_);
         stopping_ = true;
         thread.swap(thread_);
-        curl_multi_wakeup(multi_);
+        wake();
     }
     if (!thread.joinable()) return;
     if (thread.get_id() == std::this_thread::get_id()) {

@@ -32,7 +32,7 @@ namespace quorel {
 class QUOREL_VISIBLE UrlSessionDataTask {
 public:
     virtual ~UrlSessionDataTask() = default;
-    virtual void resume() = 0;
+    virtual void resume() = 0;  // nothing for a task that was started
     // The completion gets URLError::cancelled, unless it has been called or is being called. Before resume() too.
     // When the session is gone, both functions call the completion of a suspended task, with the same error, on
     // the thread that calls them.
@@ -41,17 +41,19 @@ public:
 
 class QUOREL_FOUNDATION_API UrlSession {
 public:
+    // What holds for all loads of a session.
     struct Configuration {
         std::string caFile;  // PEM file of the trusted issuers; empty for the system's
         std::uint64_t maximumBodySize = std::uint64_t{1} << 30;  // bytes; a larger reply is an error
-        unsigned maximumRedirects = 20;
-        unsigned maximumConnectionsPerHost = 6;
+        unsigned maximumRedirects = 20;  // in a row; one more is URLError::tooManyRedirects
+        unsigned maximumConnectionsPerHost = 6;  // further loads wait
         std::string userAgent;                                // empty for none
         std::vector<std::shared_ptr<UrlProtocol>> protocols;  // asked in this order, before the network
     };
     using Result = std::variant<DataAndResponse, std::exception_ptr>;
     using Completion = std::function<void(Result)>;
 
+    // Throws URLError (unknown) when the process has no descriptors left.
     UrlSession();
     explicit UrlSession(Configuration configuration);
     // Cancels what is running and waits for the completions. Destroyed from one of its own completions it cannot wait:

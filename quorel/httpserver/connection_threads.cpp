@@ -20,8 +20,12 @@ public:
         if (idle_ > 0) wake_.notify_one();
         // One new thread at a time, which starts the next: the caller accepts connections and must not be held.
         if (starting_ == 0) startThreadIfNeeded();
-        if (threads_ > 0) return true;
+        // The first thread is the accept loop's, which never takes another function: what only it is there for would
+        // wait for good.
+        if (starting_ > 0 || idle_ > 0 || threads_ > 1) return true;
+        const std::function<void()> refused = std::move(functions_.back());
         functions_.pop_back();
+        lock.unlock();
         return false;
     }
 

@@ -1,5 +1,7 @@
 #include "quorel/httpserver/http_response.h"
 
+#include <algorithm>
+
 #include "quorel/httpserver/http_server.h"
 
 namespace quorel::http {
@@ -200,7 +202,13 @@ HttpHeaders HttpResponse::headers() const {
 
 void HttpResponse::appendHeaderLines(std::string& text) const {
     forEachHeader([&](std::string_view name, std::string_view value) {
-        text.append(name).append(": ").append(value).append("\r\n");
+        const std::size_t begin = text.size();
+        text.append(name).append(": ").append(value);
+        // What an application takes from a request must not become lines of its own (RFC 9110 5.5).
+        std::replace_if(
+            text.begin() + static_cast<std::ptrdiff_t>(begin), text.end(),
+            [](char c) { return c == '\r' || c == '\n' || c == '\0'; }, ' ');
+        text.append("\r\n");
     });
 }
 

@@ -32,6 +32,7 @@ namespace quorel::http {
 
 class Socket;
 
+// Why a body has no text.
 class QUOREL_HTTPSERVER_API SerializationError : public Error {
 public:
     enum class Code {
@@ -132,12 +133,12 @@ public:
     static HttpResponse rawFile(int statusCode, std::string reasonPhrase, HttpHeaders headers,
                                 std::shared_ptr<std::FILE> file);
 
-    int statusCode() const;
+    int statusCode() const;  // RFC 9110 15
     std::string_view reasonPhrase() const;
     // "Server" and what the case adds: Content-Type, Location, the payload's headers. Content-Length and
     // Connection are the connection's business and are not among them.
     HttpHeaders headers() const;
-    // The same as lines, each with its line end.
+    // The same as lines, each with its line end. CR, LF and NUL in a name or a value become blanks.
     void appendHeaderLines(std::string& text) const;
     HttpContent content() const;
     // Of switchProtocols; empty for all others.

@@ -8,7 +8,8 @@
 //   server->start(8080, true);
 //
 // Routes, middleware and notFoundHandler are set up before start(); see http_server_io.h for threads and lifetime.
-// A connection is kept alive only for a request that says "Connection: keep-alive" in just these letters.
+// A connection is kept alive only for a request that says "Connection: keep-alive" in just these letters, and has no
+// Transfer-Encoding.
 #pragma once
 
 #include <functional>
@@ -27,6 +28,7 @@ namespace quorel::http {
 // The routes of one method, written like a table: server->get["/path"] = handler.
 class QUOREL_VISIBLE MethodRoute {
 public:
+    // One row of the table, which takes a handler.
     class Entry {
     public:
         void operator=(HttpHandler handler) const { router_.registerRoute(method_, path_, std::move(handler)); }
@@ -67,6 +69,7 @@ public:
     HttpServer();
     ~HttpServer() override;
 
+    // The tables of the methods, by the names that hosts are used to.
     const MethodRoute DELETE{"DELETE", router_}, PATCH{"PATCH", router_}, HEAD{"HEAD", router_},
         POST{"POST", router_}, GET{"GET", router_}, PUT{"PUT", router_};
     const MethodRoute delete_{"DELETE", router_}, patch{"PATCH", router_}, head{"HEAD", router_},

@@ -164,7 +164,10 @@ private:
 
         request.address = peer();
         const HttpResponse response = answer(*server, request);
-        bool keepAlive = asksForKeepAlive(request);
+        // A chunked body is not read, and may be on its way still. What comes next is not to be taken for a request:
+        // it is somebody's content (RFC 9112 6.1, 11.2).
+        moreMayCome_ = request.headers.contains("transfer-encoding");
+        bool keepAlive = asksForKeepAlive(request) && !moreMayCome_;
         if (run_.operating()) {
             try {
                 keepAlive = respond(run_, *socket_, response, keepAlive);
@@ -178,8 +181,6 @@ private:
             session(socket_);
             return false;
         }
-        // A chunked body is not read, and may be on its way still.
-        moreMayCome_ = request.headers.contains("transfer-encoding");
         return keepAlive;
     }
 

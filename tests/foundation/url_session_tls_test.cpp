@@ -1,14 +1,18 @@
+#include <arpa/inet.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <signal.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
+#include <array>
+#include <atomic>
 #include <future>
+#include <thread>
 
 #include "quorel/foundation/url_session.h"
+#include "tests/foundation/tls_server.h"
 
 namespace quorel {
 namespace {
@@ -17,62 +21,79 @@ using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
-// A real TLS server with one of the certificates in `folder`.
-class TlsServer {
+// Stands before a server and closes a connection once the server has sent so many bytes.
+class CuttingProxy {
 public:
-    TlsServer(const std::filesystem::path& folder, const std::string& certificate) {
-        // "exec" lets the server inherit the process id that the shell has written.
-        const std::string command =
-            "cd " + folder.string() +
-            " && echo $$ && exec openssl s_server -www -accept 127.0.0.1:0 -key key.pem -cert " + certificate +
-            " </dev/null 2>/dev/null";
-        output_ = ::popen(command.c_str(), "r");
-        char line[256];
-        while (port_ == 0 && std::fgets(line, sizeof line, output_) != nullptr) {
-            if (process_ == 0) process_ = std::atoi(line);
-            std::sscanf(line, "ACCEPT 127.0.0.1:%hu", &port_);
-        }
-        EXPECT_NE(port_, 0) << command;
+    CuttingProxy(std::uint16_t server, std::size_t bytes) : server_(server), bytes_(bytes) {
+        listener_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        sockaddr_in address = loopback(0);
+        socklen_t size = sizeof address;
+        EXPECT_EQ(::bind(listener_, reinterpret_cast<sockaddr*>(&address), size), 0);
+        EXPECT_EQ(::listen(listener_, 8), 0);
+        ::getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &size);
+        port_ = ntohs(address.sin_port);
+        thread_ = std::thread([this] {
+            for (int client; (client = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC)) >= 0;
+                 ::close(client)) {
+                forward(client);
+            }
+        });
     }
-    ~TlsServer() {
-        if (process_ > 0) ::kill(process_, SIGTERM);
-        ::pclose(output_);
+    ~CuttingProxy() {
+        ::shutdown(listener_, SHUT_RDWR);
+        thread_.join();
+        ::close(listener_);
     }
-    TlsServer(const TlsServer&) = delete;
+    CuttingProxy(const CuttingProxy&) = delete;
 
-    std::string url(const char* host) const {
-        return std::string("https://") + host + ":" + std::to_string(port_) + "/";
-    }
+    std::string url() const { return "https://127.0.0.1:" + std::to_string(port_) + "/"; }
+    std::size_t forwarded() const { return forwarded_; }
 
 private:
-    std::FILE* output_;
-    pid_t process_ = 0;
+    static sockaddr_in loopback(std::uint16_t port) {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        address.sin_port = htons(port);
+        return address;
+    }
+    void forward(int client) {
+        const int server = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        const sockaddr_in address = loopback(server_);
+        std::size_t left = bytes_;
+        std::array<char, 4096> buffer;
+        std::array<pollfd, 2> both{{{client, POLLIN, 0}, {server, POLLIN, 0}}};
+        bool goesOn = ::connect(server, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+        while (goesOn && left > 0 && ::poll(both.data(), both.size(), -1) > 0) {
+            for (const auto& [from, to] : {std::pair(client, server), std::pair(server, client)}) {
+                if (both[from == server ? 1 : 0].revents == 0) continue;
+                const std::size_t most = from == server ? std::min(left, buffer.size()) : buffer.size();
+                const ssize_t got = ::recv(from, buffer.data(), most, 0);
+                if (got <= 0 || ::send(to, buffer.data(), static_cast<std::size_t>(got), MSG_NOSIGNAL) < got) {
+                    goesOn = false;
+                    break;
+                }
+                if (from == server) {
+                    left -= static_cast<std::size_t>(got);
+                    forwarded_ += static_cast<std::size_t>(got);
+                }
+            }
+        }
+        ::close(server);
+    }
+
+    const std::uint16_t server_;
+    const std::size_t bytes_;
+    int listener_;
     std::uint16_t port_ = 0;
+    std::atomic<std::size_t> forwarded_ = 0;
+    std::thread thread_;
 };
 
 class UrlSessionTls : public ::testing::Test {
 protected:
-    void SetUp() override {
-        std::string pattern = (std::filesystem::temp_directory_path() / "quorel-tls-XXXXXX").string();
-        folder_ = ::mkdtemp(pattern.data());
-        const std::string newKey = "-newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes ";
-        openssl("req -x509 " + newKey + "-keyout ca.key -out ca.pem -subj '/CN=Test issuer' -days 2");
-        openssl("req " + newKey + "-keyout key.pem -out request.pem -subj /CN=127.0.0.1");
-        const std::string sign =
-            "x509 -req -in request.pem -CA ca.pem -CAkey ca.key -CAcreateserial -extfile names ";
-        std::ofstream(folder_ / "names") << "subjectAltName=IP:127.0.0.1";
-        openssl(sign + "-days 2 -out good.pem");
-        openssl(sign + "-days -1 -out expired.pem");
-    }
-    void TearDown() override { std::filesystem::remove_all(folder_); }
-
-    void openssl(const std::string& arguments) {
-        const std::string command = "cd " + folder_.string() + " && openssl " + arguments + " 2>>log";
-        ASSERT_EQ(std::system(command.c_str()), 0) << command;
-    }
-
     // The status of the reply, or the text of the error.
-    std::string outcome(const std::string& url, const std::string& caFile) {
+    static std::string outcome(const std::string& url, const std::string& caFile) {
         UrlSession::Configuration configuration;
         configuration.caFile = caFile;
         std::string outcome;
@@ -91,22 +112,43 @@ protected:
         return outcome;
     }
 
-    std::filesystem::path folder_;
+    const TlsIssuer issuer;
+    const std::string trusted = issuer.file("ca.pem");
 };
 
 TEST_F(UrlSessionTls, OnlyAGoodCertificateOfATrustedIssuerForTheHostIsTaken) {
-    const std::string issuer = folder_ / "ca.pem", missing = folder_ / "missing.pem";
-    const TlsServer good(folder_, "good.pem"), expired(folder_, "expired.pem");
-    EXPECT_EQ(outcome(good.url("127.0.0.1"), issuer), "200");
-    EXPECT_THAT(outcome(good.url("localhost"), issuer),
+    const std::string missing = issuer.file("missing.pem");
+    const TlsServer good(issuer, "good.pem"), expired(issuer, "expired.pem");
+    EXPECT_EQ(outcome(good.url("127.0.0.1"), trusted), "200");
+    EXPECT_THAT(outcome(good.url("localhost"), trusted),
                 StartsWith("The server's certificate was issued for another host. (localhost port "));
     EXPECT_THAT(outcome(good.url("127.0.0.1"), ""),
                 StartsWith("The server's certificate is not from a trusted issuer. (127.0.0.1 port "));
-    EXPECT_THAT(outcome(expired.url("127.0.0.1"), issuer),
+    EXPECT_THAT(outcome(expired.url("127.0.0.1"), trusted),
                 StartsWith("The server's certificate has expired or is not yet valid. (127.0.0.1 port "));
     EXPECT_THAT(outcome(good.url("127.0.0.1"), missing),
                 AllOf(StartsWith("A secure connection to the server could not be made. (127.0.0.1 port "),
                       HasSubstr(missing)));
+}
+
+// Whoever stands between may close the connection, but the part that came before is no reply: this one says no length.
+TEST_F(UrlSessionTls, AConnectionThatIsCutIsNoReply) {
+    const TlsServer good(issuer, "good.pem");
+    std::size_t whole = 0;
+    {
+        const CuttingProxy proxy(good.port(), 1'000'000);
+        EXPECT_EQ(outcome(proxy.url(), trusted), "200");
+        whole = proxy.forwarded();
+    }
+    ASSERT_GT(whole, 1000U);
+    for (const std::size_t bytes : {std::size_t{0}, std::size_t{60}, whole / 2, whole - 100, whole - 30}) {
+        const CuttingProxy proxy(good.port(), bytes);
+        EXPECT_THAT(
+            outcome(proxy.url(), trusted),
+            ::testing::AnyOf(StartsWith("The connection to the server was lost. (127.0.0.1 port "),
+                             StartsWith("A secure connection to the server could not be made. (127.0.0.1 ")))
+            << bytes << " of " << whole << " bytes";
+    }
 }
 
 }  // namespace
