@@ -189,7 +189,6 @@ private:
         for (int i = 0; i < roundsPerHouse && !isOver(); ++i) round(house);
         if (interrupted == 0) recover(house);
         close(house);
-        beat->invalidate();
     }
 
     void open(House& house) {
