@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <csignal>
 #include <cstdio>
 
 #include "quorel/foundation/log.h"
@@ -33,6 +34,8 @@ int run(const Arguments& arguments) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    // A file that grows past its limit (ulimit -f) is an error of the write, which leaves nothing behind.
+    std::signal(SIGXFSZ, SIG_IGN);
     // Standard output is for converted files.
     quorel::setLogSink([](std::string_view) {});
     const auto parsed = parseArguments(std::vector<std::string_view>(argv + (argc > 0 ? 1 : 0), argv + argc));
