@@ -41,7 +41,8 @@ void play(const char* url, double secondsToPlay, bool isLast) {
         return GST_FLOW_OK;
     };
     gst_app_sink_set_callbacks(GST_APP_SINK(video), &callbacks, &playback, nullptr);
-    g_object_set(playbin, "uri", url, "video-sink", video, "audio-sink", audio, nullptr);
+    constexpr guint pictureAndSound = 3;  // its subtitle path takes time even where there are none
+    g_object_set(playbin, "flags", pictureAndSound, "uri", url, "video-sink", video, "audio-sink", audio, nullptr);
     gst_element_set_state(playbin, GST_STATE_PLAYING);
     GstBus* const bus = gst_element_get_bus(playbin);
     while (!playback.hasPlayed(secondsToPlay)) {

@@ -92,7 +92,9 @@ int main(int argc, char** argv) {
         return GST_FLOW_OK;
     };
     gst_app_sink_set_callbacks(GST_APP_SINK(video), &callbacks, &picture, nullptr);
-    g_object_set(playbin, "uri", argv[1], "video-sink", video, "audio-sink", audio, nullptr);
+    constexpr guint pictureAndSound = 3;
+    g_object_set(playbin, "flags", pictureAndSound, "uri", argv[1], "video-sink", video, "audio-sink", audio,
+                 nullptr);
     gst_element_set_state(playbin, GST_STATE_PLAYING);
     quorel::bench::measure(
         app, std::atof(argv[2]), [&] { return picture.frames; }, [] { return std::string(); });
