@@ -12,12 +12,14 @@
 namespace quorel::sandbox {
 
 struct ByteRange {
-    std::uint64_t offset = 0;
-    std::uint64_t length = 0;
+    std::uint64_t offset = 0;  // bytes
+    std::uint64_t length = 0;  // bytes
     bool operator==(const ByteRange&) const = default;
 };
 
+// What a request for a range is answered with.
 struct RangeAnswer {
+    // The whole, a part, or a range that lies outside.
     enum class Kind {
         whole,          // 200: no range, or one that a server ignores
         partial,        // 206

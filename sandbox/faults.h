@@ -30,7 +30,9 @@ public:
     using Error::Error;
 };
 
+// What is wrong with a reply.
 struct Fault {
+    // How the body is broken.
     enum class Broken {
         no,
         json,     // status 200 and half a JSON text
@@ -57,7 +59,7 @@ struct Fault {
 // Trouble by chance: which fault meets a request follows from the seed, the path and how often the path was asked for,
 // whatever else is asked for meanwhile. The same seed gives the same trouble.
 struct Chaos {
-    std::uint64_t seed = 0;
+    std::uint64_t seed = 0;                        // any number
     double rate = 0;                               // of the requests that meet a fault, 0 to 1
     std::chrono::milliseconds longestDelay{2000};  // of those that are slow or stall
 

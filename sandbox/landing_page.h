@@ -8,6 +8,7 @@
 
 namespace quorel::sandbox {
 
+// HTML: the titles with their addresses, and what else can be asked for.
 std::string landingPage(const std::vector<Title>& titles, const std::string& baseURL, const std::string& token);
 
 }  // namespace quorel::sandbox

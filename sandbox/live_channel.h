@@ -22,6 +22,7 @@ namespace quorel::sandbox {
 
 // The segments of a media playlist.
 struct Recording {
+    // One segment of the recording.
     struct Segment {
         std::string file;
         double duration = 0;  // seconds

@@ -10,6 +10,7 @@
 
 namespace quorel::sandbox {
 
+// One file and how it is announced.
 struct MediaFile {
     std::filesystem::path path;
     std::uint64_t size = 0;        // bytes

@@ -13,6 +13,7 @@
 
 namespace quorel::sandbox {
 
+// One ping as it arrived, and what was found wrong with it.
 struct PingRecord {
     double received = 0;                // seconds since 1970
     std::optional<std::string> ssid;    // the header x-quorel-ssid
@@ -32,9 +33,10 @@ class PingLog {
 public:
     static constexpr std::size_t capacity = 200;
 
+    // The oldest one goes when there are too many.
     void arrived(PingRecord record);
     std::vector<PingRecord> all() const;
-    void clear();
+    void clear();  // forgets all
 
 private:
     mutable std::mutex mutex_;

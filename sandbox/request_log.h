@@ -12,6 +12,7 @@
 
 namespace quorel::sandbox {
 
+// One request and its answer.
 struct RequestRecord {
     std::string method;
     std::string path;                          // percent escapes as sent, without the query
@@ -29,9 +30,10 @@ public:
     static constexpr std::size_t capacity = 1000;
 
     std::uint64_t arrived(RequestRecord record);  // gives the request's number
+    // Adds the status to the request of that number.
     void answered(std::uint64_t number, int status);
     std::vector<RequestRecord> all() const;
-    void clear();
+    void clear();  // forgets all
 
 private:
     mutable std::mutex mutex_;

@@ -44,6 +44,7 @@
 
 namespace quorel::sandbox {
 
+// Why there is no sandbox.
 class SandboxError : public Error {
 public:
     enum class Code {
@@ -63,6 +64,7 @@ public:
     // Where this build's titles are.
     static std::filesystem::path defaultMediaDirectory();
 
+    // Where the titles are, and the bearer token that is asked for.
     struct Options {
         std::filesystem::path mediaDirectory = defaultMediaDirectory();
         std::string token = "sandbox-token";
@@ -93,12 +95,15 @@ public:
     void clearFaults();  // chaos included
 
     std::vector<PingRecord> pings() const;  // the last 200
+    // Forgets them.
     void clearPings();
 
     std::vector<AdEvent> adEvents() const;  // the last 500
+    // Forgets them.
     void clearAdEvents();
 
     std::vector<RequestRecord> requests() const;  // the last 1000, without control requests
+    // Forgets them.
     void clearRequests();
 
     // Brings what the SDK asks of its backend to this sandbox. For after start(); works for as long as the sandbox

@@ -10,7 +10,9 @@
 
 namespace quorel::sandbox {
 
+// One content.
 struct Title {
+    // What the backend says of it; all but the first are live titles.
     enum class State { onDemand, onAir, paused, over, startsSoon };
 
     std::string id;

@@ -16,6 +16,7 @@
 
 namespace quorel {
 
+// One event: when it was told, and what it said.
 struct QUOREL_VISIBLE SimulatedEvent {
     std::string name;  // of the event type: "play", "adbreakbegin", "addtrack", ...
     // What the event says: the state's name for "readystatechange", the number for "durationchange" and
@@ -34,6 +35,7 @@ public:
     std::size_t count(std::string_view name) const;  // "timeupdate" too
     void clear();
 
+    // For the engine.
     void add(SimulatedEvent event) { events_.push_back(std::move(event)); }
     void addTimeUpdate() { ++timeUpdates_; }
 

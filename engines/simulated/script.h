@@ -20,13 +20,15 @@
 
 namespace quorel {
 
+// A text between two positions.
 struct QUOREL_VISIBLE SimulatedCue {
-    double start = 0;
-    double end = 0;  // a cue that ends where it starts, or before, is never seen
+    double start = 0;  // seconds
+    double end = 0;    // a cue that ends where it starts, or before, is never seen
     std::string text = {};
     bool operator==(const SimulatedCue&) const = default;
 };
 
+// A text track of the source.
 struct QUOREL_VISIBLE SimulatedTrack {
     std::string kind = "subtitles";
     std::string label = {};
@@ -38,11 +40,12 @@ struct QUOREL_VISIBLE SimulatedTrack {
 
 // Playback that reaches `at` waits there.
 struct QUOREL_VISIBLE SimulatedStall {
-    double at = 0;
+    double at = 0;     // seconds
     double lasts = 1;  // delay; runs on while paused, ends early when someone seeks
     bool operator==(const SimulatedStall&) const = default;
 };
 
+// How the source breaks.
 struct QUOREL_VISIBLE SimulatedError {
     std::optional<double> at = {};  // playback that reaches it breaks; absent: instead of the metadata
     std::string text = "The simulated source broke.";
@@ -79,6 +82,7 @@ struct QUOREL_VISIBLE SimulatedScript {
     // 0: a seek is done at the loop's next turn, and nothing but its TIME_UPDATE shows; more: the engine waits.
     double seekTakes = 0;
 
+    // A live source whose edge lies at `edge` seconds when its metadata comes.
     static SimulatedScript live(double edge = 0) {
         SimulatedScript script;
         script.duration = infinite;

@@ -44,6 +44,7 @@ namespace quorel {
 // - When the last reference is released, no event comes any more, and the picture leaves its superview.
 class QUOREL_VISIBLE SimulatedEngine : public THEOplayer {
 public:
+    // What it told so far.
     virtual SimulatedEventLog& log() = 0;
 
     // What the world does to an engine. Each may be called at any time, and does nothing where it makes no sense.
@@ -67,8 +68,10 @@ public:
     virtual const std::vector<std::shared_ptr<Integration>>& integrations() const = 0;
 };
 
+// Makes simulated engines, and keeps the scripts that they play.
 class QUOREL_SIMULATED_API SimulatedEngineFactory final : public EngineFactory {
 public:
+    // All its engines live on this loop.
     explicit SimulatedEngineFactory(std::shared_ptr<RunLoop> loop);
 
     // Scripts are looked up at each setSource(): first that of the source's URL as written (for server-side ad

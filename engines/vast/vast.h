@@ -56,6 +56,7 @@ enum class ErrorCode {
 
 // A place in an ad or in a content.
 struct QUOREL_VAST_API TimeOffset {
+    // How the place is written.
     enum class Kind { start, end, seconds, percent };
     Kind kind = Kind::start;
     double value = 0;  // seconds or percent, not negative
@@ -68,6 +69,7 @@ struct QUOREL_VAST_API TimeOffset {
     bool operator==(const TimeOffset&) const = default;
 };
 
+// A request that tells an ad server what was seen.
 struct QUOREL_VISIBLE Tracking {
     std::string event;                 // "start", "firstQuartile", ...
     std::optional<TimeOffset> offset;  // of "progress"
@@ -75,17 +77,19 @@ struct QUOREL_VISIBLE Tracking {
     bool operator==(const Tracking&) const = default;
 };
 
+// One file of an ad, in one size and rate.
 struct QUOREL_VISIBLE MediaFile {
     std::string url;
     std::string type;  // MIME type
     bool progressive = true;
-    int width = 0;  // pixels; 0: not said
-    int height = 0;
+    int width = 0;             // pixels; 0: not said
+    int height = 0;            // pixels
     int bitrate = 0;           // kbit/s; the higher end of a range; 0: not said
     std::string apiFramework;  // not empty: a program that draws by itself
     bool operator==(const MediaFile&) const = default;
 };
 
+// An ad that plays in place of the content.
 struct QUOREL_VISIBLE Linear {
     std::optional<double> duration;  // seconds
     std::optional<TimeOffset> skipOffset;
@@ -96,6 +100,7 @@ struct QUOREL_VISIBLE Linear {
     bool operator==(const Linear&) const = default;
 };
 
+// An ad that another tag has; what it adds is merged into that one.
 struct QUOREL_VISIBLE Wrapper {
     std::string tagURL;
     bool followAdditionalWrappers = true;
@@ -116,6 +121,7 @@ struct QUOREL_VISIBLE VastAd {
     bool operator==(const VastAd&) const = default;
 };
 
+// The ads of one tag.
 struct QUOREL_VISIBLE VastDocument {
     std::string version;
     std::vector<std::string> errors;  // for an answer without ads
@@ -123,6 +129,7 @@ struct QUOREL_VISIBLE VastDocument {
     bool operator==(const VastDocument&) const = default;
 };
 
+// One break of a schedule.
 struct QUOREL_VISIBLE AdBreak {
     TimeOffset timeOffset;
     std::string id;
@@ -131,6 +138,7 @@ struct QUOREL_VISIBLE AdBreak {
     bool operator==(const AdBreak&) const = default;
 };
 
+// A schedule of breaks.
 struct QUOREL_VISIBLE VmapDocument {
     std::string version;
     std::vector<AdBreak> breaks;  // those for linear ads whose place and source are understood

@@ -22,6 +22,7 @@ namespace quorel::qt {
 QUOREL_QT_API PlatformServices makeServices(const std::shared_ptr<QtRunLoop>& loop,
                                             std::shared_ptr<EngineFactory> engines);
 
+// Registers the module "Quorel", version 1.0, with QuorelPlayer and PlayerController. Once, before QML is loaded.
 QUOREL_QT_API void registerQmlTypes();
 
 }  // namespace quorel::qt

@@ -56,6 +56,7 @@ public:
     double playbackRate() const { return facade_->playbackRate; }
     void setPlaybackRate(double rate) { facade_->playbackRate = rate; }
 
+    // The facade's commands, by their names there. Times in seconds.
     Q_INVOKABLE void togglePlayPause() { facade_->togglePlayPause(); }
     Q_INVOKABLE void play() { facade_->play(); }
     Q_INVOKABLE void pause() { facade_->pause(); }

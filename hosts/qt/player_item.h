@@ -61,6 +61,7 @@ public:
     Q_INVOKABLE void reload();
 
 Q_SIGNALS:
+    // After the change, as QML expects it.
     void contentIdChanged();
     void controllerChanged();
     void isFullScreenChanged();

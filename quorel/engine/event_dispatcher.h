@@ -63,6 +63,7 @@ public:
     EventDispatcher(const EventDispatcher&) = delete;
     EventDispatcher& operator=(const EventDispatcher&) = delete;
 
+    // Adds a listener for events of the type. It stays until it is removed or the emitter goes.
     template <class E>
     EventListener addEventListener(const EventType<E>& type,
                                    std::type_identity_t<std::function<void(const E&)>> listener) {

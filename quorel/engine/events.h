@@ -13,6 +13,7 @@ namespace quorel {
 class QUOREL_VISIBLE Track;
 class QUOREL_VISIBLE TextTrackCue;
 
+// What the events of PlayerEventTypes carry; THEOplayer says when they come.
 struct QUOREL_VISIBLE LoadedMetaDataEvent {};
 struct QUOREL_VISIBLE PlayEvent {};
 struct QUOREL_VISIBLE PlayingEvent {};
@@ -25,8 +26,9 @@ struct QUOREL_VISIBLE DurationChangeEvent {
 struct QUOREL_VISIBLE ErrorEvent {
     std::string error;  // a sentence a person can act on
 };
+// What events with a position have in common.
 struct QUOREL_VISIBLE CurrentTimeEvent {
-    double currentTime = 0;
+    double currentTime = 0;  // seconds
 };
 struct QUOREL_VISIBLE TimeUpdateEvent : CurrentTimeEvent {};
 struct QUOREL_VISIBLE VolumeChangeEvent {
@@ -44,10 +46,12 @@ enum class ReadyState {
     haveFutureData = 3,
     haveEnoughData = 4
 };
+// The new state; it is told before the events that follow from it.
 struct QUOREL_VISIBLE ReadyStateChangeEvent {
     ReadyState readyState = ReadyState::haveNothing;
 };
 
+// The events of a THEOplayer. The texts are those of the HTML standard (4.8.11.16).
 struct QUOREL_VISIBLE PlayerEventTypes {
     static inline const EventType<LoadedMetaDataEvent> LOADED_META_DATA{"loadedmetadata"};
     static inline const EventType<PlayEvent> PLAY{"play"};
@@ -65,11 +69,13 @@ struct QUOREL_VISIBLE PlayerEventTypes {
     static inline const EventType<ReadyStateChangeEvent> READY_STATE_CHANGE{"readystatechange"};
 };
 
+// What the events of AdsEventTypes carry: that it happened.
 struct QUOREL_VISIBLE AdBeginEvent {};
 struct QUOREL_VISIBLE AdEndEvent {};
 struct QUOREL_VISIBLE AdBreakBeginEvent {};
 struct QUOREL_VISIBLE AdBreakEndEvent {};
 
+// The events of Ads, in pairs: a break, and in it each ad.
 struct QUOREL_VISIBLE AdsEventTypes {
     static inline const EventType<AdBeginEvent> AD_BEGIN{"adbegin"};
     static inline const EventType<AdEndEvent> AD_END{"adend"};
@@ -77,6 +83,7 @@ struct QUOREL_VISIBLE AdsEventTypes {
     static inline const EventType<AdBreakEndEvent> AD_BREAK_END{"adbreakend"};
 };
 
+// What the events of TextTrackListEventTypes carry.
 struct QUOREL_VISIBLE AddTrackEvent {
     std::shared_ptr<Track> track;
 };
@@ -87,12 +94,14 @@ struct QUOREL_VISIBLE TrackChangeEvent {
     std::shared_ptr<Track> track;  // the one whose mode changed
 };
 
+// The events of a TextTrackList.
 struct QUOREL_VISIBLE TextTrackListEventTypes {
     static inline const EventType<AddTrackEvent> ADD_TRACK{"addtrack"};
     static inline const EventType<RemoveTrackEvent> REMOVE_TRACK{"removetrack"};
     static inline const EventType<TrackChangeEvent> CHANGE{"change"};
 };
 
+// What the events of TextTrackEventTypes carry.
 struct QUOREL_VISIBLE EnterCueEvent {
     std::shared_ptr<TextTrackCue> cue;
 };
@@ -100,6 +109,7 @@ struct QUOREL_VISIBLE ExitCueEvent {
     std::shared_ptr<TextTrackCue> cue;
 };
 
+// The events of a TextTrack.
 struct QUOREL_VISIBLE TextTrackEventTypes {
     static inline const EventType<EnterCueEvent> ENTER_CUE{"entercue"};
     static inline const EventType<ExitCueEvent> EXIT_CUE{"exitcue"};

@@ -13,15 +13,18 @@
 
 namespace quorel {
 
+// How an ad service speaks to the viewer.
 struct QUOREL_VISIBLE IMASettings {
     std::string language = "en";  // RFC 5646 tag
     bool operator==(const IMASettings&) const = default;
 };
 
+// How ads are to be drawn; nothing can be set at present.
 struct QUOREL_VISIBLE IMAAdsRenderingSettings {
     bool operator==(const IMAAdsRenderingSettings&) const = default;
 };
 
+// Why there are no ads.
 struct QUOREL_VISIBLE IMAAdError {
     std::optional<std::string> message;
     bool operator==(const IMAAdError&) const = default;
@@ -29,15 +32,18 @@ struct QUOREL_VISIBLE IMAAdError {
 
 // `type` is a number of the ad service's enumeration: after 13 the manager may be started, 6 and 8 end the ads.
 struct QUOREL_VISIBLE IMAAdEvent {
-    int type = 0;
+    int type = 0;  // as above
     bool operator==(const IMAAdEvent&) const = default;
 };
 
 class QUOREL_VISIBLE IMAAdsManager;
 
+// Hears of one manager. On an error the ads are over. The content is to stand still from the pause request to the
+// resume request.
 class QUOREL_VISIBLE IMAAdsManagerDelegate {
 public:
     virtual ~IMAAdsManagerDelegate() = default;
+    // See IMAAdEvent, IMAAdError and the class.
     virtual void adsManagerDidReceiveAdEvent(IMAAdsManager& manager, const IMAAdEvent& event) = 0;
     virtual void adsManagerDidReceiveAdError(IMAAdsManager& manager, const IMAAdError& error) = 0;
     virtual void adsManagerDidRequestContentPause(IMAAdsManager& manager) = 0;
@@ -48,17 +54,24 @@ public:
 class QUOREL_VISIBLE IMAAdsManager {
 public:
     virtual ~IMAAdsManager() = default;
+    // Who hears of it; before the ads are initialised.
     virtual void setDelegate(std::weak_ptr<IMAAdsManagerDelegate> delegate) = 0;
+    // Prepares the ads; event 13 tells when they can be started.
     virtual void initializeWithAdsRenderingSettings(const IMAAdsRenderingSettings& settings) = 0;
+    // Shows the first ad.
     virtual void start() = 0;
+    // Goes on with an ad that the device interrupted.
     virtual void resume() = 0;
+    // Ends the ads, and lets go of the delegate.
     virtual void destroy() = 0;
 };
 
+// What a request brought: a manager that has not been started.
 struct QUOREL_VISIBLE IMAAdsLoadedData {
     std::shared_ptr<IMAAdsManager> adsManager;
 };
 
+// What a request came to nothing by.
 struct QUOREL_VISIBLE IMAAdLoadingErrorData {
     IMAAdError adError;
 };
@@ -67,9 +80,11 @@ struct QUOREL_VISIBLE IMAAdLoadingErrorData {
 class QUOREL_VISIBLE AVPlayer {
 public:
     virtual ~AVPlayer() = default;
+    // Nothing plays in it.
     virtual void pause() {}
 };
 
+// Where a service asks for the position in the content.
 struct QUOREL_VISIBLE IMAAVPlayerContentPlayhead {
     std::shared_ptr<AVPlayer> avPlayer;
 };
@@ -81,6 +96,7 @@ struct QUOREL_VISIBLE IMAAdDisplayContainer {
     std::optional<std::vector<std::shared_ptr<ui::View>>> companionSlots;
 };
 
+// One ad tag, and where its ads are shown.
 struct QUOREL_VISIBLE IMAAdsRequest {
     std::string adTagUrl;
     IMAAdDisplayContainer adDisplayContainer;
@@ -89,9 +105,11 @@ struct QUOREL_VISIBLE IMAAdsRequest {
 
 class QUOREL_VISIBLE IMAAdsLoader;
 
+// Hears of one loader.
 class QUOREL_VISIBLE IMAAdsLoaderDelegate {
 public:
     virtual ~IMAAdsLoaderDelegate() = default;
+    // The one or the other answers a request.
     virtual void adsLoaderAdsLoadedWithData(IMAAdsLoader& loader, const IMAAdsLoadedData& data) = 0;
     virtual void adsLoaderFailedWithErrorData(IMAAdsLoader& loader, const IMAAdLoadingErrorData& data) = 0;
 };
@@ -100,7 +118,9 @@ public:
 class QUOREL_VISIBLE IMAAdsLoader {
 public:
     virtual ~IMAAdsLoader() = default;
+    // Who hears of it; before the request.
     virtual void setDelegate(std::weak_ptr<IMAAdsLoaderDelegate> delegate) = 0;
+    // Returns at once.
     virtual void requestAdsWithRequest(const IMAAdsRequest& request) = 0;
 };
 
@@ -108,6 +128,7 @@ public:
 class QUOREL_VISIBLE IMAFactory {
 public:
     virtual ~IMAFactory() = default;
+    // A loader for one player.
     virtual std::shared_ptr<IMAAdsLoader> makeAdsLoader(const IMASettings& settings) = 0;
 };
 

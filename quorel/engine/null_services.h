@@ -14,6 +14,7 @@ namespace quorel {
 // outlive the factory and its loaders.
 QUOREL_ENGINE_API std::shared_ptr<IMAFactory> makeNullIMAFactory(RunLoop& mainLoop);
 
+// Makes integrations that do nothing.
 QUOREL_ENGINE_API std::shared_ptr<GoogleIMAIntegrationFactory> makeNullIMAIntegrationFactory();
 
 // Keeps the options it is given; the state is always noDevicesAvailable.

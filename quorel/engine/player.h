@@ -20,10 +20,12 @@ namespace quorel {
 
 class DeveloperSettings;
 
+// How an engine is to be made; nothing can be set at present.
 struct QUOREL_VISIBLE THEOplayerConfiguration {
     bool operator==(const THEOplayerConfiguration&) const = default;
 };
 
+// Makes a configuration.
 class QUOREL_VISIBLE THEOplayerConfigurationBuilder {
 public:
     THEOplayerConfiguration build() const { return {}; }
@@ -67,6 +69,7 @@ public:
 
     // Shows the picture inside `view`, behind its other subviews; called again, it moves the picture there.
     virtual void addAsSubview(const std::shared_ptr<ui::View>& view) = 0;
+    // Where the picture stands in that view, and its own coordinates, in points.
     virtual ui::Rect frame() const = 0;
     virtual void setFrame(const ui::Rect& frame) = 0;
     virtual ui::Rect bounds() const = 0;
@@ -77,6 +80,7 @@ public:
     // track, READY_STATE_CHANGE(haveNothing) if there was more.
     virtual void setSource(std::optional<SourceDescription> source) = 0;
 
+    // Whether a source plays without a play() as soon as it can.
     virtual bool autoplay() const = 0;
     virtual void setAutoplay(bool autoplay) = 0;
 
@@ -96,7 +100,7 @@ public:
     virtual void setCurrentTime(double time, std::function<void()> completionHandler = {}) = 0;
     virtual std::optional<double> duration() const = 0;  // absent before metadata, infinite for live
 
-    virtual double playbackRate() const = 0;
+    virtual double playbackRate() const = 0;        // 1 for normal speed
     virtual void setPlaybackRate(double rate) = 0;  // 0.1 to 16, clamped; the pitch is kept; not finite: ignored
 
     virtual bool muted() const = 0;
@@ -104,7 +108,8 @@ public:
     virtual double volume() const = 0;          // 0 to 1, whether muted or not
     virtual void setVolume(double volume) = 0;  // clamped; not a number: ignored
 
-    virtual ReadyState readyState() const = 0;
+    virtual ReadyState readyState() const = 0;  // how much of the source is there
+    // The tracks of the source, and its ad breaks; they live as long as the engine.
     virtual TextTrackList& textTracks() = 0;
     virtual Ads& ads() = 0;
     // Null for an engine without manifest interception.
@@ -118,6 +123,7 @@ public:
 class QUOREL_VISIBLE GoogleIMAIntegrationFactory {
 public:
     virtual ~GoogleIMAIntegrationFactory() = default;
+    // For THEOplayer::addIntegration().
     virtual std::shared_ptr<Integration> createIntegration(const std::shared_ptr<THEOplayer>& player,
                                                            const IMASettings& settings) = 0;
 };
@@ -126,6 +132,7 @@ public:
 class QUOREL_VISIBLE EngineFactory {
 public:
     virtual ~EngineFactory() = default;
+    // An engine without a source. `frame` is that of its picture, in points; absent: it fills the view it is shown in.
     virtual std::shared_ptr<THEOplayer> makePlayer(std::optional<ui::Rect> frame,
                                                    const THEOplayerConfiguration& configuration) = 0;
 };

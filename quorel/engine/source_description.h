@@ -19,8 +19,10 @@
 
 namespace quorel {
 
+// How requests to another origin go out. No engine here looks at it.
 enum class CrossOrigin { anonymous, useCredentials };
 
+// A live stream of the ad insertion service, by its asset key.
 struct QUOREL_VISIBLE GoogleDAILiveConfiguration {
     std::string assetKey = {};
     std::string apiKey = {};
@@ -30,6 +32,7 @@ struct QUOREL_VISIBLE GoogleDAILiveConfiguration {
     bool operator==(const GoogleDAILiveConfiguration&) const = default;
 };
 
+// An on-demand stream of the ad insertion service, by its content source and video id.
 struct QUOREL_VISIBLE GoogleDAIVodConfiguration {
     std::string videoID = {};
     std::string contentSourceID = {};
@@ -42,6 +45,7 @@ struct QUOREL_VISIBLE GoogleDAIVodConfiguration {
 
 using ServerSideAdInsertion = std::variant<GoogleDAILiveConfiguration, GoogleDAIVodConfiguration>;
 
+// One stream: its address and what an engine may want to know of it.
 struct QUOREL_VISIBLE TypedSource {
     std::string src = {};   // URL; empty for server-side ad insertion
     std::string type = {};  // MIME type, "application/x-mpegurl" for HLS
@@ -61,7 +65,9 @@ inline TypedSource GoogleDAITypedSource(ServerSideAdInsertion ssai) {
     return source;
 }
 
+// As in the HTML standard (4.8.11.11.1).
 enum class TextTrackKind { subtitles, captions, descriptions, chapters, metadata };
+// Of the file; sideloading converts SRT.
 enum class TextTrackFormat { WebVTT, SRT };
 
 // A subtitle file beside the stream. srcText() is the text it was made from, src() the URL that text parses to.
@@ -111,6 +117,7 @@ private:
 
 using AdDescription = std::variant<GoogleImaAdDescription>;
 
+// A picture that a Cast receiver shows.
 struct QUOREL_VISIBLE ChromecastMetadataImage {
     std::string src = {};
     int width = 0;   // pixels
@@ -118,12 +125,14 @@ struct QUOREL_VISIBLE ChromecastMetadataImage {
     bool operator==(const ChromecastMetadataImage&) const = default;
 };
 
+// How a Cast receiver lays the metadata out.
 enum class ChromecastMetadataType { generic, movie, tvShow };
 
+// What a Cast receiver shows of the content.
 struct QUOREL_VISIBLE ChromecastMetadataDescription {
     std::optional<std::vector<ChromecastMetadataImage>> images = {};
     std::optional<std::string> releaseDate = {};
-    std::optional<int> releaseYear = {};
+    std::optional<int> releaseYear = {};  // as 2024
     std::optional<std::string> title = {};
     std::optional<std::string> subtitle = {};
     std::optional<ChromecastMetadataType> type = {};
@@ -131,6 +140,7 @@ struct QUOREL_VISIBLE ChromecastMetadataDescription {
     bool operator==(const ChromecastMetadataDescription&) const = default;
 };
 
+// What setSource() takes.
 struct QUOREL_VISIBLE SourceDescription {
     TypedSource source = {};
     std::optional<std::vector<std::shared_ptr<const TextTrackDescription>>> textTracks = {};

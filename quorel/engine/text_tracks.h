@@ -19,6 +19,7 @@ enum class TextTrackMode : int { disabled = 0, hidden = 1, showing = 2 };
 
 class QUOREL_VISIBLE TextTrack;
 
+// One cue of a text track. Belongs to its track.
 class QUOREL_VISIBLE TextTrackCue {
 public:
     virtual ~TextTrackCue() = default;
@@ -28,6 +29,7 @@ public:
     virtual std::shared_ptr<TextTrack> track() const = 0;          // null once the track is gone
 };
 
+// What tracks have in common.
 class QUOREL_VISIBLE Track : public EventDispatcher {
 public:
     virtual std::string kind() const = 0;      // "subtitles", "captions", ...

@@ -24,7 +24,7 @@ public:
     explicit Subscription(std::shared_ptr<void> registration) : registration_(std::move(registration)) {}
     Subscription(Subscription&&) = default;
     Subscription& operator=(Subscription&&) = default;
-    void cancel() { registration_ = nullptr; }
+    void cancel() { registration_ = nullptr; }  // the subscriber is not told any more
 
 private:
     std::shared_ptr<void> registration_;
@@ -37,11 +37,13 @@ class QUOREL_VISIBLE Stream {
 public:
     using Function = std::function<void(const Arguments&...)>;
 
+    // Tells `function` until the subscription goes.
     [[nodiscard]] Subscription subscribe(Function function) {
         auto registration = std::make_shared<Function>(std::move(function));
         subscribers_.push_back(registration);
         return Subscription(std::move(registration));
     }
+    // Tells all subscribers, before it returns.
     void send(const Arguments&... arguments) {
         std::erase_if(subscribers_, [](const auto& subscriber) { return subscriber.expired(); });
         const auto due = subscribers_;
@@ -54,6 +56,7 @@ private:
     std::vector<std::weak_ptr<Function>> subscribers_;
 };
 
+// The value, with those who watch it.
 template <class T>
 class QUOREL_VISIBLE Published {
 public:

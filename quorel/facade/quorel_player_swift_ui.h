@@ -26,11 +26,12 @@ struct QUOREL_FACADE_API QuorelPlayerSwiftUI {
     struct Arguments {
         std::optional<std::string> contentId = {};
         bool hideUI = false;
-        double startTime = 0;
+        double startTime = 0;  // seconds
         std::optional<std::string> subtitle = {};
         std::map<std::string, std::string> customImaParams = {};
         std::shared_ptr<PlayerController> controller = nullptr;  // null: a new one is made
     };
+    // The value makes nothing yet; makeUIViewController() does.
     explicit QuorelPlayerSwiftUI(Arguments arguments);
 
     std::optional<std::string> contentId;  // absent: an empty player

@@ -19,6 +19,7 @@ namespace quorel {
 // the first function.
 class QUOREL_FOUNDATION_API SerialQueue final : public Executor {
 public:
+    // The label is for people.
     explicit SerialQueue(std::string label);
     // Waits for the function that is running and drops the rest. Must not be destroyed from its own thread.
     ~SerialQueue() override;
@@ -45,7 +46,8 @@ private:
 // A few threads that share one queue; for decoding and other work that must not hold the main thread.
 class QUOREL_FOUNDATION_API BackgroundExecutor final : public Executor {
 public:
-    // `threads` of at least 1; they start with the first function.
+    // `threads` of at least 1. One starts at once, the others when they are needed, if the system gives them. Throws
+    // std::system_error when it does not give the first.
     explicit BackgroundExecutor(unsigned threads = 2);
     // Waits for the functions that are running and drops the rest.
     ~BackgroundExecutor() override;

@@ -18,8 +18,8 @@ public:
 
     std::optional<std::string> value(std::string_view name) const;  // several of one name are joined by ", "
     void set(std::string_view name, std::string_view value);        // replaces all of that name
-    void add(std::string_view name, std::string_view value);
-    void remove(std::string_view name);
+    void add(std::string_view name, std::string_view value);        // behind those of that name
+    void remove(std::string_view name);                             // all of that name
     bool empty() const { return fields_.empty(); }
     const std::vector<Field>& fields() const { return fields_; }
     bool operator==(const HTTPHeaders&) const = default;

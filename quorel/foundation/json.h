@@ -22,6 +22,7 @@
 
 namespace quorel {
 
+// What is wrong with a JSON text or value, and where.
 class QUOREL_FOUNDATION_API JSONError : public Error {
 public:
     enum class Code {
@@ -84,8 +85,9 @@ public:
 
     const JSONValue* find(std::string_view key) const;  // null when absent
     void set(std::string key, JSONValue value);         // replaces in place, or appends
-    std::size_t size() const;
+    std::size_t size() const;                           // number of members
     bool empty() const { return size() == 0; }
+    // The members in their order.
     const Member* begin() const;
     const Member* end() const;
 
@@ -149,6 +151,7 @@ private:
 // half of a surrogate pair are no JSON here. Memory stays proportional to the text.
 QUOREL_FOUNDATION_API JSONValue parseJSON(std::string_view text);
 
+// Without white space, or with line ends and two blanks for each level.
 enum class JSONStyle { compact, pretty };
 // Doubles are written in the shortest form that reads back as the same number, so 12.0 as "12". Throws JSONError
 // (notSerializable). "/" is not escaped; control characters are. Pretty text has a line for each member and

@@ -58,12 +58,14 @@
 
 namespace quorel {
 
+// One coded field: its key and where it stands.
 template <class Struct, class Member>
 struct QUOREL_VISIBLE JSONField {
     std::string_view key;
     Member Struct::*member;
 };
 
+// A struct with QUOREL_JSON_FIELDS in it.
 template <class T>
 concept JSONDescribed = requires {
     T::jsonFields();

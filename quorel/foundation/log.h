@@ -16,6 +16,7 @@
 
 namespace quorel {
 
+// Writes a line; the line end is added.
 QUOREL_FOUNDATION_API void logLine(std::string_view line);
 QUOREL_FOUNDATION_API void logLine(std::initializer_list<std::string_view> items);
 

@@ -19,10 +19,12 @@ namespace quorel {
 // A host posts this one when its application returns to the foreground.
 inline constexpr std::string_view ApplicationDidBecomeActive = "UIApplicationDidBecomeActiveNotification";
 
+// Where observers of names are kept and told.
 class QUOREL_FOUNDATION_API NotificationCenter {
 public:
     using ObserverToken = std::uint64_t;  // never 0
 
+    // Calls `observer` at each posting of `name`, until it is removed.
     ObserverToken addObserver(std::string_view name, std::function<void()> observer);
     // Nothing happens for a token that is unknown or was removed.
     void removeObserver(ObserverToken token);

@@ -54,6 +54,7 @@ public:
 // Functions and timers in one queue ordered by time; what both loops below are made of.
 class QUOREL_FOUNDATION_API TimerQueue {
 public:
+    // Functions that are due at the same moment keep the order in which they were added.
     RunLoop::TimerId add(Duration due, std::function<void()> function);
     // Gives the removed function, so that the caller destroys it where no lock is held.
     std::function<void()> remove(RunLoop::TimerId id);
@@ -106,6 +107,7 @@ private:
 // thread; everything else belongs to the thread that owns the loop, which is the one that made it.
 class QUOREL_FOUNDATION_API ManualRunLoop final : public RunLoop {
 public:
+    // now() begins at 0, the wall clock at the given second.
     explicit ManualRunLoop(double secondsSince1970AtStart = 1'700'000'000.0);
     ~ManualRunLoop() override;
 

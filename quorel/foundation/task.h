@@ -113,6 +113,7 @@ struct QUOREL_VISIBLE TaskPromise<void> : TaskPromiseBase {
 
 }  // namespace detail
 
+// A coroutine that gives a T. Move-only; destroyed before its end, it lets go of all that it holds.
 template <class T = void>
 class [[nodiscard]] QUOREL_VISIBLE Task {
 public:
@@ -244,6 +245,7 @@ private:
     std::optional<Result> result_;
 };
 
+// The awaitable, of an operation that is called once, when it is awaited.
 template <class T, class Operation>
 CompletionAwaiter<T> completionOf(Operation&& operation) {
     return CompletionAwaiter<T>(std::forward<Operation>(operation));

@@ -22,6 +22,7 @@ QUOREL_FOUNDATION_API std::string_view trimmedBlanks(std::string_view text);
 QUOREL_FOUNDATION_API std::string asciiLowercased(std::string_view text);
 QUOREL_FOUNDATION_API bool asciiEqualsIgnoringCase(std::string_view a, std::string_view b);
 
+// Whether splitting gives the empty pieces between two separators.
 enum class EmptyPieces { keep, drop };
 // Views into `text`, cut at each `separator`. With EmptyPieces::keep, n separators give n + 1 pieces.
 QUOREL_FOUNDATION_API std::vector<std::string_view> split(std::string_view text, char separator,

@@ -18,6 +18,7 @@ namespace quorel {
 
 class QUOREL_FOUNDATION_API Timer : public std::enable_shared_from_this<Timer> {
 public:
+    // One firing, or one after each interval.
     enum class Repeats { no, yes };
     using Block = std::function<void(Timer&)>;
 
@@ -43,6 +44,7 @@ public:
     bool isValid() const { return valid_; }
     double interval() const { return secondsFromDuration(interval_); }
 
+    // For scheduled(), which makes them.
     Timer(RunLoop& loop, Duration interval, Repeats repeats, Block block);
     Timer(const Timer&) = delete;
     Timer& operator=(const Timer&) = delete;

@@ -35,7 +35,9 @@ public:
     // RFC 3986 2.3.
     static const CharacterSet unreserved;
 
+    // Whether the byte stays as it is. False beyond ASCII.
     constexpr bool contains(unsigned char c) const { return c < 128 && ((bits_[c >> 6] >> (c & 63)) & 1) != 0; }
+    // The ASCII characters of `members`; others are passed over.
     constexpr explicit CharacterSet(std::string_view members) {
         for (const char c : members) {
             const auto u = static_cast<unsigned char>(c);
@@ -47,10 +49,12 @@ private:
     std::uint64_t bits_[2] = {0, 0};
 };
 
+// Every byte that is not in `allowed` as %XX.
 QUOREL_FOUNDATION_API std::string addingPercentEncoding(std::string_view text, const CharacterSet& allowed);
 // Absent when a "%" is not followed by two hexadecimal digits, or when the result is not valid UTF-8. "+" stays.
 QUOREL_FOUNDATION_API std::optional<std::string> removingPercentEncoding(std::string_view text);
 
+// One "name=value" of a query.
 struct QUOREL_VISIBLE URLQueryItem {
     std::string name;                  // as plain text, percent encoding removed
     std::optional<std::string> value;  // absent for "name" without "="
@@ -109,13 +113,14 @@ private:
 class QUOREL_FOUNDATION_API URLComponents {
 public:
     URLComponents() = default;
+    // The parts of that URL.
     explicit URLComponents(const URL& url);
     static std::optional<URLComponents> parse(std::string_view text);  // as URL::parse
 
     std::optional<std::string> scheme;
     std::optional<std::string> percentEncodedUserInfo;
     std::optional<std::string> percentEncodedHost;
-    std::optional<std::uint16_t> port;
+    std::optional<std::uint16_t> port;  // 0 to 65535
     std::string percentEncodedPath;
     std::optional<std::string> percentEncodedQuery;
     std::optional<std::string> percentEncodedFragment;

@@ -25,10 +25,11 @@ namespace quorel {
 class QUOREL_VISIBLE UrlProtocolClient {
 public:
     virtual ~UrlProtocolClient() = default;
+    // Before the data; once.
     virtual void didReceiveResponse(URLResponse response) = 0;
-    virtual void didLoad(std::string_view data) = 0;
+    virtual void didLoad(std::string_view data) = 0;  // appends to the body
     virtual void didFail(const URLError& error) = 0;  // counts as the end
-    virtual void didFinishLoading() = 0;
+    virtual void didFinishLoading() = 0;              // the body is whole
 };
 
 // A way to answer requests, asked before the network. Its functions are called on the session's thread, which

@@ -37,6 +37,7 @@ struct QUOREL_VISIBLE URLRequest {
     std::map<std::string, std::string> properties;
 };
 
+// What came back, without its body.
 struct QUOREL_VISIBLE URLResponse {
     URL url;                        // where the reply came from, redirects followed
     std::optional<int> statusCode;  // absent when the reply is not an HTTP reply
@@ -45,6 +46,7 @@ struct QUOREL_VISIBLE URLResponse {
     bool isHTTP() const { return statusCode.has_value(); }
 };
 
+// A whole reply: the body as it came, and the rest.
 struct QUOREL_VISIBLE DataAndResponse {
     std::string data;
     URLResponse response;

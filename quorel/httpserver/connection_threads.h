@@ -1,6 +1,7 @@
-// Threads for functions that block: as many as there are functions at once, kept for a while for the next ones.
+// Private to this room. Threads for functions that block: as many as there are functions at once, kept for a while for
+// the next ones.
 //
-// Private to the room. Any thread. No destructor waits for a function: the threads own what they share.
+// Any thread. No destructor waits for a function: the threads own what they share.
 #pragma once
 
 #include <functional>

@@ -16,6 +16,7 @@
 
 namespace quorel::http {
 
+// Why a request cannot be read; its connection ends without an answer.
 class QUOREL_HTTPSERVER_API HttpParserError : public Error {
 public:
     enum class Code {

@@ -82,6 +82,7 @@ public:
     static HttpResponseBody htmlBody(std::string text);  // wrapped in <html><meta charset="UTF-8"><body>
     static HttpResponseBody text(std::string text);      // no content type
     static HttpResponseBody text(SharedText text);
+    // Bytes as they are, under this content type or none.
     static HttpResponseBody data(std::vector<std::uint8_t> bytes, std::optional<std::string> contentType = {});
     static HttpResponseBody data(SharedBytes bytes, std::optional<std::string> contentType = {});
     // The text that `function` makes of `value` when the answer is written.

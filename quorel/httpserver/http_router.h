@@ -26,6 +26,7 @@
 
 namespace quorel::http {
 
+// What a lookup found.
 struct QUOREL_VISIBLE HttpRouteMatch {
     // Captured segments by key with colon. Branches of the search that failed may have left theirs too.
     HttpParams params;

@@ -21,6 +21,7 @@
 
 namespace quorel::http {
 
+// Where a server is in its life.
 enum class HttpServerIOState : std::int32_t { starting = 0, running = 1, stopping = 2, stopped = 3 };
 
 // How urgent the work of a server's threads is, lowest first. Linux lets an unprivileged thread lower its priority
@@ -28,6 +29,7 @@ enum class HttpServerIOState : std::int32_t { starting = 0, running = 1, stoppin
 // process.
 enum class QualityOfService { background, utility, standard, userInitiated, userInteractive };
 
+// Hears of connections that are not HTTP any more.
 class QUOREL_VISIBLE HttpServerIODelegate {
 public:
     virtual ~HttpServerIODelegate() = default;

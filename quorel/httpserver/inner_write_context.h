@@ -1,7 +1,7 @@
-// Writes a response's head and body to a socket so that the head leaves together with the beginning of the body:
-// two small segments in a row would make the second wait for the peer's delayed acknowledgement.
+// Private to this room. Writes a response's head and body to a socket so that the head leaves together with the
+// beginning of the body: two small segments in a row would make the second wait for the peer's delayed acknowledgement.
 //
-// Private to the room; belongs to the thread that responds.
+// Belongs to the thread that responds.
 #pragma once
 
 #include <memory>

@@ -1,8 +1,6 @@
-// The server's notion of a line's text: bytes above 13 are Latin-1 characters, the rest (line ends, tabs, NUL) is
-// left out. Latin-1 is what RFC 9110 5.5 says a field value was in former times; it makes every byte sequence
-// text.
-//
-// Private to the room.
+// Private to this room. The server's notion of a line's text: bytes above 13 are Latin-1 characters, the rest (line
+// ends, tabs, NUL) is left out. Latin-1 is what RFC 9110 5.5 says a field value was in former times; it makes every
+// byte sequence text.
 #pragma once
 
 #include <string>

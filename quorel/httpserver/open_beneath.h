@@ -1,6 +1,6 @@
-// Opens a file below a directory and nowhere else.
+// Private to this room. Opens a file below a directory and nowhere else.
 //
-// Private to the room. Any thread.
+// Any thread.
 #pragma once
 
 #include <sys/types.h>

@@ -28,6 +28,7 @@
 
 namespace quorel::http {
 
+// Which operation of a socket failed.
 class QUOREL_HTTPSERVER_API SocketError : public Error {
 public:
     enum class Code {
@@ -55,6 +56,7 @@ private:
     std::string message_;
 };
 
+// The system's word for what went wrong.
 struct QUOREL_HTTPSERVER_API Errno {
     // The text of strerror(3) for the calling thread's errno.
     static std::string description();
@@ -136,6 +138,7 @@ public:
     bool operator==(const Socket& other) const { return socketFileDescriptor_ == other.socketFileDescriptor_; }
 
 protected:
+    // take: as recv(2); peek: the bytes stay; takePeeked: those that peek has just shown.
     enum class Receive { take, peek, takePeeked };
     // The transport, as one seam for sockets that are scripted: results and errno as in recv(2) and sendmsg(2).
     virtual ssize_t receive(std::span<std::uint8_t> buffer, Receive how);

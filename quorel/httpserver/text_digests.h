@@ -16,10 +16,11 @@
 
 namespace quorel::http {
 
+// The digest as bytes.
 struct QUOREL_HTTPSERVER_API SHA1 {
     using Digest = std::array<std::uint8_t, 20>;
 
-    static Digest hash(std::span<const std::uint8_t> bytes);
+    static Digest hash(std::span<const std::uint8_t> bytes);  // of all bytes
 };
 
 // Of the text's UTF-8 bytes.

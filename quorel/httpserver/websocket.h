@@ -28,6 +28,7 @@ using WebSocketBytesFunction =
     std::function<void(const std::shared_ptr<WebSocketSession>&, std::span<const std::uint8_t>)>;
 using WebSocketFunction = std::function<void(const std::shared_ptr<WebSocketSession>&)>;
 
+// What a route does with its sessions. Each may be left out.
 struct QUOREL_VISIBLE WebSocketFunctions {
     WebSocketTextFunction text = {};      // a whole message; without this function text messages are dropped
     WebSocketBytesFunction binary = {};   // the same

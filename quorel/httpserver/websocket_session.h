@@ -27,6 +27,7 @@ namespace quorel::http {
 
 class QUOREL_VISIBLE WebSocketFrameReader;
 
+// What the peer did against the protocol.
 class QUOREL_HTTPSERVER_API WsError : public Error {
 public:
     enum class Code {
@@ -56,6 +57,7 @@ struct QUOREL_VISIBLE WebSocketLimits {
 
 class QUOREL_HTTPSERVER_API WebSocketSession {
 public:
+    // RFC 6455 5.2.
     enum class OpCode : std::uint8_t {
         continue_ = 0x0,
         close = 0x8,
@@ -64,11 +66,12 @@ public:
         text = 0x1,
         binary = 0x2,
     };
+    // One frame (RFC 6455 5.2).
     struct Frame {
         OpCode opcode = OpCode::close;
         bool fin = false;
-        std::uint8_t rsv1 = 0, rsv2 = 0, rsv3 = 0;
-        std::vector<std::uint8_t> payload;  // unmasked
+        std::uint8_t rsv1 = 0, rsv2 = 0, rsv3 = 0;  // the reserved bits, 0 or 1
+        std::vector<std::uint8_t> payload;          // unmasked
 
         bool operator==(const Frame&) const = default;
     };

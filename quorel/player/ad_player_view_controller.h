@@ -29,6 +29,7 @@ class QUOREL_PLAYER_API AdPlayerViewController final : public ui::ViewController
 public:
     explicit AdPlayerViewController(std::shared_ptr<IMAFactory> service) : service_(std::move(service)) {}
 
+    // The tag to request; absent: requestAds() ends the preroll at once.
     void setVastTagURL(std::optional<std::string> url) { vastTagURL_ = std::move(url); }
     // Called each time the ads end or fail, also before requestAds() returns when there is no tag to request.
     void setOnAdFinished(std::function<void()> callback) { onAdFinished_ = std::move(callback); }

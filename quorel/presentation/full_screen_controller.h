@@ -14,6 +14,7 @@
 
 namespace quorel {
 
+// Presented by the player controller while it is in full screen.
 class QUOREL_PRESENTATION_API FullScreenQuorelController final : public ui::ViewController {
 public:
     // Both are to be set before the view is asked for; a screen without them stops the process.

@@ -13,6 +13,7 @@
 
 namespace quorel {
 
+// The images by their names.
 struct QUOREL_PRESENTATION_API ResourceBundleClass {
     // Absent for a name that is not among the files of resources/.
     static std::optional<ui::Image> image(std::string_view name);

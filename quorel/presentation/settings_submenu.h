@@ -45,8 +45,9 @@ public:
     static std::shared_ptr<SettingsSubmenu> make(std::string title, std::vector<std::string> data,
                                                  std::string selected, OnSelect onSelect);
 
+    // Takes the list away, without a choice.
     void close();
-    static int numberOfSections() { return 1; }
+    static int numberOfSections() { return 1; }  // a list of one section
     std::size_t numberOfRows() const { return data_.size(); }
     const std::vector<std::string>& data() const { return data_; }
     const std::string& selected() const { return selected_; }

@@ -22,10 +22,12 @@ namespace quorel {
 // A row of the panel: a title, and what is chosen.
 class QUOREL_PRESENTATION_API SettingsRow final : public ui::Control {
 public:
+    // A row with its title at the left and what is chosen at the right.
     static std::shared_ptr<SettingsRow> make(std::string title, std::string value);
 
     const std::shared_ptr<ui::Label>& titleLabel() const { return titleLabel_; }
     const std::shared_ptr<ui::Label>& valueLabel() const { return valueLabel_; }
+    // What is chosen, as the viewer reads it.
     void setValue(std::string value);
 
 protected:
@@ -38,6 +40,7 @@ private:
 
 class QUOREL_PRESENTATION_API QuorelPlayerSettingsView final : public ui::View {
 public:
+    // A panel that is not in a tree yet. The engine is held weakly.
     static std::shared_ptr<QuorelPlayerSettingsView> make(const std::shared_ptr<RunLoop>& loop,
                                                           std::function<void()> onClose);
 

@@ -29,6 +29,7 @@ public:
 // replaced. Where the folder cannot be written to, the identifier lives as long as this object.
 class QUOREL_SESSION_API InstallationIdentifier final : public VendorIdentifier {
 public:
+    // `stateFolder` is where the folder "quorel" lies; empty: nothing is kept.
     explicit InstallationIdentifier(std::filesystem::path stateFolder = defaultStateFolder());
 
     // $XDG_STATE_HOME where that is an absolute path, else ~/.local/state (XDG Base Directory Specification 0.8).

@@ -20,6 +20,7 @@ namespace quorel {
 
 // Reply of "players/configuration/<id>".
 struct QUOREL_VISIBLE PlayerConfigModel {
+    // What is played, and the images around it.
     struct Assets {
         std::string hls;        // URL of the HLS multivariant playlist
         std::string thumbnail;  // URL of the image that Cast shows
@@ -38,6 +39,7 @@ struct QUOREL_VISIBLE PlayerConfigModel {
     bool operator==(const PlayerConfigModel&) const = default;
 };
 
+// The images of a live title as the status names them. URLs as text; the colour as "#rrggbb".
 struct QUOREL_VISIBLE StatusAssets {
     std::string thumbnail;
     std::string startSoonScreen;  // URL of the image shown before the stream starts
@@ -48,6 +50,7 @@ struct QUOREL_VISIBLE StatusAssets {
     bool operator==(const StatusAssets&) const = default;
 };
 
+// Which content delivery network a live title is to be played from.
 struct QUOREL_VISIBLE CDN {
     std::string cdn;  // "https://" and the host, without a trailing slash
     bool autoCdn = false;
@@ -62,13 +65,14 @@ struct QUOREL_VISIBLE PlayerStatus {
     bool isLive = false;
     bool isPaused = false;
     bool isShutdown = false;
-    double serverTime = 0;
-    double eventDate = 0;  // when the stream begins, in seconds since 1970-01-01T00:00:00Z
+    double serverTime = 0;  // seconds since 1970-01-01T00:00:00Z; nobody reads it
+    double eventDate = 0;   // when the stream begins, in seconds since 1970-01-01T00:00:00Z
     CDN cdn;
     QUOREL_JSON_FIELDS(PlayerStatus, assets, isLive, isPaused, isShutdown, serverTime, eventDate, cdn)
     bool operator==(const PlayerStatus&) const = default;
 };
 
+// One ad tag and its place.
 struct QUOREL_VISIBLE AdsModel {
     std::optional<std::string> url;     // of the ad tag
     std::optional<std::string> offset;  // when the ad comes: "start", seconds, ...
@@ -76,6 +80,7 @@ struct QUOREL_VISIBLE AdsModel {
     bool operator==(const AdsModel&) const = default;
 };
 
+// Ad tags by the kind of their answer.
 struct QUOREL_VISIBLE AdsGroupModel {
     std::optional<std::vector<AdsModel>> vmap;
     std::optional<std::vector<AdsModel>> googleIMA;
@@ -96,6 +101,7 @@ struct QUOREL_VISIBLE GoogleDAIModel {
     bool operator==(const GoogleDAIModel&) const = default;
 };
 
+// The images of a live title. URLs as text.
 struct QUOREL_VISIBLE QuorelLiveStreamAssets {
     std::string thumbnail;
     std::string startSoonScreen;
@@ -118,6 +124,7 @@ struct QUOREL_VISIBLE LiveStreamDetailModel {
     bool operator==(const LiveStreamDetailModel&) const = default;
 };
 
+// What belongs to an on-demand title. URLs as text.
 struct QUOREL_VISIBLE VideoDetailAssets {
     std::string iframe;
     std::string player;

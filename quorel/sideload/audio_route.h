@@ -10,12 +10,14 @@
 
 namespace quorel {
 
+// The type of a receiver on the network.
 inline constexpr std::string_view AVAudioSessionPortAirPlay = "AirPlay";
 
 // Any thread.
 class QUOREL_VISIBLE AudioRoute {
 public:
     virtual ~AudioRoute() = default;
+    // The types of the outputs in use. Any thread.
     virtual std::vector<std::string> outputPortTypes() const = 0;
 };
 

@@ -54,6 +54,7 @@ public:
     const std::optional<std::string>& manifestData() const { return manifestData_; }
 
 protected:
+    // The session is held weakly.
     PlaylistParser(URL manifestURL, std::weak_ptr<UrlSession> session);
 
     const URIResolution& resolution() const;

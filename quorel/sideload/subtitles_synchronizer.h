@@ -27,6 +27,7 @@
 
 namespace quorel {
 
+// Who gives the file to the engine, and can give it another map.
 class QUOREL_VISIBLE SubtitlesSynchronizerDelegate {
 public:
     virtual ~SubtitlesSynchronizerDelegate() = default;
@@ -34,8 +35,10 @@ public:
     virtual bool setTimestamp(const WebVttTimestamp& timestamp) = 0;
 };
 
+// Not begun, the file is being loaded, the file is there.
 enum class SyncTaskStatus { idle, resolving, resolved };
 
+// How far the measuring of one track has come.
 struct QUOREL_VISIBLE SyncTask {
     std::vector<WebVTTCue> webVtt;
     SyncTaskStatus status = SyncTaskStatus::idle;
@@ -49,6 +52,7 @@ public:
     static std::shared_ptr<SubtitlesSynchronizer> make(const std::shared_ptr<THEOplayer>& player,
                                                        std::shared_ptr<WebVTTParser> parser);
 
+    // Who is told of a map; before the first cue.
     void setDelegate(std::weak_ptr<SubtitlesSynchronizerDelegate> delegate) { delegate_ = std::move(delegate); }
 
     // The map that the track of this label was corrected with. A restarted track asks for its playlist again, and the

@@ -29,6 +29,7 @@ namespace quorel {
 
 class QUOREL_SIDELOAD_API SubtitlesTransformer final : public SubtitlesSynchronizerDelegate {
 public:
+    // A job: which file, of which format, with which map.
     struct Parameters {
         std::string contentUrl;  // absolute
         TextTrackFormat format = TextTrackFormat::WebVTT;
@@ -56,6 +57,7 @@ public:
     std::uint16_t port() const { return port_; }
     int retryAttemptsLeft() const { return retryAttemptsLeft_; }
 
+    // From the system's random source.
     static std::uint16_t systemRandomBits();
     // From 8000 to 49150, each as likely as any other.
     static std::uint16_t drawPort(const RandomBits& randomBits);

@@ -31,6 +31,7 @@ public:
     // Whether the map may be measured while the track plays, and the track be restarted with it, once.
     bool automaticTimestampSyncEnabled = false;
 
+    // Why a file has no map.
     class QUOREL_SIDELOAD_API TimestampError : public Error {
     public:
         enum class Code { timestampNotFound };

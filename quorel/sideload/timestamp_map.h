@@ -14,12 +14,14 @@
 
 namespace quorel {
 
+// The two values of a map, as they are written.
 struct QUOREL_VISIBLE WebVttTimestamp {
     std::optional<std::string> pts;        // in units of 1/90000 second, as text
     std::optional<std::string> localTime;  // "hh:mm:ss.mmm"
     bool operator==(const WebVttTimestamp&) const = default;
 };
 
+// Finds and replaces maps in the text of a file.
 struct QUOREL_SIDELOAD_API TimestampStringUtils {
     TimestampStringUtils() = delete;
 

@@ -14,6 +14,7 @@
 
 namespace quorel {
 
+// Reads scripts of both kinds; writes none.
 class QUOREL_SUBTITLES_API Subtitles::Coder::AdvancedSSA final
     : public SubtitlesLineCoder<Subtitles::Coder::AdvancedSSA> {
 public:

@@ -25,6 +25,7 @@ public:
     bool isASCII() const { return text_.size() == 1; }  // one ASCII code point: CR LF is none
     bool operator==(const Character&) const = default;
 
+    // The usual delimiters.
     static Character comma() { return ','; }
     static Character semicolon() { return ';'; }
     static Character tab() { return '\t'; }
@@ -77,6 +78,7 @@ struct QUOREL_VISIBLE DigitRun {
     std::size_t end;
     std::size_t count;
 };
+// Reads them. An end at `at` means that there is none.
 inline DigitRun decimalDigits(std::string_view text, std::size_t at,
                               std::size_t limit = static_cast<std::size_t>(-1)) {
     DigitRun run{at, 0};

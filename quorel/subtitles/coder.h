@@ -83,6 +83,7 @@ public:
     // With default settings. Case does not matter; a leading period does.
     static std::unique_ptr<SubtitlesCodable> coder(std::string_view fileExtension);
 
+    // A row of the registry: the extension, and how the coder is made.
     struct Entry {
         std::string_view extn;
         std::unique_ptr<SubtitlesCodable> (*Create)();
@@ -101,10 +102,12 @@ public:
     std::string encode(const Subtitles& subtitles, const TextEncoding& encoding) const override;
 };
 
+// The base of a coder with a text form; see above how one is added.
 template <class Derived>
 class QUOREL_VISIBLE SubtitlesLineCoder : public SubtitlesTextCoder {
 public:
     std::string_view fileExtension() const final { return Derived::extn; }
+    // For the registry.
     static std::unique_ptr<SubtitlesCodable> Create() { return std::make_unique<Derived>(); }
 };
 

@@ -25,6 +25,7 @@ public:
 
     // A column: what it holds, and the text of its header. The header is only written; reading goes by the order.
     struct Field {
+        // What a column holds.
         enum class Kind {
             identifier,
             position,            // an integer; anything else reads as absent
@@ -40,6 +41,7 @@ public:
         Kind kind;
         std::string header;
 
+        // A column of each kind.
         static Field identifier(std::string header) { return {Kind::identifier, std::move(header)}; }
         static Field position(std::string header) { return {Kind::position, std::move(header)}; }
         static Field startTime(std::string header) { return {Kind::startTime, std::move(header)}; }
@@ -61,9 +63,11 @@ public:
     Character delimiter;
     std::optional<Character> fieldEscapeCharacter;
     std::optional<Character> commentCharacter;
+    // Lines that are skipped at the start; absent: none.
     std::optional<std::size_t> headerLineCount;
     bool exportColumnHeaders;
 
+    // The arguments are the fields above.
     explicit CSV(std::vector<Field> fields = DefaultFields(), Character delimiter = Character::comma(),
                  std::optional<Character> fieldEscapeCharacter = {},
                  std::optional<Character> commentCharacter = {}, std::optional<std::size_t> headerLineCount = {},

@@ -27,6 +27,7 @@ class QUOREL_SUBTITLES_API SubtitlesCue {
 public:
     using ID = Identifier<SubtitlesCue, UUID>;
 
+    // What a cue is made of.
     struct Fields {
         std::optional<std::string_view> identifier = {};  // a name that the source format carries
         std::optional<std::int64_t> position = {};        // an ordinal number that the source format carries

@@ -17,6 +17,7 @@ namespace quorel {
 
 class QUOREL_SUBTITLES_API CueLookup {
 public:
+    // Takes time in proportion to the number of cues.
     explicit CueLookup(const Subtitles& subtitles);
 
     // The index of what Subtitles::firstCue(t) gives.

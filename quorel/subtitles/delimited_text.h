@@ -47,6 +47,7 @@ public:
     virtual const std::vector<std::vector<std::string>>& records() const = 0;
 };
 
+// What a text looks like.
 struct QUOREL_VISIBLE DecoderOptions {
     Character delimiter = Character::comma();
     // The character behind it stands for itself, in plain and in quoted fields.
@@ -101,6 +102,7 @@ class QUOREL_SUBTITLES_API Decoder : private detail::OwnedText,
                                      public EventDrivenDecoder,
                                      public DelimitedTextData {
 public:
+    // Reads nothing yet; readRecords() does.
     Decoder(std::string text, DecoderOptions options);
 
     std::string_view text() const override { return ownedText; }
@@ -120,6 +122,7 @@ public:
     // Appends to `output`, which must outlive the encoder.
     Encoder(std::string& output, Character delimiter) : output_(output), delimiter_(std::move(delimiter)) {}
 
+    // One more field of the record, and the end of the record.
     void addField(std::string_view field);
     void endRecord();
 
@@ -129,6 +132,7 @@ private:
     bool isFirstField_ = true;
 };
 
+// Both ways in one call each.
 class QUOREL_SUBTITLES_API Coder {
 public:
     // An absent delimiter is the one that detectSeparator finds, or a comma. The other arguments are those of

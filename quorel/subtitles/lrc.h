@@ -19,6 +19,7 @@ public:
     static constexpr std::string_view extn = "lrc";
 
     enum class TimeFormat { minutesSecondsHundredths, minutesSecondsMilliseconds };  // [00:12.34], [00:12.345]
+    // Both, for menus.
     static constexpr std::array allCases{TimeFormat::minutesSecondsHundredths,
                                          TimeFormat::minutesSecondsMilliseconds};
 

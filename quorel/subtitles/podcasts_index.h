@@ -22,10 +22,11 @@ class QUOREL_SUBTITLES_API Subtitles::Coder::PodcastsIndex final
 public:
     static constexpr std::string_view extn = "json";
 
+    // What somebody says between two times, in seconds.
     struct Segment {
         std::optional<std::string> speaker;
         double startTime = 0;  // in seconds, as is the end
-        double endTime = 0;
+        double endTime = 0;    // seconds
         std::string body;
 
         QUOREL_JSON_FIELDS(Segment, speaker, startTime, endTime, body)

@@ -35,9 +35,10 @@ public:
     using Cue = SubtitlesCue;
     class Coder;  // coder.h
 
+    // A cue by its index, and whether the time lies in it (or in front of it).
     struct CueTypeResult {
         bool isInsideCue = false;
-        std::ptrdiff_t cueIndex = 0;
+        std::ptrdiff_t cueIndex = 0;  // into cues(), from 0
 
         bool operator==(const CueTypeResult&) const = default;
     };
@@ -69,6 +70,7 @@ public:
         return encode(*this, fileExtension, encoding);
     }
 
+    // In the order of their start times.
     const std::vector<Cue>& cues() const& { return cues_; }
     std::vector<Cue> cues() && { return std::move(cues_); }  // so that a loop over a temporary's cues is safe
     bool isEmpty() const { return cues_.empty(); }

@@ -79,6 +79,7 @@ QUOREL_SUBTITLES_API std::string encodeText(std::string text, const TextEncoding
 // Without a leading U+FEFF, if there is one.
 QUOREL_SUBTITLES_API std::string_view droppingByteOrderMark(std::string_view text);
 
+// A text in UTF-8, and what it was in.
 struct QUOREL_VISIBLE DetectedText {
     std::string text;  // without its mark
     TextEncoding encoding;

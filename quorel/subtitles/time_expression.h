@@ -20,6 +20,7 @@
 namespace quorel {
 
 struct QUOREL_SUBTITLES_API TimeExpression {
+    // Hours, minutes and seconds, with a fraction, or with frames and their parts.
     struct ClockTime {
         std::int64_t hours = 0;
         std::int64_t minutes = 0;
@@ -30,9 +31,11 @@ struct QUOREL_SUBTITLES_API TimeExpression {
 
         bool operator==(const ClockTime&) const = default;
     };
+    // Hours, minutes, seconds, milliseconds, frames, ticks.
     enum class Metric { h, m, s, ms, f, t };
+    // A number and its metric.
     struct OffsetTime {
-        double value = 0;
+        double value = 0;  // as written
         Metric metric = Metric::s;
 
         bool operator==(const OffsetTime&) const = default;

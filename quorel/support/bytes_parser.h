@@ -19,6 +19,7 @@
 namespace quorel {
 
 struct QUOREL_VISIBLE BytesParser {
+    // Which byte of a number comes first: the most significant one, or the least.
     enum class Endianness { big, little };
 
     static constexpr std::array<std::uint8_t, 1> terminator8{};

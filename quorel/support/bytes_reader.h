@@ -35,6 +35,7 @@ public:
     using Endianness = BytesParser::Endianness;
     using Bytes = std::vector<std::uint8_t>;
     using ReaderError = BytesReaderError;
+    // What an offset counts from.
     enum class Seek { start, end, current };
 
     explicit BytesReader(std::shared_ptr<BytesReaderSource> source) : source_(std::move(source)) {}
@@ -66,6 +67,7 @@ public:
     void seek(std::int64_t offset) { source_->seek(offset); }
     void seek(std::int64_t offset, Seek from);
 
+    // So many bytes, or all that are left.
     std::uint8_t readByte() { return source_->readByte(); }
     Bytes readBytes(std::int64_t count) { return readData(count); }
     Bytes readData(std::int64_t count) { return readIntegers<std::uint8_t>(count, Endianness::big); }
@@ -80,6 +82,7 @@ public:
     // Throws ReaderError (invalidStringEncoding) for a text that is not ASCII.
     void readThroughNextInstanceOfASCII(std::string_view text);
 
+    // Numbers of the type, in the given byte order.
     template <FixedWidthNumber T>
     T readInteger(Endianness endianness) {
         return detail::numberAt<T>(source_->readData(sizeof(T)).data(), endianness);

@@ -19,6 +19,7 @@
 
 namespace quorel {
 
+// Why a read or a seek failed.
 class QUOREL_SUPPORT_API BytesReaderError : public Error {
 public:
     enum class Code {
@@ -41,6 +42,7 @@ class QUOREL_VISIBLE BytesReaderSource {
 public:
     virtual ~BytesReaderSource() = default;
 
+    // Whether a read of one byte would succeed. A stream may block to find out.
     virtual bool hasMoreData() = 0;
     virtual std::int64_t readPosition() const = 0;  // bytes consumed so far
     // The next `count` bytes, good until the next call. A negative count stops the process. Throws BytesReaderError
@@ -112,6 +114,7 @@ private:
 // too early loses what it has read. Memory grows with what arrives, not with what is asked for.
 class QUOREL_SUPPORT_API InputStreamSource final : public BytesReaderSource {
 public:
+    // Opens the stream.
     explicit InputStreamSource(std::shared_ptr<InputStream> stream);
 
     const std::shared_ptr<InputStream>& inputStream() const { return inputStream_; }

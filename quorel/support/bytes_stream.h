@@ -19,11 +19,13 @@
 
 namespace quorel {
 
+// Where bytes come from.
 class QUOREL_SUPPORT_API InputStream {
 public:
     virtual ~InputStream() = default;
 
     virtual bool open() = 0;  // false when there is nothing to read from; once more does nothing
+    // No operation but this one may follow.
     virtual void close() = 0;
     // Whether a read would give something. May block to find out.
     virtual bool hasBytesAvailable() = 0;
@@ -37,6 +39,7 @@ public:
     virtual std::size_t bytesKnown();
 };
 
+// Where bytes go to.
 class QUOREL_SUPPORT_API OutputStream {
 public:
     virtual ~OutputStream() = default;
@@ -53,6 +56,7 @@ public:
     virtual std::vector<std::uint8_t>* memory();
 };
 
+// Bytes that are there already.
 class QUOREL_SUPPORT_API MemoryInputStream final : public InputStream {
 public:
     explicit MemoryInputStream(std::vector<std::uint8_t> bytes) : bytes_(std::move(bytes)) {}
@@ -70,6 +74,7 @@ private:
     bool open_ = false;
 };
 
+// Bytes that are collected.
 class QUOREL_SUPPORT_API MemoryOutputStream final : public OutputStream {
 public:
     bool open() override;

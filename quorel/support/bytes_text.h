@@ -21,6 +21,7 @@
 
 namespace quorel {
 
+// An encoding, by its name.
 class QUOREL_SUPPORT_API StringEncoding {
 public:
     static const StringEncoding ascii, utf8, isoLatin1;  // isoLatin1: ISO 8859-1

@@ -35,6 +35,7 @@ public:
     using Endianness = BytesParser::Endianness;
     using Bytes = std::vector<std::uint8_t>;
 
+    // Why a write failed.
     class QUOREL_SUPPORT_API WriterError : public Error {
     public:
         enum class Code {
@@ -92,6 +93,7 @@ public:
     Bytes data() const;
     Bytes rawBytes() const { return data(); }
 
+    // Bytes as they are.
     std::int64_t writeByte(std::uint8_t byte) { return write({&byte, 1}); }
     std::int64_t writeBytes(std::span<const std::uint8_t> bytes) { return write(bytes); }
     template <std::convertible_to<std::uint8_t>... Byte>
@@ -108,6 +110,7 @@ public:
     void padToFourByteBoundary(std::uint8_t byte = 0) { padToNByteBoundary(4, byte); }
     void padToEightByteBoundary(std::uint8_t byte = 0) { padToNByteBoundary(8, byte); }
 
+    // A number, in the given byte order.
     template <FixedWidthNumber T>
     std::int64_t writeInteger(T value, Endianness endianness) {
         std::uint8_t bytes[sizeof(T)];

@@ -23,6 +23,7 @@ public:
     // something else in every process.
     static std::optional<std::string> knownName(std::string_view name);
 
+    // By the names of iconv; isOpen() says whether it knows both.
     EncodingConverter(std::string_view to, std::string_view from);
     ~EncodingConverter();
     EncodingConverter(const EncodingConverter&) = delete;

@@ -37,6 +37,7 @@
 
 namespace quorel {
 
+// Why a pattern or a search failed.
 class QUOREL_VISIBLE RegexError : public Error {
 public:
     enum class Code {
@@ -58,6 +59,7 @@ private:
 
 class QUOREL_SUPPORT_API Regex {
 public:
+    // How a pattern is read; joined by |.
     enum class Options : std::uint32_t {
         none = 0,
         caseInsensitive = 1 << 0,
@@ -68,6 +70,7 @@ public:
         useUnixLineSeparators = 1 << 5,  // only LF ends a line
         useUnicodeWordBoundaries = 1 << 6,
     };
+    // How a search goes; joined by |.
     enum class MatchingOptions : std::uint32_t {
         none = 0,
         reportProgress = 1 << 0,    // set and cleared by enumerateMatches itself
@@ -79,6 +82,7 @@ public:
         withoutAnchoringBounds = 1 << 4,
     };
 
+    // Byte offsets: from the lower one up to, not including, the upper one.
     struct Range {
         std::size_t lower = 0;
         std::size_t upper = 0;
@@ -105,9 +109,10 @@ public:
     // Throws RegexError (invalidPattern, unsupportedOption).
     explicit Regex(std::string_view pattern, Options options = Options::none);
 
+    // As it was given.
     const std::string& pattern() const;
     Options options() const;
-    std::size_t captureCount() const;
+    std::size_t captureCount() const;  // groups of the pattern
 
     // All searches throw RegexError (limitExceeded), and (invalidText) where a text is made from plain bytes.
     // An absent range means the whole text.
@@ -161,12 +166,14 @@ private:
 constexpr Regex::Options operator|(Regex::Options a, Regex::Options b) {
     return static_cast<Regex::Options>(static_cast<std::uint32_t>(a) | static_cast<std::uint32_t>(b));
 }
+// Whether all bits of `one` are set.
 constexpr bool contains(Regex::Options set, Regex::Options one) {
     return (static_cast<std::uint32_t>(set) & static_cast<std::uint32_t>(one)) != 0;
 }
 constexpr Regex::MatchingOptions operator|(Regex::MatchingOptions a, Regex::MatchingOptions b) {
     return static_cast<Regex::MatchingOptions>(static_cast<std::uint32_t>(a) | static_cast<std::uint32_t>(b));
 }
+// The same.
 constexpr bool contains(Regex::MatchingOptions set, Regex::MatchingOptions one) {
     return (static_cast<std::uint32_t>(set) & static_cast<std::uint32_t>(one)) != 0;
 }
@@ -220,6 +227,7 @@ inline Regex::TextView::TextView(const Text& text) : view_(text.string()) {}
 // that a search allocates nothing.
 class QUOREL_SUPPORT_API Regex::Matcher {
 public:
+    // Takes the memory that a search needs.
     explicit Matcher(const Regex& regex);
     Matcher(Matcher&&) noexcept;
     Matcher& operator=(Matcher&&) noexcept;
@@ -259,11 +267,14 @@ struct QUOREL_SUPPORT_API Regex::Match {
     bool operator==(const Match&) const = default;
 };
 
+// All matches of a search, with the text that they were found in.
 class QUOREL_SUPPORT_API Regex::Matches {
 public:
+    // One match after the other; null behind the last.
     class MatchIterator {
     public:
         explicit MatchIterator(std::span<const Match> matches) : matches_(matches) {}
+        // null behind the last one
         const Match* next() { return offset_ < matches_.size() ? &matches_[offset_++] : nullptr; }
         std::size_t offset() const { return offset_; }
 
@@ -311,11 +322,13 @@ struct QUOREL_SUPPORT_API Regex::Cursor {
     Match match;
 
     Range range() const { return match.range; }
+    // The range in UTF-16 code units of `text`, which is the one that was searched.
     UTF16Range nsRange(std::string_view text) const;
     // "{2, 5} -> '12:30'", for diagnosis.
     std::string describeRange(std::string_view text) const;
 };
 
+// The operations of Regex, text first.
 QUOREL_SUPPORT_API bool hasMatch(Regex::TextView text, const Regex& regex);
 QUOREL_SUPPORT_API Regex::Matches matches(const Regex::Text& text, const Regex& regex);
 // Nothing when `startingAt` is at or past the end of the text.

@@ -26,6 +26,7 @@
 
 namespace quorel {
 
+// The engine events that the controller listens to.
 enum class ListenerName { playing, waiting };
 
 class QUOREL_TELEMETRY_API AnalyticsController : public std::enable_shared_from_this<AnalyticsController> {

@@ -16,6 +16,7 @@
 
 namespace quorel::ui {
 
+// The value at a `part` of the way, 0 to 1.
 inline double between(double from, double to, double part) {
     return from + (to - from) * part;
 }
@@ -24,14 +25,16 @@ inline Rect between(const Rect& from, const Rect& to, double part) {
             between(from.height, to.height, part)};
 }
 
+// The way of a value in time.
 template <class T>
 struct QUOREL_VISIBLE Animation {
     T from{};
     T to{};
-    Duration begin{0};
-    Duration length{0};
+    Duration begin{0};   // on the loop's clock
+    Duration length{0};  // 0: at once
 
     Duration end() const { return begin + length; }
+    // Whether the value has arrived.
     bool isOver(Duration now) const { return now >= end(); }
     // Slow at both ends, as things move that have a weight.
     T at(Duration now) const {

@@ -18,6 +18,7 @@
 
 namespace quorel::ui {
 
+// What a control tells of: pressed, another value, released on it, released elsewhere.
 enum class ControlEvent { touchDown, valueChanged, touchUpInside, touchUpOutside };
 
 // A view that keeps taps to itself: a button, a slider, or whatever shows its subviews and can be pressed.
@@ -47,6 +48,7 @@ public:
     virtual bool keyStep(int direction);
 
 protected:
+    // Each move of a press, and the press itself, in the control's own coordinates.
     virtual void track(Point) {}
     virtual void trackingBegan(Point) {}
 

@@ -14,6 +14,7 @@
 
 namespace quorel::ui {
 
+// One view to draw.
 struct QUOREL_VISIBLE DisplayItem {
     std::shared_ptr<const View> view;
     Rect frame;                // in the root's coordinates, as shown at the moment

@@ -40,6 +40,7 @@ public:
 // A view that shows a source's latest frame, scaled to fit with its proportions kept, black around it.
 class QUOREL_VISIBLE VideoView final : public View {
 public:
+    // Shows that source for its life.
     static std::shared_ptr<VideoView> make(std::shared_ptr<VideoFrameSource> source) {
         auto view = std::make_shared<VideoView>();
         view->source_ = std::move(source);

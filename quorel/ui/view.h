@@ -28,7 +28,7 @@ class QUOREL_UI_API Label;
 // Cast by a view on what lies behind it.
 struct QUOREL_VISIBLE Shadow {
     Color color = Color::black();
-    double opacity = 1;
+    double opacity = 1;  // 0 to 1
     Point offset;
     double radius = 0;  // points; how far it is blurred
     bool operator==(const Shadow&) const = default;
@@ -149,6 +149,7 @@ private:
     std::function<void()> changeCallback_;
 };
 
+// How a text is written.
 struct QUOREL_VISIBLE Font {
     std::string family;  // empty for the host's own
     double size = 14;    // points
@@ -156,8 +157,10 @@ struct QUOREL_VISIBLE Font {
     bool operator==(const Font&) const = default;
 };
 
+// Where a text stands in its frame.
 enum class TextAlignment { left, center, right };
 
+// A view that is a text.
 class QUOREL_UI_API Label : public View {
 public:
     static std::shared_ptr<Label> make() { return std::make_shared<Label>(); }

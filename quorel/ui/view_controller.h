@@ -31,7 +31,9 @@ struct QUOREL_VISIBLE NavigationItem {
 enum class InterfaceOrientation { portrait = 1, portraitUpsideDown = 2, landscapeRight = 3, landscapeLeft = 4 };
 // One bit for each: 1 << its number.
 enum class InterfaceOrientationMask : unsigned { portrait = 2, landscape = 24, all = 30 };
+// How a presented screen comes, where a host can do it.
 enum class ModalTransitionStyle { coverVertical = 0, flipHorizontal = 1, crossDissolve = 2 };
+// How much of the screen it takes.
 enum class ModalPresentationStyle { fullScreen = 0, pageSheet = 1 };
 
 class QUOREL_UI_API ViewController : public std::enable_shared_from_this<ViewController> {
@@ -53,7 +55,9 @@ public:
 
     std::shared_ptr<ViewController> parent() const { return parent_.lock(); }
     const std::vector<std::shared_ptr<ViewController>>& children() const { return children_; }
+    // Moves it from wherever it was; its view is the business of whoever calls.
     void addChild(const std::shared_ptr<ViewController>& child);
+    // Nothing without a parent.
     void removeFromParent();
 
     // Another controller's screen over this one. A host that can show it has a presenter; without one, the presented
@@ -80,9 +84,11 @@ public:
     }
     virtual bool prefersHomeIndicatorAutoHidden() const { return false; }
 
+    // What a navigation bar shows while this controller is the last child of its parent.
     NavigationItem& navigationItem() { return navigationItem_; }
 
 protected:
+    // The view was made, and its place has changed.
     virtual void viewDidLoad() {}
     virtual void viewDidLayoutSubviews() {}
 

@@ -10,6 +10,7 @@ usage: check_docs.py SOURCE_DIRECTORY [--write]
 """
 import pathlib
 import re
+import subprocess
 import sys
 import textwrap
 
@@ -101,7 +102,15 @@ for page in pages():
     if len(CODE.findall(text)) != text.count("```cpp") and name == "docs/cookbook.md":
         problems.append(f"{name}: every block of code stands below the name of its source and region")
 
+def is_public(header):
+    return not header.name.endswith("_private.h") and "Private to this room" not in "".join(header.open().readlines()[:3])
+
+
+headers = [h for top in ("quorel", "engines", "hosts", "sandbox") for h in sorted((ROOT / top).glob("**/*.h")) if is_public(h)]
+silent = subprocess.run([sys.executable, "-B", ROOT / "docs/doxygen/comments.py", "--check", *headers], stdout=subprocess.PIPE, text=True)
+problems += silent.stdout.splitlines()
+
 for problem in problems:
     print(problem)
-print(f"{len(pages())} pages, {len(folders)} rooms, {snippets} pieces of code checked, {len(problems)} problems")
+print(f"{len(pages())} pages, {len(folders)} rooms, {snippets} pieces of code, {len(headers)} headers checked, {len(problems)} problems")
 sys.exit(1 if problems or not snippets else 0)
