@@ -41,7 +41,9 @@
 
 namespace quorel {
 
+// How the engines of a factory behave.
 struct QUOREL_VISIBLE GStreamerOptions {
+    // Where the sound goes.
     enum class Audio {
         automatic,  // the system's sound output; silence in step with the clock where there is none
         none,       // always silence in step with the clock

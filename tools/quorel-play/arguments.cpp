@@ -19,7 +19,7 @@ usage: quorel-play CONTENT_ID [options]
 
 where the title comes from
   --sandbox          start a local backend in this process and play from it (ids: sample, sample-aes,
-                     sample-fmp4, sample-audio, live)
+                     sample-fmp4, sample-audio, live, ads, ...; docs/tools.md has all of them)
   --backend URL      ask the backend at URL, as http://127.0.0.1:8090 of quorel-sandbox
   --token TEXT       the bearer token; needed unless --sandbox is given
   --on-air-after S   with --sandbox: the live title starts soon, and comes on air S seconds after the start

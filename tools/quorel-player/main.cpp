@@ -1,6 +1,6 @@
 // quorel-player: the sandbox's titles in a window.
 //
-//   quorel-player [ID] [--bare] [--size WxH] [--seconds S] [--picture FILE] [--screenshots DIRECTORY [--only NAME]]
+// quorel-player --help says what it takes.
 #include <fmt/format.h>
 
 #include <QCommandLineParser>
@@ -53,6 +53,7 @@ int run(QGuiApplication& app) {
     QCommandLineParser arguments;
     arguments.setApplicationDescription(QStringLiteral("Plays the sandbox's titles in a window."));
     arguments.addHelpOption();
+    arguments.addVersionOption();
     arguments.addPositionalArgument(QStringLiteral("ID"), QStringLiteral("The title to begin with (sample)."));
     arguments.addOption({QStringLiteral("bare"), QStringLiteral("The player alone, without titles and events.")});
     arguments.addOption({QStringLiteral("size"), QStringLiteral("The window's size."), QStringLiteral("WxH")});
@@ -67,7 +68,33 @@ int run(QGuiApplication& app) {
                          QStringLiteral("DIRECTORY")});
     arguments.addOption({QStringLiteral("only"), QStringLiteral("Only this picture."), QStringLiteral("NAME")});
     arguments.addOption({QStringLiteral("silent"), QStringLiteral("Without sound.")});
-    arguments.process(app);
+    const auto usageError = [](const QString& what) {
+        fmt::print(stderr, "quorel-player: {}; see quorel-player --help\n", what.toStdString());
+        return 2;
+    };
+    if (!arguments.parse(app.arguments())) {
+        const QStringList unknown = arguments.unknownOptionNames();
+        return usageError(unknown.isEmpty() ? arguments.errorText()
+                                            : QStringLiteral("there is no option '%1'").arg(unknown.front()));
+    }
+    if (arguments.isSet(QStringLiteral("help"))) {
+        fmt::print("{}", arguments.helpText().toStdString());
+        return 0;
+    }
+    if (arguments.isSet(QStringLiteral("version"))) {
+        fmt::print("quorel-player {}\n", QUOREL_VERSION);
+        return 0;
+    }
+    const QStringList size = arguments.value(QStringLiteral("size")).split(QLatin1Char('x'));
+    const bool hasSize = size.size() == 2 && size[0].toInt() > 0 && size[1].toInt() > 0;
+    if (arguments.isSet(QStringLiteral("size")) && !hasSize) {
+        return usageError(QStringLiteral("--size needs a width and a height, as 1280x760"));
+    }
+    bool isNumber = true;
+    const double seconds = arguments.value(QStringLiteral("seconds")).toDouble(&isNumber);
+    if (arguments.isSet(QStringLiteral("seconds")) && !(isNumber && seconds > 0 && seconds <= 86'400)) {
+        return usageError(QStringLiteral("--seconds needs a number up to 86400"));
+    }
 
     sandbox::Sandbox::Options sandboxOptions;
     if (arguments.isSet(QStringLiteral("media"))) {
@@ -111,10 +138,7 @@ int run(QGuiApplication& app) {
             fmt::print(stderr, "quorel-player: the window cannot be made\n");
             return 1;
         }
-        const QStringList size = arguments.value(QStringLiteral("size")).split(QLatin1Char('x'));
-        if (size.size() == 2 && size[0].toInt() > 0 && size[1].toInt() > 0) {
-            window->resize(size[0].toInt(), size[1].toInt());
-        }
+        if (hasSize) window->resize(size[0].toInt(), size[1].toInt());
         if (takesPictures) {
             const QString error = arguments.isSet(QStringLiteral("picture"))
                                       ? takePicture(*window, arguments.value(QStringLiteral("picture")))
@@ -125,7 +149,7 @@ int run(QGuiApplication& app) {
                 code = 1;
             }
         } else {
-            if (const double seconds = arguments.value(QStringLiteral("seconds")).toDouble(); seconds > 0) {
+            if (seconds > 0) {
                 QTimer::singleShot(static_cast<int>(seconds * 1000), &app, &QCoreApplication::quit);
             }
             code = QGuiApplication::exec();
