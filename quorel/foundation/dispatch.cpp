@@ -1,5 +1,6 @@
 #include "quorel/foundation/dispatch.h"
 
+#include <system_error>
 #include <utility>
 
 #include "quorel/foundation/fatal.h"
@@ -70,7 +71,10 @@ void SerialQueue::work() {
     }
 }
 
-BackgroundExecutor::BackgroundExecutor(unsigned threads) : limit_(threads == 0 ? 1 : threads) {}
+// The first thread is made here, where a system that gives none can still be told of: a function that is posted is run.
+BackgroundExecutor::BackgroundExecutor(unsigned threads) : limit_(threads == 0 ? 1 : threads) {
+    threads_.emplace_back([this] { work(); });
+}
 
 BackgroundExecutor::~BackgroundExecutor() {
     if (isCurrent()) fatal("a background executor was destroyed from one of its own threads");
@@ -87,7 +91,13 @@ void BackgroundExecutor::post(std::function<void()> function) {
     std::lock_guard lock(mutex_);
     if (stopping_) return;
     functions_.push_back(std::move(function));
-    if (idle_ < functions_.size() && threads_.size() < limit_) threads_.emplace_back([this] { work(); });
+    if (idle_ < functions_.size() && threads_.size() < limit_) {
+        try {
+            threads_.emplace_back([this] { work(); });
+        } catch (const std::system_error&) {
+            // Those there are do it.
+        }
+    }
     wake_.notify_one();
 }
 

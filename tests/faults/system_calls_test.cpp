@@ -19,6 +19,7 @@
 #include "tests/faults/failing.h"
 #include "tests/foundation/scripted_server.h"
 #include "tests/httpserver/client.h"
+#include "tests/player/player_fixture.h"
 #include "tests/sideload/media_framework_fixture.h"
 #include "tools/quorel-subtitles/failure.h"
 #include "tools/quorel-subtitles/writing.h"
@@ -290,6 +291,47 @@ TEST_P(SystemCalls, OfASideloadedSubtitle) {
         EXPECT_TRUE(words == "WEBVTT\n\n\n00:00:01.000 --> 00:00:02.000\nOlá\n\n" ||
                     (mayFail && (words == "failed" || words.starts_with("Missing subtitle content. Reason: "))))
             << words;
+    });
+}
+
+// From an id to an engine that plays: it plays, or one error says why not, and the next title plays.
+TEST_P(SystemCalls, OfAPlayer) {
+    std::optional<ScriptedServer> server;
+    {
+        const Unfaulted unfaulted;
+        server.emplace([](std::string_view request) {
+            return ScriptedServer::ok(request.find("/v1/videos/") != request.npos
+                                          ? testing::videoBody()
+                                          : testing::configBody("film", true));
+        });
+    }
+    failEach(GetParam(), [&](const FailingCall& fault) {
+        const auto loop = std::make_shared<ManualRunLoop>();
+        std::optional<Quorel> session;
+        try {
+            session.emplace(PlatformServices::standard(loop, std::make_shared<SimulatedEngineFactory>(loop)));
+        } catch (const std::exception& error) {  // std::system_error of a thread, URLError of a descriptor
+            EXPECT_TRUE(fault.happened()) << error.what();
+            return;
+        }
+        session->initialize("token", std::nullopt, false);
+        QuorelAPI api(*session, server->url("/v1/"));
+        const auto player = QuorelPlayerViewController::make(*session, api);
+        const auto recorder = std::make_shared<testing::Recorder>();
+        player->registerPlayerListener(recorder);
+        const auto plays = [&](const std::string& id) {
+            recorder->take();
+            player->setup(id, false, 0, {}, {});
+            EXPECT_TRUE(loop->drainUntil([&] { return player.use_count() == 1; }));
+            loop->advance(std::chrono::seconds(1));
+            return std::count(recorder->events.begin(), recorder->events.end(), "playing") == 1;
+        };
+        if (!plays("film")) {
+            EXPECT_TRUE(fault.happened() && GetParam() != Way::partial);
+            ASSERT_EQ(recorder->events.size(), 1U);
+            EXPECT_TRUE(recorder->events[0].ends_with("canRetry: false)")) << recorder->events[0];
+            EXPECT_TRUE(plays("other"));
+        }
     });
 }
 

@@ -7,6 +7,7 @@ import os
 import pathlib
 import pty
 import re
+import resource
 import signal
 import struct
 import subprocess
@@ -150,6 +151,23 @@ class Snapshot(unittest.TestCase):
         code, _, summary = play("sample", "--sandbox", "--seconds", "0.2", "--snapshot", "/no/such/place.png")
         self.assertEqual((code, summary["snapshot"]), (1, None))
         self.assertIn("/no/such/place.png", summary["error"])
+
+    def test_on_a_full_disk_costs_no_older_one(self):
+        limit = lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (4096, 4096))
+        with tempfile.TemporaryDirectory() as directory:
+            file = pathlib.Path(directory, "frame.png")
+            file.write_text("precious")
+            command = [PROGRAMS / "quorel-play", "sample", "--sandbox", "--seconds", "0.2", *QUIET, "--json"]
+            done = subprocess.run([*command, "--snapshot", file], capture_output=True, text=True, timeout=120,
+                                  preexec_fn=limit)
+            self.assertEqual(done.returncode, 1, done.stderr)
+            self.assertIn("File too large", json.loads(done.stdout.splitlines()[-1])["error"])
+            self.assertEqual([(entry.name, entry.read_text()) for entry in pathlib.Path(directory).iterdir()],
+                             [("frame.png", "precious")])
+        with open("/dev/full", "w") as full:
+            done = subprocess.run(command, stdout=full, stderr=subprocess.PIPE, text=True, timeout=120)
+        self.assertEqual((done.returncode, done.stderr),
+                         (1, "quorel-play: standard output could not be written whole\n"))
 
 
 class Ads(unittest.TestCase):

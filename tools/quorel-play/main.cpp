@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <csignal>
 #include <cstdio>
 #include <memory>
 
@@ -28,8 +29,13 @@ int main(int argc, char** argv) {
     const auto loop = std::make_shared<RealRunLoop>();
     GStreamerOptions options;
     if (arguments.mute) options.audio = GStreamerOptions::Audio::none;
+    // A file that grows past its limit is an error of the write, not the end of the process.
+    std::signal(SIGXFSZ, SIG_IGN);
     try {
-        return play::play(arguments, loop, makeGStreamerEngineFactory(loop, options), *reporter);
+        const int code = play::play(arguments, loop, makeGStreamerEngineFactory(loop, options), *reporter);
+        if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return code;
+        fmt::print(stderr, "quorel-play: standard output could not be written whole\n");
+        return code != 0 ? code : 1;
     } catch (const Error& error) {
         fmt::print(stderr, "quorel-play: {}\n", error.what());
         return 1;

@@ -5,6 +5,7 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QImage>
+#include <QSaveFile>
 #include <functional>
 
 #include "hosts/qt/player_item.h"
@@ -72,8 +73,11 @@ public:
     }
     bool save(const QString& path) {
         QDir().mkpath(QFileInfo(path).absolutePath());
-        if (!window_.grabWindow().save(path)) return fail(QStringLiteral("cannot write ") + path);
-        return true;
+        // Whole or not at all: a full disk costs no older picture.
+        QSaveFile file(path);
+        const bool isWritten =
+            file.open(QIODevice::WriteOnly) && window_.grabWindow().save(&file, "PNG") && file.commit();
+        return isWritten || fail(QStringLiteral("cannot write %1: %2").arg(path, file.errorString()));
     }
 
 private:
