@@ -158,7 +158,7 @@ def compared(entry):
 
 
 def show(rows):
-    width = min(60, max((len(row["task"]) for row in rows), default=0))
+    width = max((len(row["task"]) for row in rows), default=0)
     print(f"{'':<{width}}  {'SDK':>10}            (how many times better the SDK is than each)")
     for row in rows:
         sdk, limits, others = parts(row)

@@ -29,8 +29,8 @@ UNITS = {"us": 1e-3, "ms": 1.0, "s": 1e3, "m": 60e3}
 # What is asked, its name, the header Connection, and by how many connections.
 CASES = [("small", "13 bytes", "keep-alive", (1, 16, 64, 256)),
          ("large", "64 KiB", "keep-alive", (1, 16, 64, 256)),
-         ("files/film.bin", "a file of 1 MiB", "close", (1, 16, 64)),
-         ("files/film.bin", "a file of 1 MiB, keep-alive where there is", "keep-alive", (16,))]
+         ("files/film.bin", "a 1 MiB file", "close", (1, 16, 64)),
+         ("files/film.bin", "a 1 MiB file, kept alive", "keep-alive", (16,))]
 
 
 def measure(server, path, connection, connections, seconds):

@@ -97,4 +97,4 @@ def prepare(arguments, stack):
     return turn
 
 
-table.main(__doc__, prepare, rounds=3)
+table.main(__doc__, prepare, rounds=2)

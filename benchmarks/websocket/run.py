@@ -5,7 +5,7 @@ Each server answers on loopback in a process of its own; one load client asks th
 messages per second, the 99th percentile of the round trip, and, for 16 sockets, the processor time of the server per
 message. The limit is no server: it receives as many bytes as are sent and sends an answer made beforehand.
 
-    run.py --build build/release [--rounds 3] [--quick] [--json FILE]
+    run.py --build build/release [--rounds 4] [--quick] [--json FILE]
 """
 import os
 import subprocess
@@ -64,4 +64,4 @@ def prepare(arguments, stack):
     return turn
 
 
-table.main(__doc__, prepare, rounds=5)
+table.main(__doc__, prepare, rounds=4)
