@@ -3,6 +3,7 @@
 
 include_guard()
 include(GNUInstallDirs)
+set(QUOREL_GENERATED ${PROJECT_BINARY_DIR}/generated)
 include(QuorelInstall)
 
 add_library(quorel_options INTERFACE)
@@ -39,17 +40,17 @@ else()
 endif()
 
 # quorel_room(foundation [INSTALL] [COMPONENT name] FLOOR 1 SOURCES a.cpp b.cpp [USES engine ui]
-#             [PRIVATE_LIBRARIES CURL::libcurl])
+#             [HEADERS ../a.h] [PUBLIC_LIBRARIES Qt6::Core] [PRIVATE_LIBRARIES CURL::libcurl])
 # makes quorel_foundation with the alias quorel::foundation. USES are rooms of the house, PRIVATE_LIBRARIES
-# third-party ones, which never show in public headers; of a room with INSTALL, which is a component of the
-# installation, they are named as QuorelInstall.cmake says. Users know the room by the name of its component, which is
-# its own if no other is given.
+# third-party ones, which never show in public headers, PUBLIC_LIBRARIES those that do; of a room with INSTALL, which
+# is a component of the installation, they are named as QuorelInstall.cmake says. Its public headers are those of its
+# folder, and HEADERS. Users know the room by the name of its component, which is its own if no other is given.
 #
 # A room with INSTALL is static or shared, as BUILD_SHARED_LIBS says, and exports what its public headers mark with the
 # macro QUOREL_<COMPONENT>_API of the generated export.h (quorel/foundation/visibility.h says when). The others are
 # parts of programs, and always static.
 function(quorel_room name)
-  cmake_parse_arguments(R "INSTALL" "FLOOR;COMPONENT" "SOURCES;USES;PRIVATE_LIBRARIES" ${ARGN})
+  cmake_parse_arguments(R "INSTALL" "FLOOR;COMPONENT" "SOURCES;USES;HEADERS;PUBLIC_LIBRARIES;PRIVATE_LIBRARIES" ${ARGN})
   set(target quorel_${name})
   if(NOT R_COMPONENT)
     set(R_COMPONENT ${name})
@@ -59,6 +60,7 @@ function(quorel_room name)
     quorel_export_header(${target} ${R_COMPONENT})
     set_target_properties(${target} PROPERTIES
       OUTPUT_NAME quorel_${R_COMPONENT}
+      INSTALL_RPATH "$ORIGIN"
       VERSION ${PROJECT_VERSION}
       SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
   else()
@@ -68,7 +70,7 @@ function(quorel_room name)
   if(NOT R_COMPONENT STREQUAL name)
     add_library(quorel::${name} ALIAS ${target})
   endif()
-  target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:quorel_options> ${R_PRIVATE_LIBRARIES})
+  target_link_libraries(${target} PUBLIC ${R_PUBLIC_LIBRARIES} PRIVATE $<BUILD_INTERFACE:quorel_options> ${R_PRIVATE_LIBRARIES})
   set_target_properties(${target} PROPERTIES
     POSITION_INDEPENDENT_CODE ON
     CXX_VISIBILITY_PRESET hidden
@@ -84,12 +86,12 @@ function(quorel_room name)
     target_compile_definitions(${target} PUBLIC __cpp_impl_coroutine=201902L)
   endif()
   if(R_INSTALL)
-    quorel_install_room(${name} USES ${R_USES} PRIVATE_LIBRARIES ${R_PRIVATE_LIBRARIES})
+    quorel_install_room(${target} ${R_COMPONENT} USES ${R_USES} HEADERS ${R_HEADERS}
+                        PUBLIC_LIBRARIES ${R_PUBLIC_LIBRARIES} PRIVATE_LIBRARIES ${R_PRIVATE_LIBRARIES})
   endif()
 endfunction()
 
 # The export.h of a room, which is included as if it stood beside the room's headers.
-set(QUOREL_GENERATED ${PROJECT_BINARY_DIR}/generated)
 function(quorel_export_header target component)
   file(RELATIVE_PATH folder ${PROJECT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR})
   string(TOUPPER QUOREL_${component}_API macro)
@@ -99,7 +101,8 @@ function(quorel_export_header target component)
   if(type STREQUAL "SHARED_LIBRARY")
     if(CMAKE_SYSTEM_NAME STREQUAL "Linux" AND NOT QUOREL_SANITIZE)
       # What the library of another room does not export is missed here, not when an application starts.
-      target_link_options(${target} PRIVATE LINKER:-z,defs)
+      target_link_options(${target} PRIVATE LINKER:-z,defs LINKER:--version-script=${PROJECT_SOURCE_DIR}/cmake/exports.map)
+      set_target_properties(${target} PROPERTIES LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/exports.map)
     endif()
   elseif(NOT QUOREL_STATIC_EXPORTS)
     target_compile_definitions(${target} PUBLIC QUOREL_STATIC)

@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <filesystem>
+#include <system_error>
 #include <utility>
 
 #include "sandbox/backend.h"
@@ -31,7 +33,11 @@ MediaFiles listed(const std::filesystem::path& directory) {
 }  // namespace
 
 std::filesystem::path Sandbox::defaultMediaDirectory() {
-    return QUOREL_SANDBOX_MEDIA;
+    // An installed program has its titles beside it; one in the build has them where they were made.
+    std::error_code none;
+    const auto program = std::filesystem::read_symlink("/proc/self/exe", none);
+    const auto installed = program.parent_path().parent_path() / QUOREL_SANDBOX_INSTALLED_MEDIA;
+    return std::filesystem::exists(installed / "complete", none) ? installed : QUOREL_SANDBOX_MEDIA;
 }
 
 Sandbox::Sandbox() : Sandbox(Options()) {}

@@ -5,6 +5,11 @@
 #include <algorithm>
 #include <cmath>
 
+// A static library's resources are not there by themselves. Q_INIT_RESOURCE wants the global namespace.
+static void initialiseResources() {
+    Q_INIT_RESOURCE(quorel_fonts);
+}
+
 namespace quorel::qt {
 namespace {
 
@@ -14,6 +19,7 @@ constexpr const char* poppinsBold = "Poppins-Bold";
 const QString& boldFamily() {
     static const QString family = [] {
         if (QFontDatabase::families().contains(QLatin1String("Poppins"))) return QStringLiteral("Poppins");
+        initialiseResources();
         const int id = QFontDatabase::addApplicationFont(QStringLiteral(":/quorel/fonts/LeagueSpartan-Bold.otf"));
         const QStringList families = QFontDatabase::applicationFontFamilies(id);
         return families.isEmpty() ? QString() : families.front();

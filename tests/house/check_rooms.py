@@ -37,7 +37,8 @@ def declared_rooms(root):
             uses, key = [], None
             floor = None
             for word in words[1:]:
-                if word in ("INSTALL", "COMPONENT", "SOURCES", "USES", "PRIVATE_LIBRARIES", "FLOOR"):
+                if word in ("INSTALL", "COMPONENT", "SOURCES", "USES", "HEADERS", "PUBLIC_LIBRARIES", "PRIVATE_LIBRARIES",
+                            "FLOOR"):
                     key = word
                 elif key == "USES":
                     uses.append(word)
