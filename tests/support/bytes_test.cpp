@@ -219,6 +219,25 @@ TEST(Bytes, SourcesMoveAndEndAsTheyShould) {
     }
 }
 
+// Of which some lie across the ends of the stream's buffer, and some are larger than it.
+TEST(Bytes, ReadsOfAllSizesGiveAFileInOrder) {
+    Bytes content(300'000);
+    for (std::size_t i = 0; i < content.size(); ++i) content[i] = static_cast<std::uint8_t>(i * 7 + i / 251);
+    const TemporaryFile file;
+    BytesWriter::build(file.url(), [&](BytesWriter& writer) { writer.writeBytes(content); });
+    BytesReader reader(file.url());
+    Bytes read;
+    for (std::int64_t size = 1; reader.hasMoreData(); size = size * 5 % 70'001 + 1) {
+        const auto left = std::ssize(content) - std::ssize(read);
+        const Bytes piece = reader.readBytes(std::min(size, left));
+        read.insert(read.end(), piece.begin(), piece.end());
+        if (left > size) read.push_back(reader.readByte());
+        ASSERT_EQ(reader.readPosition(), std::ssize(read));
+    }
+    EXPECT_EQ(read, content);
+    EXPECT_EQ(readError([&] { reader.readUInt16(big); }), ReadCode::endOfData);
+}
+
 TEST(Bytes, SearchesGoByteByByte) {
     BytesReader reader(bytes("A\0Bab\1\1\1\2rest of it"s));
     EXPECT_EQ(reader.readUpToNextNullByte(), (Bytes{'A', 0}));
