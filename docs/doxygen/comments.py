@@ -21,14 +21,20 @@ SILENT = re.compile(r"^(?:virtual\s+)?~\w+\(|=\s*(?:default|delete)\s*;$|^friend
                     r"|^static_assert|^class\s+\w+;$|^struct\s+\w+;$|^template\s*<[^>]*>\s*(?:class|struct)\s+\w+;$")
 
 
-def prose(text):
-    """Escapes what Doxygen or Markdown would take for a command; what stands in backticks is code already."""
-    return "`".join(piece if i % 2 else SPECIAL.sub(r"\\\1", piece) for i, piece in enumerate(text.split("`")))
+def prose(text, quoted=False):
+    """Escapes what Doxygen or Markdown would take for a command. What stands in backticks or in quotes is taken as it is;
+    quotes may go over lines. Gives whether one is open at the end, too."""
+    out, code = [], False
+    for c in text:
+        code ^= c == "`"
+        quoted ^= c == '"' and not code
+        out.append("\\" + c if SPECIAL.match(c) and not code and not quoted else c)
+    return "".join(out), quoted
 
 
 def markdown(lines):
     """The lines of a comment; those indented by three or more behind an empty line are code."""
-    out, code, after_blank = [], False, True
+    out, code, after_blank, quoted = [], False, True, False
     for line in lines:
         indented = line.startswith("  ") and line.strip()
         if not code and indented and after_blank:
@@ -37,7 +43,11 @@ def markdown(lines):
             continue
         if code and line.strip() and not indented:
             code = False
-        out.append(("code", line) if code else ("text", prose(line)))
+        if code:
+            out.append(("code", line))
+        else:
+            text, quoted = prose(line, quoted and not after_blank)
+            out.append(("text", text))
         after_blank = not line.strip()
     return out
 
@@ -132,6 +142,7 @@ def read(path, check):
     undocumented = []
     group = None               # the comment that stands for the declarations here
     first_of_group = False     # whether nothing has been described by it yet
+    heads_types = False        # whether what it was written for is a type: then it is no function's
     pending = []               # of a comment block: its lines
     trailing_at = -1           # the column of the comment behind the line before
 
@@ -150,7 +161,7 @@ def read(path, check):
         match = COMMENT.match(line)
         if match and scopes[-1] != "code":
             if trailing_at >= 0 and len(match.group(1)) >= trailing_at - 1 and not pending:
-                out.append(" " * trailing_at + "///< " + prose(match.group(2)) if not private[-1] else line)
+                out.append(" " * trailing_at + "///< " + prose(match.group(2))[0] if not private[-1] else line)
                 continue
             trailing_at = -1
             if declarative or scopes[-1] == "enum":
@@ -208,8 +219,8 @@ def read(path, check):
             if kind and whole.startswith("namespace"):
                 pass
             elif had_pending:
-                first_of_group = False
-            elif group is not None and scopes[-1] != "enum":
+                first_of_group, heads_types = False, kind is not None
+            elif group is not None and bool(kind) == heads_types and scopes[-1] != "enum":
                 if first_of_group:
                     first_of_group = False
                 elif comment is None:
@@ -230,7 +241,7 @@ def read(path, check):
                 overloads.add(called.group(1))
             said = group if group is not None else opening if prefix else []
             is_described = " ".join([*said, comment or ""]).strip()
-        out.append(prefix + (code.rstrip() + "  ///< " + prose(comment) if comment is not None and comment
+        out.append(prefix + (code.rstrip() + "  ///< " + prose(comment)[0] if comment is not None and comment
                              and scopes[-1] != "code" and not private[-1] and not TYPE.match((statement + code).strip())
                              else line))
         # What the line opens and closes.

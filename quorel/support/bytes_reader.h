@@ -107,8 +107,9 @@ public:
             all[i] = detail::numberAt<T>(bytes.data() + i * sizeof(T), endianness);
     }
 
-    // One element where no count is given, a vector of them where one is: readUInt32(big), readUInt32(big, 3).
+    // Stands for no count.
     struct One {};
+    // One element where no count is given, a vector of them where one is: readUInt32(big), readUInt32(big, 3).
     template <class Count = One>
     auto readInt16(Endianness e, Count count = {}) {
         return numbers<std::int16_t>(count, e);
