@@ -2,6 +2,7 @@
 
 #include <expat.h>
 
+#include <exception>
 #include <memory>
 
 #include "engines/vast/vast.h"
@@ -29,12 +30,14 @@ public:
         XML_SetElementHandler(parser_.get(), &TreeReader::start, &TreeReader::end);
         XML_SetCharacterDataHandler(parser_.get(), &TreeReader::text);
         XML_SetStartDoctypeDeclHandler(parser_.get(), [](void* self, auto...) {
-            static_cast<TreeReader*>(self)->refuse(VastError::Code::notXML, "it has a document type declaration");
+            auto& reader = *static_cast<TreeReader*>(self);
+            reader.guard([&] { reader.refuse(VastError::Code::notXML, "it has a document type declaration"); });
         });
     }
 
     XmlElement read(std::string_view document) {
         const auto status = XML_Parse(parser_.get(), document.data(), static_cast<int>(document.size()), XML_TRUE);
+        if (failure_) std::rethrow_exception(failure_);
         if (problem_) throw VastError(code_, *problem_);
         if (status != XML_STATUS_OK) {
             throw VastError(VastError::Code::notXML, "line " +
@@ -51,20 +54,37 @@ private:
         XML_StopParser(parser_.get(), XML_FALSE);
     }
 
+    // An exception (out of memory) must not leave through expat, which would then not let go of its own memory.
+    template <class Function>
+    void guard(Function function) noexcept {
+        if (failure_) return;
+        try {
+            function();
+        } catch (...) {
+            failure_ = std::current_exception();
+            XML_StopParser(parser_.get(), XML_FALSE);
+        }
+    }
+
     static void start(void* self, const XML_Char* name, const XML_Char** attributes) {
-        static_cast<TreeReader*>(self)->begin(name, attributes);
+        auto& reader = *static_cast<TreeReader*>(self);
+        reader.guard([&] { reader.begin(name, attributes); });
     }
     static void end(void* self, const XML_Char*) {
         auto& reader = *static_cast<TreeReader*>(self);
-        if (reader.depth_-- > deepestKept) return;
-        XmlElement& element = *reader.open_.back();
-        element.text = std::string(trimmedWhitespaceAndNewlines(element.text));
-        reader.open_.pop_back();
+        reader.guard([&] {
+            if (reader.depth_-- > deepestKept) return;
+            XmlElement& element = *reader.open_.back();
+            element.text = std::string(trimmedWhitespaceAndNewlines(element.text));
+            reader.open_.pop_back();
+        });
     }
     static void text(void* self, const XML_Char* data, int length) {
         auto& reader = *static_cast<TreeReader*>(self);
-        if (reader.depth_ > deepestKept || reader.open_.empty()) return;
-        reader.open_.back()->text.append(data, static_cast<std::size_t>(length));
+        reader.guard([&] {
+            if (reader.depth_ > deepestKept || reader.open_.empty()) return;
+            reader.open_.back()->text.append(data, static_cast<std::size_t>(length));
+        });
     }
 
     void begin(const XML_Char* name, const XML_Char** attributes) {
@@ -89,6 +109,7 @@ private:
     std::size_t nodes_ = 0;
     VastError::Code code_ = VastError::Code::notXML;
     std::optional<std::string> problem_;
+    std::exception_ptr failure_;
 };
 
 }  // namespace

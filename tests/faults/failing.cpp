@@ -111,25 +111,26 @@ void* runThread(void* start) {
     return given->function(given->argument);
 }
 
-void* allocate(std::size_t size) {
-    if (allocationsLeft > 0 && --allocationsLeft == 0) {
-        allocationFailed = true;
-        throw std::bad_alloc();
-    }
-    if (void* const memory = std::malloc(size != 0 ? size : 1)) return memory;
-    throw std::bad_alloc();
+bool allocationFails() {
+    if (allocationsLeft <= 0 || --allocationsLeft > 0) return false;
+    return allocationFailed = true;
 }
 
-void* allocate(std::size_t size, std::align_val_t alignment) {
-    if (allocationsLeft > 0 && --allocationsLeft == 0) {
-        allocationFailed = true;
-        throw std::bad_alloc();
-    }
+void* allocateOrNull(std::size_t size) noexcept {
+    return allocationFails() ? nullptr : std::malloc(size != 0 ? size : 1);
+}
+
+void* allocateOrNull(std::size_t size, std::align_val_t alignment) noexcept {
     void* memory = nullptr;
-    if (posix_memalign(&memory, static_cast<std::size_t>(alignment), size != 0 ? size : 1) != 0) {
-        throw std::bad_alloc();
-    }
-    return memory;
+    if (allocationFails()) return nullptr;
+    return posix_memalign(&memory, static_cast<std::size_t>(alignment), size != 0 ? size : 1) == 0 ? memory
+                                                                                                   : nullptr;
+}
+
+template <class... Alignment>
+void* allocate(std::size_t size, Alignment... alignment) {
+    if (void* const memory = allocateOrNull(size, alignment...)) return memory;
+    throw std::bad_alloc();
 }
 
 }  // namespace
@@ -294,6 +295,18 @@ void* operator new(std::size_t size) {
 }
 void* operator new[](std::size_t size) {
     return quorel::faults::allocate(size);
+}
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    return quorel::faults::allocateOrNull(size);
+}
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+    return quorel::faults::allocateOrNull(size);
+}
+void* operator new(std::size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept {
+    return quorel::faults::allocateOrNull(size, alignment);
+}
+void* operator new[](std::size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept {
+    return quorel::faults::allocateOrNull(size, alignment);
 }
 void* operator new(std::size_t size, std::align_val_t alignment) {
     return quorel::faults::allocate(size, alignment);

@@ -97,7 +97,7 @@ TEST(Hostile, RequestsDoNotHideInBodies) {
 TEST(Hostile, ValuesDoNotBecomeHeaderLines) {
     const auto server = std::make_shared<HttpServer>();
     server->listenAddressIPv4 = "127.0.0.1";
-    const std::string evil("/x\r\nSet-Cookie: a=b\r\n\r\n<script>\0", 36);
+    const std::string evil = std::string("/x\r\nSet-Cookie: a=b\r\n\r\n<script>") + '\0';
     server->get["/redirect"] = [&](HttpRequest&) { return HttpResponse::movedTemporarily(evil); };
     server->get["/raw"] = [&](HttpRequest&) {
         return HttpResponse::raw(200, "OK", HttpHeaders{{"X-Echo", evil}, {evil, "v"}});

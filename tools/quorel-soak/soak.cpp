@@ -56,7 +56,10 @@ struct Journal {
 
     void note(std::string line) {
         const std::lock_guard lock(mutex);
-        if (verbose) fmt::print("    {}\n", line);
+        if (verbose) {
+            fmt::print("    {}\n", line);
+            std::fflush(stdout);
+        }
         last.push_back(std::move(line));
         if (last.size() > 60) last.pop_front();
     }
@@ -233,6 +236,9 @@ private:
         // A load that the backend refuses never comes to its stream, so half of them are spared that.
         if (pick(2) == 0) house.backend.setFault("/v1/*", {});
         house.backend.setChaos({.seed = arguments_.seed ^ round_, .rate = rate, .longestDelay = 2000ms});
+        // Before it begins, for whoever looks at a process that has died in it.
+        fmt::print("{:6.0f} s  round {:4}  {:13}  faults {:4.0f} %  ", elapsed(), round_, title, rate * 100);
+        std::fflush(stdout);
         journal_.note(fmt::format("-- round {}: {}", round_, title));
 
         if (!house.viewer || house.mayHaveScreen || isLive || title == house.lastTitle || pick(3) == 0) {
@@ -262,11 +268,8 @@ private:
         most_.descriptors = std::max(most_.descriptors, vitals.descriptors);
         most_.residentKiB = std::max(most_.residentKiB, vitals.residentKiB);
         most_.heapKiB = std::max(most_.heapKiB, vitals.heapKiB);
-        fmt::print(
-            "{:6.0f} s  round {:4}  {:13}  faults {:4.0f} %  {:7}  threads {:3}  fds {:3}  heap {:4} MiB  rss "
-            "{:4} MiB\n",
-            elapsed(), round_, title, rate * 100, outcome, vitals.threads, vitals.descriptors,
-            vitals.heapKiB / 1024, vitals.residentKiB / 1024);
+        fmt::print("{:7}  threads {:3}  fds {:3}  heap {:4} MiB  rss {:4} MiB\n", outcome, vitals.threads,
+                   vitals.descriptors, vitals.heapKiB / 1024, vitals.residentKiB / 1024);
         std::fflush(stdout);
     }
 
