@@ -34,6 +34,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
 #include "engines/gstreamer/export.h"
 #include "quorel/engine/player.h"
@@ -68,6 +69,10 @@ struct QUOREL_VISIBLE GStreamerOptions {
 
     // Seconds that finding out the reason of a failure may take; 0 for no questions to the server.
     double diagnosisTimeout = 5;
+
+    // PEM file of the trusted issuers of servers; empty for the system's. GStreamer has one such file for a process: that
+    // of the factory made last counts for the media of all. One that cannot be read leaves no server trusted.
+    std::string caFile = {};  // so that a host may name the others alone
 };
 
 // Initialises GStreamer, which reads its plugin registry: some 10 ms, but seconds on the first run after an

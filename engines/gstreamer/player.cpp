@@ -16,8 +16,9 @@ std::string addressOf(const SourceDescription& source) {
 }
 
 // The longest playlists are those of whole days, and have some megabytes; what is larger is none.
-UrlSession::Configuration forPlaylists() {
+UrlSession::Configuration forPlaylists(const GStreamerOptions& options) {
     UrlSession::Configuration configuration;
+    configuration.caFile = options.caFile;
     configuration.maximumBodySize = 16u << 20;
     return configuration;
 }
@@ -25,7 +26,7 @@ UrlSession::Configuration forPlaylists() {
 }  // namespace
 
 Services::Services(std::shared_ptr<RunLoop> mainLoop, const GStreamerOptions& chosen)
-    : loop(std::move(mainLoop)), options(chosen), session(forPlaylists()) {}
+    : loop(std::move(mainLoop)), options(chosen), session(forPlaylists(options)) {}
 
 Player::Player(std::shared_ptr<Services> services)
     : services_(std::move(services)),

@@ -228,7 +228,8 @@ std::shared_ptr<GatewaySession> PlaylistGateway::open(GatewaySource source) {
 }
 
 bool PlaylistGateway::startServer() {
-    if (server_) return true;
+    // A server stops by itself when the process has run out of descriptors, which need not last.
+    if (server_ && server_->operating()) return true;
     auto server = std::make_shared<http::HttpServer>();
     server->listenAddressIPv4 = "127.0.0.1";
     server->get["/:token/:file"] = [sessions = sessions_](http::HttpRequest& request) {
