@@ -20,7 +20,7 @@ std::shared_ptr<QuorelPlayerUI> QuorelPlayerUI::make(const std::shared_ptr<ui::V
                                                      std::vector<PlayerComponent> components,
                                                      std::function<void()> onFullScreen,
                                                      const std::shared_ptr<RunLoop>& loop) {
-    const std::shared_ptr<QuorelPlayerUI> overlay(
+    std::shared_ptr<QuorelPlayerUI> overlay(
         new QuorelPlayerUI(player, std::move(components), std::move(onFullScreen), loop));
     overlay->buildViews();
     overlay->attach(container);

@@ -34,7 +34,7 @@ void SettingsSubmenuCell::layoutSubviews() {
 
 std::shared_ptr<SettingsSubmenu> SettingsSubmenu::make(std::string title, std::vector<std::string> data,
                                                        std::string selected, OnSelect onSelect) {
-    const std::shared_ptr<SettingsSubmenu> submenu(
+    std::shared_ptr<SettingsSubmenu> submenu(
         new SettingsSubmenu(std::move(data), std::move(selected), std::move(onSelect)));
     submenu->build(std::move(title));
     return submenu;

@@ -70,7 +70,7 @@ void SettingsRow::layoutSubviews() {
 
 std::shared_ptr<QuorelPlayerSettingsView> QuorelPlayerSettingsView::make(const std::shared_ptr<RunLoop>& loop,
                                                                          std::function<void()> onClose) {
-    const std::shared_ptr<QuorelPlayerSettingsView> panel(new QuorelPlayerSettingsView(loop, std::move(onClose)));
+    std::shared_ptr<QuorelPlayerSettingsView> panel(new QuorelPlayerSettingsView(loop, std::move(onClose)));
     panel->build();
     return panel;
 }
