@@ -31,6 +31,13 @@ ROOMS = {
     "qt": (["foundation", "ui", "engine", "session", "presentation", "player", "facade"], []),
 }
 
+# Of the system, in the order of static linking.
+SYSTEM = {
+    "gstreamer": ["gstapp-1.0", "gstpbutils-1.0", "gstvideo-1.0", "gstreamer-1.0", "pangocairo-1.0", "pango-1.0", "cairo",
+                  "gio-2.0", "gobject-2.0", "glib-2.0"],
+    "qt": ["Qt6Quick", "Qt6Qml", "Qt6Gui", "Qt6Core"],
+}
+
 
 class QuorelConan(ConanFile):
     name = "quorel"
@@ -85,3 +92,4 @@ class QuorelConan(ConanFile):
             component.requires = below + libraries
             if not self.options.shared:
                 component.defines = ["QUOREL_STATIC"]
+                component.system_libs = SYSTEM.get(room, [])
