@@ -75,7 +75,9 @@ int run(QGuiApplication& app) {
     if (!arguments.parse(app.arguments())) {
         const QStringList unknown = arguments.unknownOptionNames();
         return usageError(unknown.isEmpty() ? arguments.errorText()
-                                            : QStringLiteral("there is no option '%1'").arg(unknown.front()));
+                                            : QStringLiteral("there is no option '%1%2'")
+                                                  .arg(QLatin1String(unknown.front().size() == 1 ? "-" : "--"),
+                                                       unknown.front()));
     }
     if (arguments.isSet(QStringLiteral("help"))) {
         fmt::print("{}", arguments.helpText().toStdString());
