@@ -197,9 +197,9 @@ ResourceLoader::Result GatewaySession::load(const Resource& resource, Clock::tim
 
 std::string GatewaySession::nameOf(const Resource& resource) const {
     if (resource.uri == sourceUri_) return "The stream " + source_;
-    const char* const what = resource.kind == ResourceKind::key     ? "key"
-                             : resource.kind == ResourceKind::media ? "part"
-                                                                    : "playlist";
+    const char* const what = resource.kind == ResourceKind::key        ? "key"
+                             : resource.kind == ResourceKind::playlist ? "playlist"
+                                                                       : "part";
     return fmt::format("The {} {} of the stream {}", what, resource.uri, source_);
 }
 

@@ -69,6 +69,8 @@ public:
             if (!subtitles) addTag(line, ResourceKind::playlist);
         } else if (isTag(line, "#EXT-X-KEY") || isTag(line, "#EXT-X-SESSION-KEY")) {
             addTag(line, ResourceKind::key);
+        } else if (isTag(line, "#EXT-X-MAP") && !findAttribute(line, "BYTERANGE")) {
+            addTag(line, ResourceKind::initialisation);
         } else if (!isTag(line, "#EXT-X-I-FRAME-STREAM-INF")) {
             addTag(line, ResourceKind::media);
         }

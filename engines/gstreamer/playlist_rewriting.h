@@ -12,7 +12,7 @@
 
 namespace quorel::gstreamer {
 
-enum class ResourceKind { playlist, key, media };
+enum class ResourceKind { playlist, key, initialisation, media };
 
 // Gives the address under which the gateway offers a resource.
 using GatewayAddress = std::function<std::string(const std::string& uri, ResourceKind kind)>;
@@ -22,8 +22,9 @@ struct RewrittenPlaylist {
     std::vector<SubtitleRendition> renditions;
 };
 
-// Playlists, keys and whatever has a private scheme go by the gateway; segments and initialisation sections are loaded
-// from where they are. Renditions of subtitles are taken out, and so are playlists of key frames, which nobody plays:
+// Playlists, keys, initialisation sections that are a file of their own, and whatever has a private scheme go by the
+// gateway; segments are loaded from where they are. (An initialisation section whose connection is lost half-way, and
+// which the demuxer of GStreamer 1.22 then loads again, ends the process.) Renditions of subtitles are taken out, and so are playlists of key frames, which nobody plays:
 // the demuxer would fail if one was missing. Absent for a text that is no playlist. `base` is where it came from
 // (RFC 8216 4.1).
 std::optional<RewrittenPlaylist> rewritePlaylist(std::string_view text, const URL& base,

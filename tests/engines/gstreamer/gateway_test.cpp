@@ -22,7 +22,7 @@ TEST(PlaylistRewriting, MakesEveryAddressAbsolute) {
     const auto base = URL::parse("https://cdn.example/a/b/index.m3u8?token=1");
     const auto rewritten = [&](std::string_view text) {
         return gstreamer::rewritePlaylist(text, *base, [](const std::string& uri, gstreamer::ResourceKind kind) {
-            static const char* const names[] = {"P", "K", "M"};
+            static const char* const names[] = {"P", "K", "I", "M"};
             return std::string(names[static_cast<int>(kind)]) + "(" + uri + ")";
         });
     };
@@ -70,14 +70,16 @@ TEST(PlaylistRewriting, MakesEveryAddressAbsolute) {
     const auto media = rewritten(
         "#EXTM3U\n#EXT-X-KEY:METHOD=AES-128,URI=\"key.bin\",IV=0x1\n#EXT-X-MAP:URI=\"init.mp4\",BYTERANGE=\"9@"
         "0\"\n"
-        "#EXTINF:2,URI=\"no tag of ours\"\nseg 1.ts\n#EXTINF:2,\n./seg2.ts?a#b\n#EXTINF:2,\n"
+        "#EXTINF:2,URI=\"no tag of ours\"\nseg "
+        "1.ts\n#EXT-X-MAP:URI=\"b.mp4\"\n#EXTINF:2,\n./seg2.ts?a#b\n#EXTINF:2,\n"
         "#EXT-X-KEY:METHOD=SAMPLE-AES,URI=\"skd://drm\"\nhttp://else.example/w/../x\n#EXTINF:2,\nblob://"
         "1\n#EXT-X-ENDLIST\n");
     ASSERT_TRUE(media);
     EXPECT_EQ(media->text,
               "#EXTM3U\n#EXT-X-KEY:METHOD=AES-128,URI=\"K(https://cdn.example/a/b/key.bin)\",IV=0x1\n"
               "#EXT-X-MAP:URI=\"https://cdn.example/a/b/init.mp4\",BYTERANGE=\"9@0\"\n"
-              "#EXTINF:2,URI=\"no tag of ours\"\nhttps://cdn.example/a/b/seg%201.ts\n#EXTINF:2,\n"
+              "#EXTINF:2,URI=\"no tag of ours\"\nhttps://cdn.example/a/b/seg%201.ts\n"
+              "#EXT-X-MAP:URI=\"I(https://cdn.example/a/b/b.mp4)\"\n#EXTINF:2,\n"
               "https://cdn.example/a/b/seg2.ts?a#b\n#EXTINF:2,\n"
               "#EXT-X-KEY:METHOD=SAMPLE-AES,URI=\"K(skd://drm)\"\nhttp://else.example/x\n#EXTINF:2,\nM(blob://1)\n"
               "#EXT-X-ENDLIST\n");
