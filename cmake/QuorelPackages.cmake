@@ -55,7 +55,7 @@ macro(quorel_package name)
   set(CPACK_DEBIAN_${upper}_PACKAGE_NAME ${name})
   set(CPACK_DEBIAN_${upper}_PACKAGE_SECTION ${P_SECTION})
   set(CPACK_DEBIAN_${upper}_DESCRIPTION
-      "${P_SUMMARY}\nQuorelSDK is a video player that applications embed, and the libraries it is built from.")
+      "${P_SUMMARY}\nQuorelSDK is a video player that applications embed, and the libraries\nit is built from.")
 endmacro()
 
 # quorel_library_package(support SUMMARY "..." ROOMS support BELOW foundation): the libraries of the rooms in one package,
@@ -76,6 +76,7 @@ macro(quorel_library_package name)
   endif()
   quorel_package(libquorel-${name}${version} SUMMARY "${L_SUMMARY}" SECTION libs COMPONENTS ${runtime}
                  DEPENDS ${runtime_below} RECOMMENDS ${L_RECOMMENDS})
+  set(CPACK_DEBIAN_${upper}_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/debian/triggers)
   quorel_package(libquorel-${name}-dev SUMMARY "${L_SUMMARY}: development files" SECTION libdevel COMPONENTS ${dev}
                  DEPENDS ${dev_below} ${L_DEVELOPING})
 endmacro()
