@@ -16,6 +16,7 @@ int main(int count, char** arguments) {
         {"sideloadSubtitles", sideloadSubtitles},
         {"rewritePlaylist", rewritePlaylist},
         {"standBeforeAnEngine", standBeforeAnEngine},
+        {"trustIssuers", trustIssuers},
         {"watchTheNetwork", watchTheNetwork},
         {"loadAURL", loadAURL},
         {"answerRequests", answerRequests},

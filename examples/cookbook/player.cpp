@@ -273,6 +273,17 @@ void standBeforeAnEngine() {
     expect(app.quiet.text().find("engine: No such file.") != std::string::npos, app.quiet.text());
 }
 
+void trustIssuers() {
+    Application app;
+    auto& services = app.services;
+    // [trusted-issuers]
+    UrlSession::Configuration configuration;
+    configuration.caFile = "/etc/example/issuers.pem";
+    services.urlSession = std::make_shared<UrlSession>(configuration);
+    // [/trusted-issuers]
+    expect(services.urlSession != nullptr, "a session; the file is read by its first load over TLS");
+}
+
 void watchTheNetwork() {
     Application app;
     auto& services = app.services;

@@ -19,6 +19,7 @@ void playAds();
 void sideloadSubtitles();
 void rewritePlaylist();
 void standBeforeAnEngine();
+void trustIssuers();
 void watchTheNetwork();
 // network.cpp
 void loadAURL();

@@ -3,8 +3,9 @@
 - every room has its page in docs/rooms, and docs/architecture.md links it;
 - every relative link of a page leads somewhere, to a heading too;
 - every file that a page names in backticks is there;
-- code below a line <!-- FILE: REGION --> is, to the letter, what stands in that source between // [REGION] and
-  // [/REGION]; --write puts it there.
+- C++ and QML stand below a line <!-- FILE: REGION -->, and are, to the letter, what stands in that source between
+  // [REGION] and // [/REGION]; --write puts it there;
+- every public header has words for what it declares (docs/doxygen/comments.py says for what).
 
 usage: check_docs.py SOURCE_DIRECTORY [--write]
 """
@@ -99,8 +100,8 @@ for page in pages():
     written = CODE.sub(checked, text)
     if WRITE and written != text:
         page.write_text(written)
-    if len(CODE.findall(text)) != text.count("```cpp") and name == "docs/cookbook.md":
-        problems.append(f"{name}: every block of code stands below the name of its source and region")
+    if len(CODE.findall(text)) != len(re.findall(r"^```(?:cpp|qml)$", text, re.M)):
+        problems.append(f"{name}: every block of C++ and QML stands below the name of its source and region")
 
 def is_public(header):
     return not header.name.endswith("_private.h") and "Private to this room" not in "".join(header.open().readlines()[:3])
