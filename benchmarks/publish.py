@@ -12,7 +12,7 @@ BEGIN, END = "<!-- figures: written by ./dev bench --publish -->", "<!-- end of 
 
 
 def ratios(entries):
-    return ", ".join(f"{entry['who']} {bold(entry['ratio'])}" for entry in entries if "ratio" in entry) or "-"
+    return "; ".join(f"{entry['who']} {bold(entry['ratio'])}" for entry in entries if "ratio" in entry) or "-"
 
 
 def bold(ratio):

@@ -135,7 +135,7 @@ def ratio_of(ours, theirs, better):
 
 
 def number(value):
-    digits = 0 if abs(value) >= 1000 else 1 if abs(value) >= 100 else 2 if abs(value) >= 1 else 3
+    digits = 0 if abs(value) >= 1000 or value == 0 else 1 if abs(value) >= 100 else 2 if abs(value) >= 1 else 3
     return f"{value:,.{digits}f}"
 
 
