@@ -154,7 +154,7 @@ void followLiveContent() {
     Application app;
     auto player = app.makePlayer(std::make_shared<Screen>());
     player->setup("show", false, 0, std::nullopt, {});
-    expect(app.loop->drainUntil([&] { return player->contentState() != ContentState::idle; }), "it is looked at");
+    app.wait(player);
     // [live-content]
     const auto textFor = [](ContentState state) -> std::string {
         switch (state) {
