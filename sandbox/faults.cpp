@@ -59,8 +59,9 @@ Fault Fault::parse(const std::map<std::string, std::string>& values) {
         } else if (name == "times") {
             fault.times = number(name, value);
         } else if (name == "broken") {
-            const auto found = std::find_if(brokenNames.begin(), brokenNames.end(),
-                                            [&](const auto& entry) { return entry.first == value; });
+            const auto found =
+                std::find_if(brokenNames.begin(), brokenNames.end(),
+                             [&wanted = value](const auto& entry) { return entry.first == wanted; });
             if (found == brokenNames.end()) {
                 throw FaultError(
                     fmt::format("broken must be json, cut, stall, garbage, lie or loop, not '{}'", value));

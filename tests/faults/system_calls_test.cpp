@@ -58,7 +58,7 @@ protected:
         std::string pattern = (fs::temp_directory_path() / "quorel-faults-XXXXXX").string();
         folder = ::mkdtemp(pattern.data());
     }
-    ~SystemCalls() override { fs::remove_all(folder); }
+    void TearDown() override { fs::remove_all(folder); }
 
     static std::string contentOf(const fs::path& file) {
         const Unfaulted unfaulted;

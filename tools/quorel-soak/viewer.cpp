@@ -6,7 +6,7 @@
 namespace quorel::soak {
 
 std::shared_ptr<Viewer> Viewer::make(Tell tell) {
-    const std::shared_ptr<Viewer> viewer(new Viewer(std::move(tell)));
+    std::shared_ptr<Viewer> viewer(new Viewer(std::move(tell)));
     viewer->player_ = QuorelPlayerViewController::make();
     viewer->player_->registerPlayerListener(viewer);
     viewer->player_->layoutIn({0, 0, 640, 360});
