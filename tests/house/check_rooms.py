@@ -1,5 +1,6 @@
 """Holds every #include against the rooms: a room sees only the rooms its CMakeLists.txt names (and what those
-see), none on a higher floor, and third-party headers stay inside the rooms that own them.
+see), none on a higher floor, and third-party headers stay inside the rooms that own them. Public types say whether
+shared libraries export them (quorel/foundation/visibility.h).
 
 A header that begins with "// Private to this room" is included by its own room only, and may show third-party
 headers; all others are public.
@@ -23,6 +24,7 @@ OWNERS = [
     (r"gst/|glib|gio/", ["engines/gstreamer/"]),
     (r"Q[A-Z]\w+$|QtCore|QtQuick|QtGui", ["hosts/qt/"]),
 ]
+UNMARKED_TYPE = re.compile(r"(class|struct) (?!std::)(\[\[\w+\]\] )?(?!QUOREL_)[\w:]+( final)?( :(?!:)| \{)")
 THIRD_PARTY_IN_PUBLIC_HEADERS_OF = re.compile(r"^(boost|curl|simdjson|pcre2|expat|uchardet|utf8proc|gst|glib|png|openssl)")
 
 
@@ -84,6 +86,9 @@ def main():
             where = source.relative_to(root).as_posix()
             checked += 1
             for number, line in enumerate(source.read_text(errors="replace").splitlines(), 1):
+                if (source.suffix == ".h" and not where.startswith("sandbox/") and UNMARKED_TYPE.match(line)
+                        and not is_private(source) and not where.endswith("_private.h")):
+                    problems.append(f"{where}:{number}: a public type is marked with QUOREL_..._API or QUOREL_VISIBLE")
                 match = re.match(r'\s*#\s*include\s*([<"])([^>"]+)[>"]', line)
                 if not match:
                     continue
