@@ -2,7 +2,10 @@
 
 #include <fmt/format.h>
 
+#include <cstddef>
 #include <utility>
+
+#include "quorel/httpserver/http_request.h"
 
 namespace quorel::sandbox {
 

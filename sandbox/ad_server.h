@@ -6,7 +6,6 @@
 
 #include <deque>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>

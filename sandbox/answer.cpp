@@ -4,8 +4,10 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <cstdio>
 #include <memory>
+#include <span>
 #include <utility>
 
 namespace quorel::sandbox {

@@ -4,11 +4,13 @@
 #include <chrono>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "quorel/foundation/json.h"
+#include "quorel/httpserver/http_request.h"
 #include "quorel/httpserver/http_response.h"
 #include "sandbox/byte_range.h"
 #include "sandbox/faults.h"

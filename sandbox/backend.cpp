@@ -4,9 +4,17 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <map>
+#include <optional>
 #include <utility>
+#include <variant>
 
+#include "quorel/foundation/date.h"
+#include "quorel/foundation/error.h"
+#include "quorel/foundation/http_headers.h"
+#include "quorel/foundation/json.h"
 #include "quorel/foundation/json_coding.h"
+#include "quorel/session/models.h"
 #include "sandbox/control_page.h"
 #include "sandbox/landing_page.h"
 

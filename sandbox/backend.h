@@ -4,6 +4,7 @@
 // while they answer, so it may outlive the Sandbox by a moment. Any thread.
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
@@ -12,6 +13,8 @@
 #include <string>
 #include <vector>
 
+#include "quorel/httpserver/http_request.h"
+#include "quorel/httpserver/http_response.h"
 #include "quorel/httpserver/http_server.h"
 #include "sandbox/ad_server.h"
 #include "sandbox/answer.h"

@@ -1,5 +1,7 @@
 #include "sandbox/landing_page.h"
 
+#include <string_view>
+
 #include <fmt/format.h>
 
 namespace quorel::sandbox {

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstddef>
 
 #include "quorel/foundation/date.h"
 #include "quorel/foundation/text.h"

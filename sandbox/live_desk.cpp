@@ -6,8 +6,11 @@
 #include <array>
 #include <fstream>
 #include <iterator>
+#include <optional>
 #include <utility>
+#include <vector>
 
+#include "quorel/foundation/error.h"
 #include "quorel/foundation/text.h"
 
 namespace quorel::sandbox {

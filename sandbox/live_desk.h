@@ -6,7 +6,6 @@
 #include <map>
 #include <mutex>
 #include <string>
-#include <string_view>
 
 #include "quorel/foundation/json.h"
 #include "sandbox/answer.h"

@@ -2,6 +2,7 @@
 // ever reaches the file system. Immutable after construction; any thread.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <map>

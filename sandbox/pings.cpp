@@ -2,8 +2,10 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <functional>
 #include <utility>
+#include <variant>
 
 #include "quorel/foundation/url.h"
 #include "quorel/foundation/uuid.h"

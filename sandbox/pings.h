@@ -1,14 +1,16 @@
 // What arrives at the analytics ingest endpoint, held against what a ping is.
 #pragma once
 
-#include <cstdint>
+#include <cstddef>
 #include <deque>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "quorel/foundation/http_headers.h"
+#include "quorel/foundation/json.h"
 #include "quorel/foundation/json_coding.h"
 
 namespace quorel::sandbox {

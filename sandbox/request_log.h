@@ -1,11 +1,13 @@
 // What arrived at the sandbox, for tests and for people who want to see what a player asks for. Any thread.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "quorel/foundation/json_coding.h"

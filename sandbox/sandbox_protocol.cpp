@@ -1,9 +1,14 @@
 #include "sandbox/sandbox_protocol.h"
 
 #include <algorithm>
+#include <optional>
+#include <string_view>
 #include <utility>
+#include <variant>
 
+#include "quorel/foundation/error.h"
 #include "quorel/foundation/text.h"
+#include "quorel/foundation/url_error.h"
 #include "quorel/session/quorel_api.h"
 #include "quorel/telemetry/analytics_api.h"
 

@@ -17,6 +17,8 @@
 #include <vector>
 
 #include "quorel/foundation/url.h"
+#include "quorel/foundation/url_protocol.h"
+#include "quorel/foundation/url_request.h"
 #include "quorel/foundation/url_session.h"
 
 namespace quorel::sandbox {

@@ -1,5 +1,9 @@
 #include "sandbox/titles.h"
 
+#include <map>
+#include <string_view>
+
+#include "quorel/foundation/date.h"
 #include "quorel/foundation/text.h"
 
 namespace quorel::sandbox {

@@ -2,6 +2,9 @@
 #include <cmath>
 
 #include "engines/simulated/engine_core.h"
+#include "engines/simulated/script.h"
+#include "engines/simulated/test_picture.h"
+#include "quorel/engine/events.h"
 
 namespace quorel::simulated {
 

@@ -5,6 +5,8 @@
 #include <charconv>
 #include <cmath>
 
+#include "engines/simulated/test_picture.h"
+
 namespace quorel::simulated {
 
 std::string shortestText(double number) {

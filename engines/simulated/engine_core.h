@@ -12,15 +12,28 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <type_traits>
 #include <utility>
 #include <vector>
 
+#include "engines/simulated/event_log.h"
 #include "engines/simulated/one_shot.h"
 #include "engines/simulated/picture_source.h"
 #include "engines/simulated/playback_clock.h"
+#include "engines/simulated/script.h"
 #include "engines/simulated/simulated_engine.h"
 #include "engines/simulated/tracks.h"
+#include "quorel/engine/event_dispatcher.h"
+#include "quorel/engine/events.h"
+#include "quorel/engine/media_framework.h"
+#include "quorel/engine/player.h"
+#include "quorel/engine/source_description.h"
+#include "quorel/engine/text_tracks.h"
+#include "quorel/foundation/run_loop.h"
+#include "quorel/ui/geometry.h"
+#include "quorel/ui/video_view.h"
+#include "quorel/ui/view.h"
 
 namespace quorel::simulated {
 

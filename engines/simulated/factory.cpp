@@ -3,6 +3,11 @@
 #include <variant>
 
 #include "engines/simulated/engine_core.h"
+#include "engines/simulated/script.h"
+#include "quorel/engine/player.h"
+#include "quorel/engine/source_description.h"
+#include "quorel/foundation/run_loop.h"
+#include "quorel/ui/geometry.h"
 
 namespace quorel {
 

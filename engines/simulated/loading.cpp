@@ -1,8 +1,15 @@
 #include <algorithm>
+#include <chrono>
 #include <cmath>
+#include <variant>
 
 #include "engines/simulated/engine_core.h"
 #include "engines/simulated/manifest_request.h"
+#include "engines/simulated/script.h"
+#include "engines/simulated/test_picture.h"
+#include "quorel/engine/events.h"
+#include "quorel/engine/source_description.h"
+#include "quorel/foundation/url.h"
 
 namespace quorel::simulated {
 namespace {

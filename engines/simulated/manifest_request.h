@@ -10,6 +10,9 @@
 
 #include "quorel/engine/media_framework.h"
 #include "quorel/foundation/run_loop.h"
+#include "quorel/foundation/url.h"
+#include "quorel/foundation/url_error.h"
+#include "quorel/foundation/url_request.h"
 
 namespace quorel::simulated {
 

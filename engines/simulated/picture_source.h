@@ -8,6 +8,8 @@
 #include <optional>
 
 #include "engines/simulated/test_picture.h"
+#include "quorel/ui/geometry.h"
+#include "quorel/ui/video_view.h"
 
 namespace quorel::simulated {
 

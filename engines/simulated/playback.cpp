@@ -1,7 +1,11 @@
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 
 #include "engines/simulated/engine_core.h"
+#include "engines/simulated/script.h"
+#include "quorel/engine/events.h"
+#include "quorel/foundation/run_loop.h"
 
 namespace quorel::simulated {
 

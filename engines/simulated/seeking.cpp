@@ -2,6 +2,8 @@
 #include <cmath>
 
 #include "engines/simulated/engine_core.h"
+#include "engines/simulated/script.h"
+#include "quorel/engine/events.h"
 
 namespace quorel::simulated {
 

@@ -4,6 +4,9 @@
 #include <limits>
 #include <utility>
 
+#include "quorel/engine/event_dispatcher.h"
+#include "quorel/engine/events.h"
+
 namespace quorel::simulated {
 namespace {
 

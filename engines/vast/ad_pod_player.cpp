@@ -2,10 +2,15 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cmath>
 #include <utility>
 
+#include "quorel/engine/events.h"
+#include "quorel/engine/source_description.h"
 #include "quorel/ui/control.h"
+#include "quorel/ui/geometry.h"
+#include "quorel/ui/video_view.h"
 
 namespace quorel::vast {
 namespace {

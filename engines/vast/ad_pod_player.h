@@ -13,6 +13,7 @@
 #include "engines/vast/ad_resolver.h"
 #include "engines/vast/beacons.h"
 #include "engines/vast/options.h"
+#include "engines/vast/vast.h"
 #include "quorel/engine/player.h"
 #include "quorel/foundation/run_loop.h"
 #include "quorel/ui/view.h"

@@ -2,9 +2,12 @@
 
 #include <algorithm>
 #include <exception>
+#include <set>
 #include <tuple>
 #include <utility>
+#include <variant>
 
+#include "quorel/foundation/error.h"
 #include "quorel/foundation/url_error.h"
 
 // What is awaited has a name of its own here: GCC 12 destroys some temporaries of a co_await expression twice.

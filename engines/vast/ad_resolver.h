@@ -2,10 +2,9 @@
 // the inline ads at their ends.
 #pragma once
 
-#include <map>
+#include <chrono>
 #include <memory>
 #include <optional>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -14,6 +13,8 @@
 #include "engines/vast/vast.h"
 #include "quorel/foundation/run_loop.h"
 #include "quorel/foundation/task.h"
+#include "quorel/foundation/url.h"
+#include "quorel/foundation/url_request.h"
 #include "quorel/foundation/url_session.h"
 #include "quorel/ui/geometry.h"
 

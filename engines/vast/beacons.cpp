@@ -2,10 +2,12 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cmath>
 
 #include "quorel/foundation/date.h"
 #include "quorel/foundation/text.h"
+#include "quorel/foundation/url_request.h"
 
 namespace quorel::vast {
 namespace {

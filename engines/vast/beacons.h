@@ -13,6 +13,7 @@
 
 #include "engines/vast/vast.h"
 #include "quorel/foundation/run_loop.h"
+#include "quorel/foundation/url.h"
 #include "quorel/foundation/url_session.h"
 
 namespace quorel::vast {

@@ -3,8 +3,13 @@
 #include <limits>
 #include <utility>
 
+#include "engines/vast/ad_resolver.h"
+#include "engines/vast/beacons.h"
 #include "engines/vast/breaks_player.h"
+#include "engines/vast/options.h"
+#include "engines/vast/vast.h"
 #include "quorel/foundation/log.h"
+#include "quorel/foundation/run_loop.h"
 
 namespace quorel::vast {
 namespace {

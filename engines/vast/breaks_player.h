@@ -14,8 +14,14 @@
 #include <vector>
 
 #include "engines/vast/ad_pod_player.h"
+#include "engines/vast/ad_resolver.h"
+#include "engines/vast/vast.h"
 #include "quorel/engine/engine.h"
+#include "quorel/foundation/run_loop.h"
 #include "quorel/foundation/task.h"
+#include "quorel/ui/geometry.h"
+#include "quorel/ui/video_view.h"
+#include "quorel/ui/view.h"
 
 namespace quorel::vast {
 

@@ -1,9 +1,18 @@
 #include "engines/vast/ima_service.h"
 
 #include <algorithm>
+#include <optional>
+#include <string>
 #include <utility>
+#include <variant>
+#include <vector>
 
+#include "engines/vast/ad_resolver.h"
+#include "engines/vast/beacons.h"
+#include "engines/vast/vast.h"
+#include "quorel/foundation/run_loop.h"
 #include "quorel/foundation/task.h"
+#include "quorel/ui/view.h"
 
 namespace quorel::vast {
 namespace {

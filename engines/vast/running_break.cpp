@@ -1,7 +1,11 @@
 #include <utility>
 
+#include "engines/vast/beacons.h"
 #include "engines/vast/breaks_player.h"
+#include "engines/vast/vast.h"
 #include "quorel/foundation/log.h"
+#include "quorel/foundation/run_loop.h"
+#include "quorel/ui/view.h"
 
 namespace quorel::vast {
 

@@ -2,8 +2,11 @@
 
 #include <utility>
 
+#include "engines/vast/ad_resolver.h"
+#include "engines/vast/beacons.h"
 #include "engines/vast/breaks_player.h"
 #include "engines/vast/ima_service.h"
+#include "quorel/ui/geometry.h"
 
 namespace quorel {
 namespace {

@@ -2,6 +2,7 @@
 
 #include <expat.h>
 
+#include <cstddef>
 #include <exception>
 #include <memory>
 

@@ -1,5 +1,6 @@
 #include "quorel/engine/null_services.h"
 
+#include <string>
 #include <utility>
 
 namespace quorel {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 
 #include "quorel/engine/engine.h"
 #include "quorel/engine/export.h"

@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "quorel/engine/player.h"
 #include "quorel/facade/export.h"
 #include "quorel/facade/published.h"
 #include "quorel/player/controller.h"

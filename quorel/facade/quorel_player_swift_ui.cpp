@@ -2,7 +2,10 @@
 
 #include <utility>
 #include <variant>
+#include <vector>
 
+#include "quorel/engine/player.h"
+#include "quorel/facade/published.h"
 #include "quorel/foundation/log.h"
 
 namespace quorel {

@@ -18,6 +18,7 @@
 #include "quorel/facade/export.h"
 #include "quorel/facade/player_controller.h"
 #include "quorel/player/controller.h"
+#include "quorel/player/events.h"
 
 namespace quorel {
 

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "quorel/foundation/text.h"
+#include "quorel/foundation/url.h"
 
 namespace quorel {
 namespace {

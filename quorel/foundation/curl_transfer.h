@@ -4,12 +4,16 @@
 #include <curl/curl.h>
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
+#include "quorel/foundation/http_headers.h"
+#include "quorel/foundation/url_error.h"
+#include "quorel/foundation/url_request.h"
 #include "quorel/foundation/url_session.h"
 
 namespace quorel {

@@ -1,6 +1,7 @@
 #include "quorel/foundation/timer.h"
 
 #include <algorithm>
+#include <chrono>
 #include <utility>
 
 namespace quorel {

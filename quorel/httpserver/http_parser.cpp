@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <map>
 #include <optional>
 #include <span>
 #include <string_view>
+#include <vector>
 
 #include "quorel/foundation/text.h"
 #include "quorel/foundation/url.h"

@@ -1,6 +1,7 @@
 #include "quorel/httpserver/http_request.h"
 
 #include <algorithm>
+#include <cstddef>
 
 #include "quorel/foundation/text.h"
 #include "quorel/foundation/url.h"

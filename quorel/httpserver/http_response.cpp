@@ -1,6 +1,7 @@
 #include "quorel/httpserver/http_response.h"
 
 #include <algorithm>
+#include <map>
 
 #include "quorel/httpserver/http_server.h"
 

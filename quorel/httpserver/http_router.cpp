@@ -1,5 +1,6 @@
 #include "quorel/httpserver/http_router.h"
 
+#include <cstddef>
 #include <functional>
 #include <mutex>
 #include <utility>

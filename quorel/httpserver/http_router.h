@@ -12,7 +12,6 @@
 // lookups.
 #pragma once
 
-#include <map>
 #include <memory>
 #include <optional>
 #include <shared_mutex>

@@ -5,10 +5,13 @@
 #include <atomic>
 #include <csignal>
 #include <exception>
+#include <map>
 #include <mutex>
+#include <string_view>
 #include <unordered_set>
 #include <utility>
 
+#include "quorel/foundation/error.h"
 #include "quorel/foundation/fatal.h"
 #include "quorel/foundation/log.h"
 #include "quorel/foundation/text.h"

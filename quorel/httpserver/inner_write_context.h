@@ -4,8 +4,12 @@
 // Belongs to the thread that responds.
 #pragma once
 
+#include <cstdint>
+#include <cstdio>
 #include <memory>
+#include <span>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "quorel/httpserver/export.h"

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
+#include <string>
 #include <utility>
 
 #include "quorel/foundation/text.h"

@@ -7,7 +7,6 @@
 
 #include <cstdio>
 #include <memory>
-#include <optional>
 #include <string>
 
 #include "quorel/httpserver/export.h"

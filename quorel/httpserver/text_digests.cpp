@@ -7,6 +7,7 @@
 #include <openssl/sha.h>
 
 #include <algorithm>
+#include <cstddef>
 
 namespace quorel::http {
 

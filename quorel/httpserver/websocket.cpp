@@ -1,6 +1,7 @@
 #include "quorel/httpserver/websocket.h"
 
 #include <exception>
+#include <map>
 #include <string>
 #include <utility>
 #include <vector>
@@ -8,6 +9,7 @@
 #include "quorel/foundation/log.h"
 #include "quorel/foundation/text.h"
 #include "quorel/httpserver/http_response.h"
+#include "quorel/httpserver/socket.h"
 #include "quorel/httpserver/text_digests.h"
 
 namespace quorel::http {

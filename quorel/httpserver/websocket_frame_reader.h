@@ -10,6 +10,7 @@
 #include <memory>
 #include <span>
 
+#include "quorel/httpserver/socket.h"
 #include "quorel/httpserver/websocket_session.h"
 
 namespace quorel::http {

@@ -9,6 +9,7 @@
 // read. Reading belongs to one thread: to the one that runs the session, once websocket() has made it.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <limits>

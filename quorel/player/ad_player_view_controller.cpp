@@ -1,6 +1,9 @@
 #include "quorel/player/ad_player_view_controller.h"
 
+#include <vector>
+
 #include "quorel/foundation/log.h"
+#include "quorel/ui/geometry.h"
 
 namespace quorel {
 namespace {

@@ -1,6 +1,8 @@
 // The preroll: an ad before the content, which is held back meanwhile.
+#include "quorel/foundation/url.h"
 #include "quorel/player/ad_player_view_controller.h"
 #include "quorel/player/controller.h"
+#include "quorel/session/platform_services.h"
 
 namespace quorel {
 

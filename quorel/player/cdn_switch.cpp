@@ -1,5 +1,7 @@
 #include "quorel/player/cdn_switch.h"
 
+#include <vector>
+
 #include "quorel/foundation/fatal.h"
 #include "quorel/foundation/text.h"
 

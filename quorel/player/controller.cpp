@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "quorel/foundation/text.h"
+#include "quorel/session/platform_services.h"
 
 namespace quorel {
 

@@ -16,9 +16,9 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "quorel/engine/engine.h"
+#include "quorel/foundation/notification.h"
 #include "quorel/foundation/task.h"
 #include "quorel/foundation/timer.h"
 #include "quorel/player/content_state.h"

@@ -2,9 +2,13 @@
 #include <utility>
 
 #include "quorel/foundation/log.h"
+#include "quorel/foundation/notification.h"
+#include "quorel/foundation/run_loop.h"
 #include "quorel/player/ad_player_view_controller.h"
 #include "quorel/player/controller.h"
 #include "quorel/presentation/full_screen_controller.h"
+#include "quorel/session/platform_services.h"
+#include "quorel/ui/geometry.h"
 
 namespace quorel {
 

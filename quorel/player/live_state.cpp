@@ -6,9 +6,12 @@
 #include <utility>
 
 #include "quorel/foundation/log.h"
+#include "quorel/foundation/run_loop.h"
+#include "quorel/foundation/url.h"
 #include "quorel/player/cdn_switch.h"
 #include "quorel/player/controller.h"
 #include "quorel/player/countdown.h"
+#include "quorel/session/platform_services.h"
 
 namespace quorel {
 

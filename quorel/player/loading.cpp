@@ -2,11 +2,13 @@
 #include <algorithm>
 #include <exception>
 #include <utility>
+#include <variant>
 
 #include "quorel/foundation/error.h"
 #include "quorel/player/ad_list.h"
 #include "quorel/player/controller.h"
 #include "quorel/player/source_assembly.h"
+#include "quorel/session/platform_services.h"
 #include "quorel/sideload/sideload.h"
 
 namespace quorel {

@@ -1,6 +1,8 @@
 #include "quorel/player/query_parameter_merge.h"
 
 #include <algorithm>
+#include <optional>
+#include <string_view>
 #include <utility>
 #include <vector>
 

@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "quorel/player/controller.h"
+#include "quorel/ui/geometry.h"
 
 namespace quorel {
 namespace {

@@ -1,5 +1,7 @@
 // Which text track is shown. currentSubtitle_ holds the wanted language, in lower case where the host gave it and
 // as the engine has it where the viewer chose it; languages are compared as the engine gives them.
+#include <cstddef>
+
 #include "quorel/foundation/text.h"
 #include "quorel/player/controller.h"
 

@@ -1,6 +1,7 @@
 #include "quorel/presentation/full_screen_controller.h"
 
 #include "quorel/foundation/fatal.h"
+#include "quorel/ui/geometry.h"
 
 namespace quorel {
 

@@ -5,6 +5,7 @@
 
 #include "quorel/foundation/fatal.h"
 #include "quorel/presentation/resource_bundle.h"
+#include "quorel/ui/geometry.h"
 
 namespace quorel {
 

@@ -13,6 +13,7 @@
 #include "quorel/foundation/timer.h"
 #include "quorel/presentation/export.h"
 #include "quorel/ui/image_view.h"
+#include "quorel/ui/view.h"
 
 namespace quorel {
 

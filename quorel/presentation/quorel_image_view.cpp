@@ -1,5 +1,10 @@
 #include "quorel/presentation/quorel_image_view.h"
 
+#include <optional>
+#include <variant>
+
+#include "quorel/foundation/url_request.h"
+
 namespace quorel {
 
 std::shared_ptr<QuorelImageView> QuorelImageView::make() {

@@ -9,7 +9,6 @@
 #pragma once
 
 #include <functional>
-#include <limits>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -21,6 +20,7 @@
 #include "quorel/presentation/loading_view.h"
 #include "quorel/presentation/settings_view.h"
 #include "quorel/ui/control.h"
+#include "quorel/ui/geometry.h"
 #include "quorel/ui/view.h"
 #include "quorel/ui/view_controller.h"
 

@@ -1,8 +1,10 @@
 // How the overlay is built and arranged, from the container's bounds and its safe area.
 #include <algorithm>
+#include <cstddef>
 #include <utility>
 
 #include "quorel/presentation/quorel_player_ui.h"
+#include "quorel/ui/geometry.h"
 
 namespace quorel {
 namespace {

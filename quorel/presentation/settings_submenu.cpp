@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "quorel/presentation/settings_layout.h"
+#include "quorel/ui/geometry.h"
 
 namespace quorel {
 

@@ -3,6 +3,7 @@
 // Main run loop's thread only.
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <optional>

@@ -3,11 +3,13 @@
 #include <fmt/format.h>
 
 #include <charconv>
+#include <string_view>
 #include <utility>
 
 #include "quorel/foundation/text.h"
 #include "quorel/foundation/timer.h"
 #include "quorel/presentation/settings_layout.h"
+#include "quorel/ui/geometry.h"
 
 namespace quorel {
 namespace {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <exception>
+#include <string>
 
 #include "quorel/foundation/error.h"
 #include "quorel/session/export.h"

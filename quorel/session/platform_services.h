@@ -13,6 +13,7 @@
 
 #include "quorel/engine/engine.h"
 #include "quorel/foundation/dispatch.h"
+#include "quorel/foundation/executor.h"
 #include "quorel/foundation/notification.h"
 #include "quorel/foundation/run_loop.h"
 #include "quorel/foundation/url_session.h"

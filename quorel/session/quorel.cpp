@@ -8,6 +8,7 @@
 
 #include "quorel/foundation/fatal.h"
 #include "quorel/foundation/log.h"
+#include "quorel/ui/geometry.h"
 
 namespace quorel {
 

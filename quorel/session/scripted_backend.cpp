@@ -1,5 +1,7 @@
 #include "quorel/session/scripted_backend.h"
 
+#include "quorel/foundation/url.h"
+
 namespace quorel {
 
 ScriptedBackend::ScriptedBackend(std::string baseURL) : baseURL_(std::move(baseURL)) {}

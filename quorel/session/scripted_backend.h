@@ -15,10 +15,12 @@
 #include <mutex>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <vector>
 
+#include "quorel/foundation/url_error.h"
+#include "quorel/foundation/url_protocol.h"
+#include "quorel/foundation/url_request.h"
 #include "quorel/foundation/url_session.h"
 #include "quorel/session/export.h"
 

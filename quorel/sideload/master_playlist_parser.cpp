@@ -4,6 +4,7 @@
 
 #include "quorel/foundation/log.h"
 #include "quorel/sideload/connector.h"
+#include "quorel/sideload/hls_line.h"
 #include "quorel/sideload/line_cursor.h"
 #include "quorel/sideload/uri_resolution.h"
 

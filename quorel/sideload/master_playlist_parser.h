@@ -13,9 +13,12 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "quorel/engine/source_description.h"
+#include "quorel/foundation/url.h"
+#include "quorel/foundation/url_session.h"
 #include "quorel/sideload/export.h"
 #include "quorel/sideload/playlist_parser.h"
 

@@ -4,6 +4,7 @@
 #include <variant>
 
 #include "quorel/foundation/text.h"
+#include "quorel/foundation/url_request.h"
 #include "quorel/sideload/uri_resolution.h"
 
 namespace quorel {

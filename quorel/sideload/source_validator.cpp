@@ -1,9 +1,10 @@
 #include "quorel/sideload/source_validator.h"
 
 #include <algorithm>
-#include <string_view>
+#include <string>
 
 #include "quorel/foundation/log.h"
+#include "quorel/foundation/url.h"
 
 namespace quorel {
 namespace {

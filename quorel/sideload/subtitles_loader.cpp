@@ -7,6 +7,7 @@
 
 #include "quorel/foundation/fatal.h"
 #include "quorel/foundation/log.h"
+#include "quorel/foundation/url_error.h"
 #include "quorel/sideload/connector.h"
 #include "quorel/sideload/master_playlist_parser.h"
 #include "quorel/sideload/text_track_description.h"

@@ -19,6 +19,8 @@
 
 #include "quorel/engine/media_framework.h"
 #include "quorel/engine/player.h"
+#include "quorel/engine/source_description.h"
+#include "quorel/foundation/url.h"
 #include "quorel/foundation/url_session.h"
 #include "quorel/sideload/audio_route.h"
 #include "quorel/sideload/export.h"

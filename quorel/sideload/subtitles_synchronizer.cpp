@@ -5,6 +5,10 @@
 #include <cmath>
 #include <utility>
 
+#include "quorel/engine/events.h"
+#include "quorel/engine/source_description.h"
+#include "quorel/foundation/url.h"
+
 namespace quorel {
 namespace {
 

@@ -21,6 +21,7 @@
 
 #include "quorel/engine/media_framework.h"
 #include "quorel/engine/player.h"
+#include "quorel/engine/text_tracks.h"
 #include "quorel/sideload/export.h"
 #include "quorel/sideload/text_track_description.h"
 #include "quorel/sideload/timestamp_map.h"

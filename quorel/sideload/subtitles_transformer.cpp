@@ -3,9 +3,15 @@
 #include <algorithm>
 #include <random>
 #include <utility>
+#include <vector>
 
 #include "quorel/foundation/fatal.h"
 #include "quorel/foundation/log.h"
+#include "quorel/foundation/url.h"
+#include "quorel/httpserver/http_request.h"
+#include "quorel/httpserver/http_response.h"
+#include "quorel/httpserver/http_server_io.h"
+#include "quorel/httpserver/socket.h"
 #include "quorel/sideload/transformation.h"
 
 namespace quorel {

@@ -1,10 +1,13 @@
 #include "quorel/sideload/text_track_description.h"
 
+#include <string_view>
 #include <utility>
 #include <variant>
 
 #include "quorel/foundation/json_coding.h"
 #include "quorel/foundation/text.h"
+#include "quorel/foundation/url.h"
+#include "quorel/foundation/url_request.h"
 
 namespace quorel {
 namespace {

@@ -8,6 +8,8 @@
 
 #include <exception>
 #include <functional>
+#include <optional>
+#include <string>
 
 #include "quorel/engine/source_description.h"
 #include "quorel/foundation/error.h"

@@ -1,5 +1,6 @@
 #include "quorel/sideload/timestamp_map.h"
 
+#include <cstddef>
 #include <vector>
 
 #include "quorel/foundation/log.h"

@@ -1,11 +1,15 @@
 #include "quorel/sideload/transformation.h"
 
+#include <cstddef>
 #include <future>
 #include <utility>
 #include <variant>
 
+#include "quorel/foundation/error.h"
 #include "quorel/foundation/log.h"
 #include "quorel/foundation/text.h"
+#include "quorel/foundation/url.h"
+#include "quorel/foundation/url_error.h"
 #include "quorel/sideload/connector.h"
 #include "quorel/subtitles/srt_to_vtt.h"
 

@@ -10,6 +10,7 @@
 #include <unordered_set>
 
 #include "quorel/engine/source_description.h"
+#include "quorel/foundation/url_request.h"
 #include "quorel/foundation/url_session.h"
 #include "quorel/sideload/timestamp_map.h"
 

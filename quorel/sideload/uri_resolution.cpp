@@ -1,6 +1,7 @@
 #include "quorel/sideload/uri_resolution.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <vector>
 
 #include "quorel/foundation/fatal.h"

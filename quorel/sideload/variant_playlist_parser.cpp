@@ -3,11 +3,13 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cstddef>
 #include <limits>
 #include <utility>
 
 #include "quorel/foundation/log.h"
 #include "quorel/sideload/connector.h"
+#include "quorel/sideload/hls_line.h"
 #include "quorel/sideload/line_cursor.h"
 #include "quorel/sideload/uri_resolution.h"
 

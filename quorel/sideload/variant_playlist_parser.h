@@ -7,10 +7,9 @@
 
 #include <functional>
 #include <memory>
-#include <optional>
-#include <string>
-#include <string_view>
 
+#include "quorel/foundation/url.h"
+#include "quorel/foundation/url_session.h"
 #include "quorel/sideload/export.h"
 #include "quorel/sideload/playlist_parser.h"
 

@@ -1,9 +1,21 @@
 #include "quorel/sideload/web_vtt_parser.h"
 
 #include <array>
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
 #include <utility>
 #include <variant>
+#include <vector>
 
+#include "quorel/foundation/url.h"
+#include "quorel/foundation/url_error.h"
+#include "quorel/foundation/url_request.h"
+#include "quorel/subtitles/coder.h"
+#include "quorel/subtitles/subtitles.h"
+#include "quorel/subtitles/subtitles_error.h"
+#include "quorel/subtitles/time.h"
 #include "quorel/subtitles/vtt.h"
 
 namespace quorel {

@@ -8,6 +8,7 @@
 #include "quorel/subtitles/assa_scanner_private.h"
 #include "quorel/subtitles/cue_room_private.h"
 #include "quorel/subtitles/lines_private.h"
+#include "quorel/subtitles/subtitles_error.h"
 #include "quorel/subtitles/text_blocks_private.h"
 #include "quorel/subtitles/time_parsing.h"
 

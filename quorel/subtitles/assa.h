@@ -9,8 +9,13 @@
 // that says "[Music]" too; an empty line ends a section; commas inside a dialogue's text are lost.
 #pragma once
 
+#include <string>
+#include <string_view>
+
 #include "quorel/subtitles/coder.h"
 #include "quorel/subtitles/export.h"
+#include "quorel/subtitles/subtitles.h"
+#include "quorel/subtitles/text_encoding.h"
 
 namespace quorel {
 

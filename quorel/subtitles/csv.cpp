@@ -8,6 +8,7 @@
 #include "quorel/subtitles/delimited_text.h"
 #include "quorel/subtitles/number_writing_private.h"
 #include "quorel/subtitles/numbers_private.h"
+#include "quorel/subtitles/subtitles_error.h"
 #include "quorel/subtitles/text_blocks_private.h"
 #include "quorel/subtitles/time_parsing.h"
 #include "quorel/subtitles/time_writing_private.h"

@@ -8,14 +8,16 @@
 // Rows and fields are read as delimited_text.h says. A coder is a value; any thread.
 #pragma once
 
-#include <cstdint>
+#include <cstddef>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "quorel/subtitles/character.h"
 #include "quorel/subtitles/coder.h"
 #include "quorel/subtitles/export.h"
+#include "quorel/subtitles/subtitles.h"
 
 namespace quorel {
 

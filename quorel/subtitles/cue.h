@@ -17,6 +17,7 @@
 #include <optional>
 #include <string_view>
 
+#include "quorel/foundation/uuid.h"
 #include "quorel/subtitles/export.h"
 #include "quorel/subtitles/time.h"
 #include "quorel/subtitles/uuid.h"

@@ -1,9 +1,14 @@
 #include "quorel/subtitles/json.h"
 
+#include <array>
+#include <optional>
+
+#include "quorel/foundation/uuid.h"
 #include "quorel/subtitles/cue_room_private.h"
 #include "quorel/subtitles/json_reader_private.h"
 #include "quorel/subtitles/json_writing_private.h"
 #include "quorel/subtitles/text_blocks_private.h"
+#include "quorel/subtitles/time.h"
 
 namespace quorel {
 namespace {

@@ -8,9 +8,15 @@
 // "speaker" may be absent or null. A coder is a value; any thread.
 #pragma once
 
+#include <cstddef>
+#include <string>
+#include <string_view>
+
 #include "quorel/foundation/json.h"
 #include "quorel/subtitles/coder.h"
 #include "quorel/subtitles/export.h"
+#include "quorel/subtitles/subtitles.h"
+#include "quorel/subtitles/text_encoding.h"
 
 namespace quorel {
 

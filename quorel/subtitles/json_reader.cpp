@@ -1,5 +1,6 @@
 #include <charconv>
 #include <cmath>
+#include <cstddef>
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif

@@ -1,4 +1,5 @@
 #include <array>
+#include <cstddef>
 
 #include "quorel/foundation/text.h"
 #include "quorel/subtitles/json_writing_private.h"

@@ -6,6 +6,7 @@
 #include "quorel/subtitles/cue_room_private.h"
 #include "quorel/subtitles/lines_private.h"
 #include "quorel/subtitles/numbers_private.h"
+#include "quorel/subtitles/subtitles_error.h"
 #include "quorel/subtitles/text_blocks_private.h"
 #include "quorel/subtitles/time_writing_private.h"
 

@@ -8,9 +8,12 @@
 #pragma once
 
 #include <array>
+#include <string>
+#include <string_view>
 
 #include "quorel/subtitles/coder.h"
 #include "quorel/subtitles/export.h"
+#include "quorel/subtitles/subtitles.h"
 
 namespace quorel {
 

@@ -6,6 +6,7 @@
 #include "quorel/subtitles/json_reader_private.h"
 #include "quorel/subtitles/json_writing_private.h"
 #include "quorel/subtitles/text_blocks_private.h"
+#include "quorel/subtitles/time.h"
 
 namespace quorel {
 namespace {

@@ -9,11 +9,14 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "quorel/foundation/json_coding.h"
 #include "quorel/subtitles/coder.h"
 #include "quorel/subtitles/export.h"
+#include "quorel/subtitles/subtitles.h"
+#include "quorel/subtitles/text_encoding.h"
 
 namespace quorel {
 

@@ -1,9 +1,11 @@
 #include "quorel/subtitles/srt.h"
 
 #include "quorel/subtitles/cue_list_private.h"
+#include "quorel/subtitles/numbers_private.h"
 #include "quorel/subtitles/srt_scanner_private.h"
 #include "quorel/subtitles/text_blocks_private.h"
 #include "quorel/subtitles/time_writing_private.h"
+#include "quorel/support/regex.h"
 
 namespace quorel {
 namespace {

@@ -6,8 +6,12 @@
 // Any thread.
 #pragma once
 
+#include <string>
+#include <string_view>
+
 #include "quorel/subtitles/coder.h"
 #include "quorel/subtitles/export.h"
+#include "quorel/subtitles/subtitles.h"
 
 namespace quorel {
 

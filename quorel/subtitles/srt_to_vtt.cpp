@@ -1,7 +1,12 @@
 #include "quorel/subtitles/srt_to_vtt.h"
 
+#include <cstddef>
+#include <cstdint>
+
 #include "quorel/subtitles/srt.h"
 #include "quorel/subtitles/srt_scanner_private.h"
+#include "quorel/subtitles/subtitles.h"
+#include "quorel/subtitles/time.h"
 #include "quorel/subtitles/vtt.h"
 #include "quorel/subtitles/vtt_writing_private.h"
 

@@ -5,8 +5,13 @@
 // Any thread.
 #pragma once
 
+#include <string>
+#include <string_view>
+
 #include "quorel/subtitles/coder.h"
 #include "quorel/subtitles/export.h"
+#include "quorel/subtitles/subtitles.h"
+#include "quorel/subtitles/text_encoding.h"
 
 namespace quorel {
 

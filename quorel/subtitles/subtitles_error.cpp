@@ -1,9 +1,11 @@
 #include "quorel/subtitles/subtitles_error.h"
 
+#include <cstddef>
 #include <utility>
 
 #include "quorel/foundation/text.h"
 #include "quorel/subtitles/lines_private.h"
+#include "quorel/subtitles/time.h"
 
 namespace quorel {
 namespace {

@@ -5,7 +5,6 @@
 #include <memory>
 #include <utility>
 
-#include "quorel/foundation/text.h"
 #include "quorel/subtitles/subtitles_error.h"
 #include "quorel/subtitles/text_encoding.h"
 

@@ -1,6 +1,7 @@
 #include "quorel/subtitles/time_parsing.h"
 
 #include <array>
+#include <cstddef>
 
 #include "quorel/foundation/text.h"
 #include "quorel/subtitles/numbers_private.h"

@@ -9,8 +9,14 @@
 // of this is deliberate. A coder is a value; any thread.
 #pragma once
 
+#include <cstddef>
+#include <string>
+#include <string_view>
+
 #include "quorel/subtitles/coder.h"
 #include "quorel/subtitles/export.h"
+#include "quorel/subtitles/subtitles.h"
+#include "quorel/subtitles/text_encoding.h"
 
 namespace quorel {
 

@@ -2,9 +2,11 @@
 
 #include "quorel/subtitles/cue_list_private.h"
 #include "quorel/subtitles/lines_private.h"
+#include "quorel/subtitles/numbers_private.h"
 #include "quorel/subtitles/text_blocks_private.h"
 #include "quorel/subtitles/vtt_reading_private.h"
 #include "quorel/subtitles/vtt_writing_private.h"
+#include "quorel/support/regex.h"
 
 namespace quorel {
 namespace {

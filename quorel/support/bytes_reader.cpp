@@ -1,9 +1,8 @@
 #include "quorel/support/bytes_reader.h"
 
 #include <algorithm>
-#include <limits>
 
-#include "quorel/foundation/text.h"
+#include "quorel/foundation/error.h"
 #include "quorel/support/bytes_file_url.h"
 
 namespace quorel {

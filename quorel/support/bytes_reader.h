@@ -11,6 +11,7 @@
 #pragma once
 
 #include <concepts>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <iterator>
@@ -25,6 +26,7 @@
 #include "quorel/foundation/url.h"
 #include "quorel/support/bytes_parser.h"
 #include "quorel/support/bytes_reader_source.h"
+#include "quorel/support/bytes_stream.h"
 #include "quorel/support/bytes_text.h"
 #include "quorel/support/export.h"
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <new>
+#include <string>
 
 #include "quorel/foundation/fatal.h"
 #include "quorel/support/bytes_parser.h"

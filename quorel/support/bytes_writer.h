@@ -10,7 +10,9 @@
 // buffer: complete() says whether all of it has got there.
 #pragma once
 
+#include <bit>
 #include <concepts>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <initializer_list>

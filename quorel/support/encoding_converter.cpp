@@ -5,8 +5,6 @@
 #include <algorithm>
 #include <cerrno>
 
-#include "quorel/foundation/text.h"
-
 namespace quorel {
 
 namespace {

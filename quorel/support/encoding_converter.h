@@ -7,6 +7,7 @@
 // For one thread at a time. The encodings of this SDK's texts (StringEncoding, TextEncoding) stand on it.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>

@@ -2,6 +2,8 @@
 // Private to this room.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>

@@ -1,4 +1,8 @@
 // The text side of the wrapper: checked texts, what matches say about them, cursors, UTF-16 offsets.
+#include <cstddef>
+#include <span>
+#include <vector>
+
 #include "quorel/foundation/fatal.h"
 #include "quorel/foundation/text.h"
 #include "quorel/support/regex_engine.h"

@@ -2,8 +2,14 @@
 
 #include <limits>
 #include <utility>
+#include <vector>
 
 #include "quorel/foundation/fatal.h"
+#include "quorel/foundation/json.h"
+#include "quorel/foundation/run_loop.h"
+#include "quorel/session/installation_identifier.h"
+#include "quorel/session/platform_services.h"
+#include "quorel/ui/geometry.h"
 
 namespace quorel {
 

@@ -20,6 +20,7 @@
 #include "quorel/engine/engine.h"
 #include "quorel/foundation/task.h"
 #include "quorel/foundation/timer.h"
+#include "quorel/foundation/url.h"
 #include "quorel/session/quorel.h"
 #include "quorel/telemetry/analytics_api.h"
 #include "quorel/telemetry/export.h"

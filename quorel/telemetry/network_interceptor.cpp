@@ -1,10 +1,18 @@
 #include "quorel/telemetry/network_interceptor.h"
 
+#include <map>
+#include <optional>
 #include <string>
 #include <utility>
+#include <variant>
+#include <vector>
 
+#include "quorel/foundation/error.h"
+#include "quorel/foundation/http_headers.h"
 #include "quorel/foundation/log.h"
 #include "quorel/foundation/text.h"
+#include "quorel/foundation/url.h"
+#include "quorel/foundation/url_error.h"
 
 namespace quorel {
 

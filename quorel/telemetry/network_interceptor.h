@@ -14,6 +14,8 @@
 #include <memory>
 #include <string_view>
 
+#include "quorel/foundation/url_protocol.h"
+#include "quorel/foundation/url_request.h"
 #include "quorel/foundation/url_session.h"
 #include "quorel/telemetry/export.h"
 

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "quorel/ui/export.h"
+#include "quorel/ui/geometry.h"
 #include "quorel/ui/view.h"
 
 namespace quorel::ui {

@@ -9,7 +9,9 @@
 #include <optional>
 #include <vector>
 
+#include "quorel/foundation/run_loop.h"
 #include "quorel/ui/export.h"
+#include "quorel/ui/geometry.h"
 #include "quorel/ui/view.h"
 
 namespace quorel::ui {

@@ -1,8 +1,10 @@
 #include "quorel/ui/focus_ring.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <iterator>
 
+#include "quorel/ui/geometry.h"
 #include "quorel/ui/pointer.h"
 
 namespace quorel::ui {

@@ -12,6 +12,7 @@
 
 #include "quorel/ui/control.h"
 #include "quorel/ui/export.h"
+#include "quorel/ui/view.h"
 
 namespace quorel::ui {
 

@@ -9,7 +9,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 
 #include "quorel/ui/export.h"
 #include "quorel/ui/view.h"

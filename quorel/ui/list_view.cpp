@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "quorel/ui/geometry.h"
+
 namespace quorel::ui {
 
 ListView::ListView() {

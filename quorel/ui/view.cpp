@@ -1,6 +1,7 @@
 #include "quorel/ui/view.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <utility>
 

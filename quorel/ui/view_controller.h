@@ -5,12 +5,12 @@
 
 #include <functional>
 #include <memory>
-#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "quorel/ui/export.h"
+#include "quorel/ui/geometry.h"
 #include "quorel/ui/view.h"
 
 namespace quorel::ui {

@@ -3,6 +3,8 @@
 #include <cmath>
 #include <cstdio>
 #include <mutex>
+#include <variant>
+#include <vector>
 
 #include "quorel/foundation/json.h"
 #include "tools/quorel-play/reporter.h"

@@ -7,7 +7,7 @@
 #include <memory>
 
 #include "engines/gstreamer/gstreamer_engine.h"
-#include "sandbox/sandbox.h"
+#include "quorel/foundation/error.h"
 #include "tools/quorel-play/arguments.h"
 #include "tools/quorel-play/playback.h"
 #include "tools/quorel-play/reporter.h"

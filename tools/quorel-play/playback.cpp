@@ -2,28 +2,46 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cmath>
 #include <csignal>
+#include <cstddef>
 #include <exception>
 #include <filesystem>
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
+#include "engines/vast/options.h"
 #include "engines/vast/vast_ad_service.h"
 #include "quorel/foundation/log.h"
+#include "quorel/foundation/task.h"
 #include "quorel/foundation/timer.h"
+#include "quorel/foundation/url.h"
+#include "quorel/foundation/url_error.h"
+#include "quorel/foundation/url_protocol.h"
+#include "quorel/foundation/url_request.h"
+#include "quorel/foundation/url_session.h"
 #include "quorel/foundation/uuid.h"
+#include "quorel/player/content_state.h"
 #include "quorel/player/controller.h"
+#include "quorel/player/events.h"
+#include "quorel/session/models.h"
+#include "quorel/session/platform_services.h"
 #include "quorel/session/quorel.h"
+#include "quorel/session/quorel_api.h"
 #include "quorel/sideload/connector.h"
 #include "quorel/telemetry/network_interceptor.h"
 #include "quorel/ui/display_list.h"
+#include "quorel/ui/view.h"
 #include "sandbox/sandbox.h"
 #include "sandbox/sandbox_protocol.h"
+#include "sandbox/titles.h"
 #include "tools/quorel-play/observed_engine.h"
 #include "tools/quorel-play/snapshot.h"
 

@@ -1,7 +1,6 @@
 #include "tools/quorel-player/event_log.h"
 
 #include <cstdio>
-#include <string>
 #include <string_view>
 
 #include "quorel/foundation/log.h"

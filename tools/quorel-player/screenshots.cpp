@@ -9,6 +9,12 @@
 #include <functional>
 
 #include "hosts/qt/player_item.h"
+#include "quorel/engine/player.h"
+#include "quorel/player/controller.h"
+#include "quorel/presentation/quorel_player_ui.h"
+#include "quorel/presentation/settings_view.h"
+#include "quorel/ui/video_view.h"
+#include "quorel/ui/view.h"
 
 namespace quorel::player_window {
 namespace {

@@ -2,6 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
+#include <string_view>
+
+#include "quorel/engine/events.h"
+#include "quorel/engine/text_tracks.h"
+#include "quorel/player/content_state.h"
 
 namespace quorel::soak {
 

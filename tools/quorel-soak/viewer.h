@@ -9,7 +9,9 @@
 #include <string>
 #include <vector>
 
+#include "quorel/engine/player.h"
 #include "quorel/player/controller.h"
+#include "quorel/player/events.h"
 
 namespace quorel::soak {
 

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <variant>
 
 #include "quorel/foundation/text.h"
 #include "tools/quorel-subtitles/reading.h"

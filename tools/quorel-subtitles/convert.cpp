@@ -2,11 +2,12 @@
 
 #include <fmt/format.h>
 
+#include <chrono>
 #include <filesystem>
 #include <set>
 #include <system_error>
+#include <variant>
 
-#include "quorel/subtitles/coder.h"
 #include "tools/quorel-subtitles/reading.h"
 #include "tools/quorel-subtitles/report.h"
 #include "tools/quorel-subtitles/writing.h"

@@ -5,11 +5,14 @@
 #include <algorithm>
 #include <exception>
 #include <new>
+#include <optional>
 #include <system_error>
 
 #include "quorel/foundation/text.h"
+#include "quorel/subtitles/cue.h"
 #include "quorel/subtitles/json.h"
 #include "quorel/subtitles/subtitles_error.h"
+#include "quorel/subtitles/time.h"
 
 namespace quorel::subtitles_tool {
 namespace {

@@ -2,12 +2,10 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <cstdio>
 
 #include "quorel/foundation/json.h"
 #include "quorel/foundation/text.h"
-#include "quorel/subtitles/coder.h"
 
 namespace quorel::subtitles_tool {
 namespace {

@@ -4,6 +4,7 @@
 #include <glob.h>
 
 #include <algorithm>
+#include <chrono>
 #include <set>
 #include <system_error>
 

@@ -13,6 +13,7 @@
 
 #include "quorel/subtitles/coder.h"
 #include "quorel/subtitles/sub.h"
+#include "tools/quorel-subtitles/failure.h"
 #include "tools/quorel-subtitles/trial.h"
 
 namespace quorel::subtitles_tool {

@@ -1,9 +1,6 @@
 // From a file, or standard input, to a document.
 #pragma once
 
-#include <filesystem>
-#include <string>
-
 #include "quorel/subtitles/subtitles.h"
 #include "tools/quorel-subtitles/arguments.h"
 #include "tools/quorel-subtitles/formats.h"

@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <filesystem>
 #include <string>
-#include <vector>
 
 #include "quorel/foundation/json.h"
 #include "tools/quorel-subtitles/arguments.h"

@@ -1,0 +1,180 @@
+"""Include what you use: asks the tool of that name about each source and says which includes are missing, which are
+not needed. Of its advice it keeps what concerns the house's own headers and the standard library; what other
+libraries' headers are to be included by, their documentation says better than a tool.
+
+usage: check_includes.py BUILD_DIRECTORY [--fix] [SOURCE ...]
+
+The build directory has a compile_commands.json. --fix rewrites the files.
+"""
+import concurrent.futures
+import json
+import os
+import pathlib
+import re
+import subprocess
+import sys
+
+root = pathlib.Path(__file__).resolve().parents[2]
+
+# What the tool takes for the source of a name, and what is included for it.
+STANDS_FOR = {
+    "quorel/foundation/visibility.h": None,  # by each room's export.h
+    "bits/chrono.h": "chrono",
+    "bits/std_abs.h": None,  # by <cmath> as well as by <cstdlib>
+    "bits/shared_ptr.h": "memory",
+    "stddef.h": "cstddef",
+    "stdint.h": "cstdint",
+    "string.h": "cstring",
+    "stdlib.h": "cstdlib",
+    "stdio.h": "cstdio",
+    "errno.h": "cerrno",
+    "time.h": "ctime",
+    "signal.h": "csignal",
+    "limits.h": "climits",
+    "math.h": "cmath",
+    "ctype.h": "cctype",
+}
+# Headers that stand for what they include: whoever has one, has those.
+UMBRELLAS = ["quorel/engine/engine.h", "quorel/subtitles/subtitles.h", "quorel/ui/ui.h"]
+# Not asked for: GStreamer's headers include each other in circles, at which the tool ends.
+NOT_ASKED = re.compile(r"engines/gstreamer/|tests/engines/gstreamer/|/hosts/qt|^hosts/|^benchmarks/|^fuzz/")
+# Headers whose names come with what one has anyhow, or that libraries place elsewhere.
+NEVER_TOUCHED = {"ext/alloc_traits.h", "compare", "type_traits", "initializer_list", "new", "iterator", "iosfwd", "ratio",
+               "tuple", "coroutine", "functional", "memory", "ranges", "system_error", "ostream", "istream", "locale", "exception", "stdexcept", "bits/std_function.h", "utility"}
+
+
+def sections(output):
+    """file -> (added, removed) of the tool's report."""
+    found = {}
+    kind = name = None
+    for line in output.splitlines():
+        heading = re.match(r"(\S+) should (add|remove) these lines:", line)
+        if heading:
+            name, kind = heading.groups()
+            found.setdefault(name, ([], []))
+        elif line.startswith("The full include-list") or line == "---":
+            kind = None
+        elif kind:
+            include = re.match(r"(- )?#include ([<\"])([^>\"]+)[>\"]", line)
+            if include:
+                found[name][kind == "remove"].append((include[2] == '"', include[3]))
+    return found
+
+
+def included(text):
+    return set(re.findall(r'^#include [<"]([^>"]+)[>"]', text, re.M))
+
+
+def reached_through_umbrellas(headers):
+    reached = set()
+    for umbrella in UMBRELLAS:
+        if umbrella in headers and (root / umbrella).exists():
+            reached |= included((root / umbrella).read_text())
+    return reached
+
+
+def advice(path, added, removed):
+    """What of the tool's advice is taken, as lines."""
+    text = path.read_text()
+    has = included(text)
+    here = path.relative_to(root).as_posix()
+    if path.suffix == ".cpp":  # what the headers of its own room include, it need not repeat
+        for name in set(has):
+            if (root / name).is_file() and (root / name).parent == path.parent:
+                has |= included((root / name).read_text())
+    has |= reached_through_umbrellas(has)
+    plus, minus = [], []
+    for quoted, name in added:
+        name = STANDS_FOR.get(name, name)
+        if name is None or name in has or name in NEVER_TOUCHED or name.endswith("export.h"):
+            continue
+        if quoted and (root / name).exists() and "/visibility" not in name:
+            plus.append(f'#include "{name}"')
+        elif not quoted and re.fullmatch(r"[a-z_]+", name):
+            plus.append(f"#include <{name}>")
+    for quoted, name in removed:
+        if name in NEVER_TOUCHED or name in UMBRELLAS or here in UMBRELLAS or name.endswith("export.h"):
+            continue
+        if quoted and path.suffix == ".h":  # there for those who include this one
+            continue
+        if quoted and (root / name).exists():
+            minus.append(f'#include "{name}"')
+        elif not quoted and re.fullmatch(r"[a-z_]+", name):
+            minus.append(f"#include <{name}>")
+    return sorted(set(plus)), sorted(set(minus))
+
+
+def ask(entry):
+    command = entry.get("arguments") or entry["command"].split()
+    arguments = [word for word in command if not word.startswith(("-W", "-f"))]
+    while arguments[0].endswith("ccache") or "/" in arguments[0] and arguments[0].endswith(("c++", "g++", "clang++")):
+        arguments.pop(0)
+    for option in ("-o", "-MF", "-MT"):
+        if option in arguments:
+            at = arguments.index(option)
+            del arguments[at:at + 2]
+    arguments = [word for word in arguments if word not in ("-MD", "-c")]
+    run = subprocess.run(["include-what-you-use", "-Xiwyu", "--no_fwd_decls", "-Xiwyu", "--no_comments", "-Xiwyu",
+                          "--max_line_length=300", "-w", "-D__cpp_impl_coroutine=201902L", *arguments],
+                         cwd=entry["directory"], capture_output=True, text=True)
+    return sections(run.stderr)
+
+
+def fix(path, plus, minus):
+    lines = path.read_text().splitlines(True)
+    lines = [line for line in lines if line.rstrip("\n").split("  //")[0] not in minus]
+    for include in plus:
+        quoted = '"' in include
+        same = [i for i, line in enumerate(lines) if re.match(r'#include "' if quoted else r"#include <[a-z_]+>", line)]
+        any_include = [i for i, line in enumerate(lines) if line.startswith("#include")]
+        if same:
+            at = next((i for i in same if lines[i].rstrip("\n") > include), same[-1] + 1)
+            if quoted and path.suffix == ".cpp" and at == same[0]:
+                at += 1  # the own header stays first
+            lines.insert(at, include + "\n")
+        elif any_include:
+            at = any_include[-1] + 1 if quoted else any_include[0]
+            if not quoted and path.suffix == ".cpp" and lines[at].startswith('#include "'):
+                at += 1
+                lines[at:at] = ["\n", include + "\n"]
+            else:
+                lines[at:at] = ([include + "\n", "\n"] if not quoted else ["\n", include + "\n"])
+        else:
+            at = next(i for i, line in enumerate(lines) if line.startswith("#pragma once")) + 1
+            lines[at:at] = ["\n", include + "\n"]
+    path.write_text("".join(lines))
+
+
+def main():
+    build = pathlib.Path(sys.argv[1]).resolve()
+    wanted = [word for word in sys.argv[2:] if not word.startswith("--")]
+    entries = [entry for entry in json.loads((build / "compile_commands.json").read_text())
+               if pathlib.Path(entry["file"]).is_relative_to(root)
+               and not pathlib.Path(entry["file"]).is_relative_to(build)
+               and not NOT_ASKED.search(pathlib.Path(entry["file"]).relative_to(root).as_posix())]
+    if wanted:
+        entries = [entry for entry in entries if any(word in entry["file"] for word in wanted)]
+    verdicts = {}
+    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+        for found in pool.map(ask, entries):
+            for name, (added, removed) in found.items():
+                path = pathlib.Path(name).resolve()
+                if path.is_relative_to(root) and not path.is_relative_to(build):
+                    verdicts[path] = advice(path, added, removed)
+    wrong = 0
+    for path, (plus, minus) in sorted(verdicts.items()):
+        if not plus and not minus:
+            continue
+        wrong += 1
+        print(path.relative_to(root).as_posix())
+        for line in plus:
+            print("  add   ", line)
+        for line in minus:
+            print("  remove", line)
+        if "--fix" in sys.argv:
+            fix(path, plus, minus)
+    print(f"{len(entries)} sources asked, {wrong} files with advice")
+    sys.exit(1 if wrong else 0)
+
+
+main()
