@@ -49,6 +49,9 @@ namespace quorel::play {
 
 namespace {
 
+// After the first picture; a title may have none.
+constexpr double longestWaitForTracks = 2;  // seconds
+
 volatile std::sig_atomic_t interrupted = 0;
 
 // A first signal ends the run in good order, a second one of its kind ends the process.
@@ -217,7 +220,10 @@ private:
     void check() {
         const bool picture = firstFrameAt_ >= 0;
         if (interrupted != 0) return finish(Outcome::interrupted, picture ? 0 : 3);
-        if (arguments_.listTracks && picture) return listTracks();
+        if (arguments_.listTracks && picture &&
+            (hasTracks() || secondsFromDuration(loop_.now()) > firstFrameAt_ + longestWaitForTracks)) {
+            return listTracks();
+        }
         lookAtScreen();
         takeAdSnapshot();
         if (adsAreOn_) lastProgress_ = loop_.now();  // which end by themselves
@@ -226,6 +232,11 @@ private:
         if (picture) return fail(fmt::format("no progress for {} s", arguments_.timeout));
         summary_.error = fmt::format("nothing to see after {} s", arguments_.timeout);
         finish(Outcome::noPicture, 3);
+    }
+
+    bool hasTracks() const {
+        const auto engine = engine_.lock();
+        return engine && engine->textTracks().count() > 0;
     }
 
     void listTracks() {
