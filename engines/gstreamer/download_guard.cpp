@@ -1,9 +1,11 @@
 #include "engines/gstreamer/download_guard.h"
 
 #include <algorithm>
-#include <string_view>
 #include <thread>
 #include <utility>
+
+#include "engines/gstreamer/elements.h"
+#include "engines/gstreamer/kept.h"
 
 namespace quorel::gstreamer {
 namespace {
@@ -22,24 +24,6 @@ constexpr auto longestReply = 500ms;
 // Of a server whose replies are worth waiting for before a teardown, which nobody sees.
 constexpr auto teardownPatience = 400ms;
 
-bool isMadeBy(GstElement* element, std::string_view factoryName) {
-    const GstElementFactory* const factory = gst_element_get_factory(element);
-    return factory != nullptr && factoryName == GST_OBJECT_NAME(factory);
-}
-
-gpointer keep(std::shared_ptr<DownloadGuard> guard) {
-    return new std::shared_ptr(std::move(guard));
-}
-void release(gpointer guard) {
-    delete static_cast<std::shared_ptr<DownloadGuard>*>(guard);
-}
-void releaseClosure(gpointer guard, GClosure*) {
-    release(guard);
-}
-DownloadGuard& from(gpointer guard) {
-    return **static_cast<std::shared_ptr<DownloadGuard>*>(guard);
-}
-
 // Cancelled requests come back meanwhile.
 void settle() {
     const auto begun = std::chrono::steady_clock::now();
@@ -55,9 +39,9 @@ void settle() {
 
 std::shared_ptr<DownloadGuard> DownloadGuard::watch(GstElement* playbin) {
     auto guard = std::make_shared<DownloadGuard>();
-    const auto onSetup = +[](GstElement*, GstElement* element, gpointer self) { from(self).onElement(element); };
-    g_signal_connect_data(playbin, "element-setup", G_CALLBACK(onSetup), keep(guard), releaseClosure,
-                          static_cast<GConnectFlags>(0));
+    const auto onSetup =
+        +[](GstElement*, GstElement* element, gpointer self) { from<DownloadGuard>(self).onElement(element); };
+    connect(playbin, "element-setup", G_CALLBACK(onSetup), guard);
     return guard;
 }
 
@@ -80,13 +64,12 @@ void DownloadGuard::onElement(GstElement* element) {
             made_ = Clock::now();
         }
         const auto onPad = +[](GstElement*, GstPad* pad, gpointer self) {
-            gst_pad_add_probe(pad, GST_PAD_PROBE_TYPE_EVENT_FLUSH, onFlush, keep(from(self).shared_from_this()),
-                              release);
+            gst_pad_add_probe(pad, GST_PAD_PROBE_TYPE_EVENT_FLUSH, onFlush,
+                              keep(from<DownloadGuard>(self).shared_from_this()), release<DownloadGuard>);
             gst_pad_add_probe(pad, GST_PAD_PROBE_TYPE_DATA_DOWNSTREAM, onOutput,
-                              keep(from(self).shared_from_this()), release);
+                              keep(from<DownloadGuard>(self).shared_from_this()), release<DownloadGuard>);
         };
-        g_signal_connect_data(element, "pad-added", G_CALLBACK(onPad), keep(shared_from_this()), releaseClosure,
-                              static_cast<GConnectFlags>(0));
+        connect(element, "pad-added", G_CALLBACK(onPad), shared_from_this());
         return;
     }
     GstObject* const parent = GST_OBJECT_PARENT(element);
@@ -99,11 +82,9 @@ void DownloadGuard::onElement(GstElement* element) {
 
 void DownloadGuard::watchStream(GstPad* pad) {
     const auto stream = std::make_shared<Stream>(shared_from_this());
-    gst_pad_add_probe(pad, GST_PAD_PROBE_TYPE_BUFFER, onData, new std::shared_ptr(stream),
-                      [](gpointer own) { delete static_cast<std::shared_ptr<Stream>*>(own); });
+    gst_pad_add_probe(pad, GST_PAD_PROBE_TYPE_BUFFER, onData, keep(stream), release<Stream>);
     auto beginning = std::make_shared<Beginning>();
-    gst_pad_add_probe(pad, GST_PAD_PROBE_TYPE_BUFFER, onBeginning, new std::shared_ptr(beginning),
-                      [](gpointer own) { delete static_cast<std::shared_ptr<Beginning>*>(own); });
+    gst_pad_add_probe(pad, GST_PAD_PROBE_TYPE_BUFFER, onBeginning, keep(beginning), release<Beginning>);
     const std::lock_guard lock(mutex_);
     std::erase_if(streams_, [](const auto& one) { return one.expired(); });
     streams_.push_back(stream);
@@ -112,7 +93,7 @@ void DownloadGuard::watchStream(GstPad* pad) {
 }
 
 GstPadProbeReturn DownloadGuard::onData(GstPad*, GstPadProbeInfo* info, gpointer own) {
-    Stream& stream = **static_cast<std::shared_ptr<Stream>*>(own);
+    Stream& stream = from<Stream>(own);
     DownloadGuard& self = *stream.guard;
     ++self.dataCount_;
     stream.lastData = Clock::now();
@@ -125,7 +106,7 @@ GstPadProbeReturn DownloadGuard::onData(GstPad*, GstPadProbeInfo* info, gpointer
 }
 
 GstPadProbeReturn DownloadGuard::onBeginning(GstPad*, GstPadProbeInfo* info, gpointer own) {
-    Beginning& beginning = **static_cast<std::shared_ptr<Beginning>*>(own);
+    Beginning& beginning = from<Beginning>(own);
     GstMapInfo map;
     GstBuffer* const buffer = GST_PAD_PROBE_INFO_BUFFER(info);
     if (buffer == nullptr || !gst_buffer_map(buffer, &map, GST_MAP_READ)) return GST_PAD_PROBE_OK;
@@ -152,12 +133,13 @@ std::optional<double> DownloadGuard::firstTimestamp() const {
 // What the demuxer says while it ends would have decodebin3 and playbin3 change their streams once more, and when that
 // meets streams that are only just coming up, an assertion in playbin3 ends the process.
 GstPadProbeReturn DownloadGuard::onOutput(GstPad*, GstPadProbeInfo*, gpointer guard) {
-    return from(guard).ending_ ? GST_PAD_PROBE_DROP : GST_PAD_PROBE_OK;
+    return from<DownloadGuard>(guard).ending_ ? GST_PAD_PROBE_DROP : GST_PAD_PROBE_OK;
 }
 
 // The demuxer begins a seek by a flush, and what it loads then is wanted. Its scheduler stands still meanwhile.
 GstPadProbeReturn DownloadGuard::onFlush(GstPad*, GstPadProbeInfo* info, gpointer guard) {
-    if (GST_EVENT_TYPE(GST_PAD_PROBE_INFO_EVENT(info)) == GST_EVENT_FLUSH_START) from(guard).refusing_ = false;
+    if (GST_EVENT_TYPE(GST_PAD_PROBE_INFO_EVENT(info)) == GST_EVENT_FLUSH_START)
+        from<DownloadGuard>(guard).refusing_ = false;
     return GST_PAD_PROBE_OK;
 }
 

@@ -96,4 +96,9 @@ GstElement* makePlaybin(const std::string& uri, GStreamerOptions::Audio audio, s
     return playbin;
 }
 
+bool isMadeBy(GstElement* element, std::string_view factoryName) {
+    const GstElementFactory* const factory = gst_element_get_factory(element);
+    return factory != nullptr && factoryName == GST_OBJECT_NAME(factory);
+}
+
 }  // namespace quorel::gstreamer

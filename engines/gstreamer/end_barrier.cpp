@@ -1,37 +1,15 @@
 #include "engines/gstreamer/end_barrier.h"
 
 #include <algorithm>
-#include <string_view>
+
+#include "engines/gstreamer/elements.h"
+#include "engines/gstreamer/kept.h"
 
 namespace quorel::gstreamer {
 namespace {
 
 // The others bring their second item or their end at some time; this is for the case that one does not.
 constexpr std::chrono::seconds longestWait{10};
-
-bool isMadeBy(GstElement* element, std::string_view factoryName) {
-    const GstElementFactory* const factory = gst_element_get_factory(element);
-    return factory != nullptr && factoryName == GST_OBJECT_NAME(factory);
-}
-
-template <typename T>
-gpointer keep(std::shared_ptr<T> owned) {
-    return new std::shared_ptr<T>(std::move(owned));
-}
-template <typename T>
-void release(gpointer owned) {
-    delete static_cast<std::shared_ptr<T>*>(owned);
-}
-template <typename T>
-T& from(gpointer owned) {
-    return **static_cast<std::shared_ptr<T>*>(owned);
-}
-
-void connect(GstElement* element, const char* signal, GCallback callback, std::shared_ptr<EndBarrier> barrier) {
-    g_signal_connect_data(
-        element, signal, callback, keep(std::move(barrier)),
-        [](gpointer own, GClosure*) { release<EndBarrier>(own); }, static_cast<GConnectFlags>(0));
-}
 
 bool isFromAdaptiveDemuxer(GstElement* source) {
     const auto isAdaptive = +[](const GValue* value, GValue* found, gpointer) -> gboolean {

@@ -5,20 +5,15 @@
 #include <string_view>
 #include <utility>
 
+#include "engines/gstreamer/elements.h"
 #include "engines/gstreamer/pipeline.h"
 
 namespace quorel::gstreamer {
 namespace {
 
-std::string_view factoryName(GstObject* object) {
-    if (object == nullptr || !GST_IS_ELEMENT(object)) return {};
-    const GstElementFactory* const factory = gst_element_get_factory(GST_ELEMENT(object));
-    return factory != nullptr ? GST_OBJECT_NAME(factory) : std::string_view{};
-}
-
 bool hasAncestor(GstObject* object, std::string_view factory) {
     for (; object != nullptr; object = GST_OBJECT_PARENT(object)) {
-        if (factoryName(object) == factory) return true;
+        if (GST_IS_ELEMENT(object) && isMadeBy(GST_ELEMENT(object), factory)) return true;
     }
     return false;
 }
