@@ -1,16 +1,13 @@
 // What the system calls alone cost: one recv and one send per request, nothing parsed, the file open already.
-#include <arpa/inet.h>
 #include <fcntl.h>
-#include <netinet/tcp.h>
 #include <sys/sendfile.h>
 #include <sys/socket.h>
 
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
-#include <thread>
 
-#include "bench_server.h"
+#include "benchmarks/httpserver/floor_listener.h"
 
 namespace {
 
@@ -53,19 +50,6 @@ int main(int count, char** arguments) {
         film = open((std::string(arguments[1]) + "/film.bin").c_str(), O_RDONLY | O_CLOEXEC);
         filmSize = static_cast<std::size_t>(lseek(film, 0, SEEK_END));
     }
-    const int listener = socket(AF_INET, SOCK_STREAM, 0);
-    const int on = 1;
-    setsockopt(listener, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-    sockaddr_in address{};
-    socklen_t length = sizeof address;
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (bind(listener, reinterpret_cast<sockaddr*>(&address), length) != 0 || listen(listener, 1024) != 0)
-        return 1;
-    getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length);
-    std::thread([listener] {
-        for (int client; (client = accept(listener, nullptr, nullptr)) >= 0;) std::thread(serve, client).detach();
-    }).detach();
-    bench::announceAndWait(ntohs(address.sin_port));
-    std::_Exit(0);
+    bench::listenAndServe(serve);
+    return 1;
 }

@@ -2,16 +2,13 @@
 // expects, made beforehand. Nothing is parsed, nothing unmasked.
 //
 //   websocket_bench_floor BYTES
-#include <arpa/inet.h>
 #include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <sys/socket.h>
 
 #include <cstdlib>
 #include <string>
-#include <thread>
 
-#include "benchmarks/httpserver/bench_server.h"
+#include "benchmarks/httpserver/floor_listener.h"
 #include "benchmarks/websocket/messages.h"
 
 namespace {
@@ -42,20 +39,6 @@ int main(int count, char** arguments) {
     const auto size = static_cast<std::size_t>(std::atoi(arguments[1]));
     const std::size_t question = bench::question(size).size();
     const std::string answer = bench::answer(size);
-    const int listener = socket(AF_INET, SOCK_STREAM, 0);
-    const int on = 1;
-    setsockopt(listener, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-    sockaddr_in address{};
-    socklen_t length = sizeof address;
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (bind(listener, reinterpret_cast<sockaddr*>(&address), length) != 0 || listen(listener, 1024) != 0)
-        return 1;
-    getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length);
-    std::thread([&] {
-        for (int client; (client = accept(listener, nullptr, nullptr)) >= 0;)
-            std::thread([client, question, &answer] { serve(client, question, answer); }).detach();
-    }).detach();
-    bench::announceAndWait(ntohs(address.sin_port));
-    std::_Exit(0);
+    bench::listenAndServe([question, answer](int client) { serve(client, question, answer); });
+    return 1;
 }
