@@ -7,11 +7,9 @@
 #include <functional>
 #include <memory>
 
-#include "quorel/httpserver/export.h"
-
 namespace quorel::http {
 
-class QUOREL_HTTPSERVER_API ConnectionThreads {
+class ConnectionThreads {
 public:
     ConnectionThreads();
     ~ConnectionThreads();  // closes

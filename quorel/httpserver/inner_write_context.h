@@ -12,13 +12,12 @@
 #include <string_view>
 #include <utility>
 
-#include "quorel/httpserver/export.h"
 #include "quorel/httpserver/http_response.h"
 #include "quorel/httpserver/socket.h"
 
 namespace quorel::http {
 
-class QUOREL_HTTPSERVER_API InnerWriteContext final : public HttpResponseBodyWriter {
+class InnerWriteContext final : public HttpResponseBodyWriter {
 public:
     InnerWriteContext(Socket& socket, std::string head) : socket_(socket), head_(std::move(head)) {}
 

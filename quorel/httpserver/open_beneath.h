@@ -9,15 +9,13 @@
 #include <memory>
 #include <string>
 
-#include "quorel/httpserver/export.h"
-
 namespace quorel::http {
 
 // Shared, because the function that writes it to a client is copied; closed with the last copy.
 using OpenFile = std::shared_ptr<std::FILE>;
 
 // A descriptor that is closed in any case.
-class QUOREL_HTTPSERVER_API Descriptor {
+class Descriptor {
 public:
     explicit Descriptor(int descriptor = -1) : descriptor_(descriptor) {}
     ~Descriptor();
@@ -39,9 +37,9 @@ private:
 // `path` relative to `directory`; "" and "." are the directory itself. Fails (with no descriptor) for whatever
 // cannot be read, and for every path that leaves the directory on its way: by "..", by being absolute, by a
 // symbolic link. Never blocks on a pipe.
-QUOREL_HTTPSERVER_API Descriptor openBeneath(const std::string& directory, const std::string& path);
+Descriptor openBeneath(const std::string& directory, const std::string& path);
 
 // Takes over the descriptor of a regular file; null for anything else. Gives its size.
-QUOREL_HTTPSERVER_API OpenFile readableFile(Descriptor descriptor, off_t& size);
+OpenFile readableFile(Descriptor descriptor, off_t& size);
 
 }  // namespace quorel::http

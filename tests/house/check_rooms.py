@@ -85,10 +85,12 @@ def main():
                 continue
             where = source.relative_to(root).as_posix()
             checked += 1
+            is_public = source.suffix == ".h" and not is_private(source) and not where.endswith("_private.h")
             for number, line in enumerate(source.read_text(errors="replace").splitlines(), 1):
-                if (source.suffix == ".h" and not where.startswith("sandbox/") and UNMARKED_TYPE.match(line)
-                        and not is_private(source) and not where.endswith("_private.h")):
+                if is_public and not where.startswith("sandbox/") and UNMARKED_TYPE.match(line):
                     problems.append(f"{where}:{number}: a public type is marked with QUOREL_..._API or QUOREL_VISIBLE")
+                if not is_public and re.search(r"QUOREL_[A-Z]+_API", line):
+                    problems.append(f"{where}:{number}: nothing private is exported")
                 match = re.match(r'\s*#\s*include\s*([<"])([^>"]+)[>"]', line)
                 if not match:
                     continue
