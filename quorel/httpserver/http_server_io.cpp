@@ -3,6 +3,7 @@
 #include <sys/socket.h>
 
 #include <atomic>
+#include <chrono>
 #include <csignal>
 #include <exception>
 #include <map>
@@ -54,20 +55,22 @@ private:
 // for its own, so each start has a run of its own.
 class Run {
 public:
-    Run(std::shared_ptr<Socket> listeningSocket, HttpLimits requestLimits)
-        : listener(std::move(listeningSocket)), limits(requestLimits) {}
+    Run(std::shared_ptr<Socket> listeningSocket, HttpLimits requestLimits, HttpConnectionLimits ofConnections)
+        : listener(std::move(listeningSocket)), limits(requestLimits), connectionLimits(ofConnections) {}
 
     const std::shared_ptr<Socket> listener;
     const HttpLimits limits;
+    const HttpConnectionLimits connectionLimits;
     ConnectionThreads threads;
 
     bool operating() const { return operating_.load(std::memory_order_acquire); }
 
-    // False after end(): the socket is not wanted any more.
+    // False after end(), and for one too many: the socket is not wanted.
     bool insert(const std::shared_ptr<Socket>& socket) {
         const std::lock_guard lock(mutex_);
-        if (operating()) sockets_.insert(socket);
-        return operating();
+        if (!operating() || (connectionLimits.connections && sockets_.size() >= *connectionLimits.connections))
+            return false;
+        return sockets_.insert(socket).second;
     }
     void remove(const std::shared_ptr<Socket>& socket) {
         const std::lock_guard lock(mutex_);
@@ -147,6 +150,7 @@ public:
         : run_(run), server_(std::move(server)), socket_(socket), parser_(run.limits) {}
 
     void handle() {
+        if (run_.connectionLimits.patience) socket_->setWriteTimeout(*run_.connectionLimits.patience);
         try {
             while (run_.operating() && handleRequest()) {
             }
@@ -161,6 +165,8 @@ public:
 
 private:
     bool handleRequest() {
+        if (const auto patience = run_.connectionLimits.patience)
+            socket_->setReadDeadline(std::chrono::steady_clock::now() + *patience);
         HttpRequest request = parser_.readHttpRequest(*socket_);
         std::shared_ptr<HttpServerIO> server = server_.lock();
         if (!server) return false;
@@ -181,6 +187,10 @@ private:
         if (const HttpSessionFunction& session = response.sessionFunction()) {
             if (const auto listener = server->delegate.lock()) listener->socketTakenOver(socket_);
             server = nullptr;
+            if (run_.connectionLimits.patience) {
+                socket_->setReadDeadline(std::nullopt);
+                socket_->setWriteTimeout({});
+            }
             session(socket_);
             return false;
         }
@@ -213,12 +223,13 @@ private:
 class HttpServerIO::Loop : public std::enable_shared_from_this<Loop> {
 public:
     void start(const std::weak_ptr<HttpServerIO>& server, std::uint16_t port, bool forceIPv4,
-               const std::optional<std::string>& address, HttpLimits requestLimits) {
+               const std::optional<std::string>& address, HttpLimits limits,
+               HttpConnectionLimits connectionLimits) {
         const std::lock_guard lock(mutex_);
         if (state() == HttpServerIOState::running) return;
         setState(HttpServerIOState::starting);
         auto run = std::make_shared<Run>(Socket::tcpSocketForListen(port, forceIPv4, listenBacklog, address),
-                                         requestLimits);
+                                         limits, connectionLimits);
         if (!run->threads.run([self = shared_from_this(), run, server] { self->acceptLoop(run, server); })) {
             run->end();
             throw SocketError(SocketError::Code::listenFailed, "No thread for the accept loop");
@@ -259,12 +270,13 @@ private:
         const SignalsHeldBack heldBack;
         try {
             while (true) {
-                std::shared_ptr<Socket> client = run->listener->acceptClientSocket();
-                run->threads.run([run, server, client = std::move(client)] {
-                    if (!run->insert(client)) return;
+                const std::shared_ptr<Socket> client = run->listener->acceptClientSocket();
+                if (!run->insert(client)) continue;
+                const bool served = run->threads.run([run, server, client] {
                     Connection(*run, server, client).handle();
                     run->remove(client);
                 });
+                if (!served) run->remove(client);
             }
         } catch (const SocketError&) {
             // Any failure to accept stops the server, be it stop() itself or a lack of descriptors.
@@ -287,7 +299,8 @@ HttpServerIO::~HttpServerIO() {
 void HttpServerIO::start(std::uint16_t port, bool forceIPv4, QualityOfService) {
     const std::weak_ptr<HttpServerIO> self = weak_from_this();
     if (self.expired()) fatal("A server is started that no std::shared_ptr owns.");
-    loop_->start(self, port, forceIPv4, forceIPv4 ? listenAddressIPv4 : listenAddressIPv6, limits);
+    loop_->start(self, port, forceIPv4, forceIPv4 ? listenAddressIPv4 : listenAddressIPv6, limits,
+                 connectionLimits);
 }
 
 void HttpServerIO::stop() {

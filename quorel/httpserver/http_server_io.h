@@ -7,6 +7,8 @@
 // start(); start(), stop() and the queries may come from any thread, handlers included.
 #pragma once
 
+#include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -38,6 +40,19 @@ public:
     virtual void socketTakenOver(const std::shared_ptr<Socket>& socket) = 0;
 };
 
+// What the connections of a server may cost. Nothing is bounded until an application says so; one that listens to a
+// network should, since each connection holds a thread and a descriptor.
+struct QUOREL_VISIBLE HttpConnectionLimits {
+    // So many at once; those beyond are closed as they come, without an answer. Sessions (WebSockets) count.
+    std::optional<std::size_t> connections;
+    // Within so long after a connection's begin, or after the last response, the next request has to be there wholly,
+    // its body included; and a response's bytes wait no longer than that for a peer that takes none. Then the connection
+    // ends without an answer. Handlers and sessions take their time.
+    std::optional<std::chrono::milliseconds> patience;
+
+    bool operator==(const HttpConnectionLimits&) const = default;
+};
+
 class QUOREL_HTTPSERVER_API HttpServerIO : public std::enable_shared_from_this<HttpServerIO> {
 public:
     HttpServerIO();
@@ -49,6 +64,7 @@ public:
     std::optional<std::string> listenAddressIPv4;  // absent: all interfaces
     std::optional<std::string> listenAddressIPv6;  // absent: all interfaces
     HttpLimits limits;                             // a request beyond them ends its connection without an answer
+    HttpConnectionLimits connectionLimits;
 
     // Listens on `port` (0: the system chooses, see port()) of the IPv6 address, or of the IPv4 one, and returns.
     // A running server stays as it is. Throws SocketError; the state is `starting` then, and start() may be called

@@ -14,6 +14,7 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
+#include <climits>
 #include <csignal>
 #include <cstring>
 
@@ -258,10 +259,30 @@ std::string Socket::peername() const {
 ssize_t Socket::receive(std::span<std::uint8_t> buffer, Receive how) {
     const Use use(*this);
     if (use.refused()) return -1;
+    if (readDeadline_ && !readableInTime()) return -1;
     // With MSG_TRUNC, TCP drops the bytes without copying them; other stream sockets copy the same bytes once
     // more.
     const int flags = how == Receive::peek ? MSG_PEEK : how == Receive::takePeeked ? MSG_TRUNC : 0;
     return recv(socketFileDescriptor_, buffer.data(), buffer.size(), flags);
+}
+
+bool Socket::readableInTime() const {
+    const auto left =
+        std::chrono::ceil<std::chrono::milliseconds>(*readDeadline_ - std::chrono::steady_clock::now());
+    pollfd readable{socketFileDescriptor_, POLLIN, 0};
+    const int ready = poll(&readable, 1, static_cast<int>(std::clamp<std::int64_t>(left.count(), 0, INT_MAX)));
+    if (ready == 0) errno = ETIMEDOUT;
+    return ready > 0;
+}
+
+void Socket::setWriteTimeout(std::chrono::milliseconds timeout) {
+    const Use use(*this);
+    if (use.refused()) return;
+    const auto seconds = std::chrono::floor<std::chrono::seconds>(timeout);
+    timeval value{};
+    value.tv_sec = static_cast<time_t>(seconds.count());
+    value.tv_usec = static_cast<suseconds_t>(std::chrono::microseconds(timeout - seconds).count());
+    setsockopt(socketFileDescriptor_, SOL_SOCKET, SO_SNDTIMEO, &value, sizeof value);
 }
 
 ssize_t Socket::send(std::string_view head, std::string_view body) {

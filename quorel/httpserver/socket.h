@@ -13,6 +13,7 @@
 #include <sys/types.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <functional>
@@ -120,6 +121,14 @@ public:
     // The same with a text before it, in one segment with the file's beginning.
     void writeFile(std::string_view head, std::FILE* file);
 
+    // Reads that still wait at `deadline` throw as on an error ("Connection timed out"); without one they wait for good,
+    // which is how a socket begins. For the thread that reads.
+    void setReadDeadline(std::optional<std::chrono::steady_clock::time_point> deadline) {
+        readDeadline_ = deadline;
+    }
+    // The longest wait of a write for a peer that takes nothing, then it throws; 0, as in the beginning: for good.
+    void setWriteTimeout(std::chrono::milliseconds timeout);
+
     // Whether bytes have arrived that nobody has read.
     bool hasUnreadBytes() const;
     // Ends the stream towards the peer, which reads end of file, and drops what still comes from it, until it
@@ -151,7 +160,10 @@ private:
     void leave() const;
     bool copyBySystem(std::FILE* file);
 
+    bool readableInTime() const;
+
     const int socketFileDescriptor_;
+    std::optional<std::chrono::steady_clock::time_point> readDeadline_;
     // Bit 31: closed. The rest: how many calls use the descriptor just now.
     mutable std::atomic<std::uint32_t> use_{0};
 };

@@ -202,6 +202,66 @@ TEST(HttpServer, EndsAConnectionBeyondTheLimits) {
     EXPECT_NE(converse(*server, "GET /text HTTP/1.1\r\nContent-Length: 4\r\n\r\nabcd"), "");
 }
 
+TEST(HttpServer, EndsConnectionsThatKeepItWaiting) {
+    constexpr std::chrono::milliseconds patience(250);
+    auto server = makeServer();
+    server->connectionLimits.patience = patience;
+    server->limits.head = 1 << 30;
+    server->get["/much"] = [](HttpRequest&) { return HttpResponse::ok(Body::text(std::string(64 << 20, 'x'))); };
+    server->get["/session"] = [&](HttpRequest&) {
+        std::this_thread::sleep_for(patience);  // neither handlers nor sessions are hurried
+        return HttpResponse::switchProtocols(
+            {}, [](const std::shared_ptr<Socket>& socket) { socket->writeUTF8(socket->readLine()); });
+    };
+    server->start(0, true);
+    for (const std::string_view bytes :
+         {"", "GET /text HT", "POST /text HTTP/1.1\r\nContent-Length: 2\r\n\r\na"}) {
+        const Client client(server->port());
+        client.send(bytes);
+        EXPECT_EQ(client.readAll(), "") << bytes;
+    }
+    const Client kept(server->port());
+    kept.send("GET /text HTTP/1.1\r\nConnection: keep-alive\r\n\r\n");
+    EXPECT_TRUE(kept.readAll().ends_with("hello"));
+
+    const Client session(server->port());
+    session.send("GET /session HTTP/1.1\r\n\r\n");
+    session.readUntil("\r\n\r\n");
+    session.send("still here\n");
+    EXPECT_EQ(session.readAll(), "still here");
+
+    const Client dripping(server->port());
+    std::atomic<bool> ended = false;
+    std::thread drip([&] {
+        while (!ended) dripping.send("x");
+    });
+    EXPECT_EQ(dripping.readAll(), "");
+    ended = true;
+    drip.join();
+
+    const LogCapture log;
+    const Client deaf(server->port());
+    deaf.send("GET /much HTTP/1.1\r\n\r\n");
+    while (log.text().empty()) std::this_thread::yield();
+    EXPECT_EQ(log.text(), "Failed to send response: writeFailed: Resource temporarily unavailable\n");
+}
+
+TEST(HttpServer, HasNoMoreConnectionsThanItMay) {
+    auto server = makeServer();
+    server->connectionLimits.connections = 2;
+    server->start(0, true);
+    auto first = std::make_unique<Client>(server->port());
+    Client second(server->port());
+    for (const Client* client : {first.get(), &second}) {
+        client->send("GET /text HTTP/1.1\r\nConnection: keep-alive\r\n\r\n");
+        EXPECT_TRUE(client->readUntil("hello").ends_with("hello"));
+    }
+    EXPECT_EQ(Client(server->port()).readAll(), "");
+    first.reset();
+    while (converse(*server, "GET /text HTTP/1.1\r\n\r\n").find("hello") == std::string::npos) {
+    }
+}
+
 TEST(HttpServer, StopsAndStartsAgain) {
     auto server = makeServer();
     EXPECT_EQ(server->state(), HttpServerIOState::stopped);
