@@ -109,13 +109,13 @@ TEST(EndBarrier, AnEndWaitsUntilTheOtherStreamsFirstBufferIsThrough) {
     for (int round = 0; round < 20; ++round) {
         TwoStreams streams;
         TwoStreams::bring(streams.a);
-        TwoStreams::bring(streams.b);
         auto ended = endAside(streams.a);
         TwoStreams::bring(streams.b);
+        TwoStreams::bring(streams.b);  // says that the one before is through, and may be behind the end itself
         ended.wait();
-        ASSERT_EQ(streams.arrived(), "abbA");
         TwoStreams::end(streams.b);
-        ASSERT_EQ(streams.arrived(), "abbAB");
+        const std::string arrived = streams.arrived();
+        ASSERT_TRUE(arrived == "abbAB" || arrived == "abAbB") << arrived;
     }
 }
 
