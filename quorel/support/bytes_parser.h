@@ -14,6 +14,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "quorel/foundation/fatal.h"
 #include "quorel/support/export.h"
 
 namespace quorel {
@@ -73,7 +74,11 @@ void putNumber(std::uint8_t* bytes, T value, BytesParser::Endianness endianness)
 }
 
 // Stops the process: the sum and the product of positions and counts must not overflow.
-QUOREL_SUPPORT_API std::int64_t checkedSum(std::int64_t a, std::int64_t b);
+inline std::int64_t checkedSum(std::int64_t a, std::int64_t b) {
+    std::int64_t sum = 0;
+    if (__builtin_add_overflow(a, b, &sum)) fatal("A position or a count of bytes overflows.");
+    return sum;
+}
 QUOREL_SUPPORT_API std::int64_t checkedProduct(std::int64_t a, std::int64_t b);
 
 }  // namespace detail

@@ -35,12 +35,6 @@ void requireCount(std::int64_t count) {
 
 }  // namespace
 
-std::int64_t detail::checkedSum(std::int64_t a, std::int64_t b) {
-    std::int64_t sum = 0;
-    if (__builtin_add_overflow(a, b, &sum)) fatal("A position or a count of bytes overflows.");
-    return sum;
-}
-
 std::int64_t detail::checkedProduct(std::int64_t a, std::int64_t b) {
     std::int64_t product = 0;
     if (__builtin_mul_overflow(a, b, &product)) fatal("A count of bytes overflows.");

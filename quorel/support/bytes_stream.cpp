@@ -65,18 +65,31 @@ bool MemoryOutputStream::open() {
     return open_ = true;
 }
 bool MemoryOutputStream::close() {
+    memory();
     open_ = false;
     return true;
 }
 std::size_t MemoryOutputStream::write(std::span<const std::uint8_t> bytes) {
-    if (!open_) return 0;
-    bytes_.insert(bytes_.end(), bytes.begin(), bytes.end());
+    if (bytes.empty()) return 0;
+    std::uint8_t* const room = extend(bytes.size());
+    if (room == nullptr) return 0;
+    std::copy(bytes.begin(), bytes.end(), room);
     return bytes.size();
 }
 std::uint8_t* MemoryOutputStream::extend(std::size_t size) {
     if (!open_) return nullptr;
-    bytes_.resize(bytes_.size() + size);
-    return bytes_.data() + bytes_.size() - size;
+    if (std::uint8_t* const room = takeRoom(size)) return room;
+    const std::size_t before = memory()->size();
+    bytes_.resize(before + size);  // to at least twice of what there was
+    bytes_.resize(bytes_.capacity());
+    roomEnd_ = bytes_.data() + bytes_.size();
+    room_ = bytes_.data() + before + size;
+    return bytes_.data() + before;
+}
+std::vector<std::uint8_t>* MemoryOutputStream::memory() {
+    if (room_ != nullptr) bytes_.resize(static_cast<std::size_t>(room_ - bytes_.data()));
+    room_ = roomEnd_ = nullptr;
+    return &bytes_;
 }
 
 FileInputStream::~FileInputStream() {

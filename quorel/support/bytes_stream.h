@@ -12,6 +12,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "quorel/support/export.h"
@@ -51,8 +52,18 @@ public:
     // Room for `size` bytes behind what was written, which the caller fills at once and which counts as written;
     // nothing where there is no such memory, and the caller writes.
     virtual std::uint8_t* extend(std::size_t size);
+    // The same without asking the stream: nothing where such room is not at hand, and the caller writes.
+    std::uint8_t* takeRoom(std::size_t size) {
+        if (size > static_cast<std::size_t>(roomEnd_ - room_)) return nullptr;
+        return std::exchange(room_, room_ + size);
+    }
     // What was written, from streams into memory; null from all others.
     virtual std::vector<std::uint8_t>* memory();
+
+protected:
+    // Behind what was written; moves on as the room is taken.
+    std::uint8_t* room_ = nullptr;
+    std::uint8_t* roomEnd_ = nullptr;
 };
 
 // Bytes that are there already.
@@ -80,10 +91,10 @@ public:
     bool close() override;
     std::size_t write(std::span<const std::uint8_t> bytes) override;
     std::uint8_t* extend(std::size_t size) override;
-    std::vector<std::uint8_t>* memory() override { return &bytes_; }
+    std::vector<std::uint8_t>* memory() override;
 
 private:
-    std::vector<std::uint8_t> bytes_;
+    std::vector<std::uint8_t> bytes_;  // what was written, and while there is room that room
     bool open_ = false;
 };
 

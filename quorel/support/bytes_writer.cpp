@@ -73,11 +73,6 @@ BytesWriter::Bytes BytesWriter::data() const {
     return *bytes;
 }
 
-std::int64_t BytesWriter::counted(std::int64_t size) {
-    count_ = detail::checkedSum(count_, size);
-    return size;
-}
-
 std::int64_t BytesWriter::write(std::span<const std::uint8_t> bytes, std::size_t elementSize) {
     if (bytes.empty()) return 0;
     const std::size_t written = outputStream_->write(bytes);

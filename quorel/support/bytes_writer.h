@@ -115,6 +115,10 @@ public:
     // A number, in the given byte order.
     template <FixedWidthNumber T>
     std::int64_t writeInteger(T value, Endianness endianness) {
+        if (std::uint8_t* const room = outputStream_->takeRoom(sizeof(T))) {
+            detail::putNumber(room, value, endianness);
+            return counted(sizeof(T));
+        }
         std::uint8_t bytes[sizeof(T)];
         detail::putNumber(bytes, value, endianness);
         return write(bytes);
@@ -210,7 +214,10 @@ private:
     // Of a write that came to its end early, whole elements count.
     std::int64_t write(std::span<const std::uint8_t> bytes, std::size_t elementSize);
     std::int64_t write(std::span<const std::uint8_t> bytes) { return write(bytes, bytes.size()); }
-    std::int64_t counted(std::int64_t size);
+    std::int64_t counted(std::int64_t size) {
+        count_ = detail::checkedSum(count_, size);
+        return size;
+    }
     std::int64_t writeString(std::string_view text, const StringEncoding& encoding, std::size_t terminator);
 
     std::shared_ptr<OutputStream> outputStream_;

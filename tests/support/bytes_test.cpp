@@ -336,9 +336,15 @@ TEST(Bytes, WritersCountPadAndFail) {
     writer.padToNByteBoundary(3, 7);
     EXPECT_EQ(writer.rawBytes(), (Bytes{1, 2, 3, 4, 5, 9, 9, 9, 6, 0, 0, 0, 0, 0, 0, 0, 7, 7}));
     EXPECT_EQ(writer.count(), 18);
+    writer.writeUInt16({0x0102, 0x0304}, big);  // behind what was asked for, with room left and without
+    EXPECT_EQ(writer.rawBytes().back(), 4);
+    for (int i = 0; i < 100; ++i) writer.writeUInt32(0x05060708, big);
+    EXPECT_EQ(writer.rawBytes()[22], 5);
+    EXPECT_EQ(std::ssize(writer.rawBytes()), 422);
     writer.complete();
     EXPECT_EQ(writeError([&] { writer.writeByte(1); }), WriteCode::unableToWriteBytes);
-    EXPECT_EQ(std::ssize(writer.data()), 18);
+    EXPECT_EQ(writeError([&] { writer.writeUInt32(1, big); }), WriteCode::unableToWriteBytes);
+    EXPECT_EQ(std::ssize(writer.data()), 422);
 
     const auto stream = std::make_shared<Narrow>();
     BytesWriter narrow(stream);
