@@ -11,10 +11,10 @@ namespace quorel::gstreamer {
 namespace {
 
 // GstPlayFlags, which playbin3 registers at run time and no header declares. Without the flag for texts: hlsdemux2
-// breaks the whole playback over one missing subtitle playlist.
+// breaks the whole playback over one missing subtitle playlist. Nor the one for a volume of playbin3's own, which
+// GStreamer 1.22 never frees: 5 KB for each title.
 constexpr unsigned playVideo = 0x1;
 constexpr unsigned playAudio = 0x2;
-constexpr unsigned softVolume = 0x10;
 constexpr unsigned useBuffering = 0x100;
 constexpr unsigned deinterlace = 0x200;
 
@@ -45,13 +45,30 @@ GstElement* makeSilentSink() {
     return GST_ELEMENT(gst_object_ref_sink(sink));
 }
 
+// Takes the sink, and gives one that playbin3 finds a volume in: the sink's own, or else this, for it looks at the
+// children that were added last first.
+GstElement* withVolume(GstElement* sink) {
+    GstElement* const volume = gst_element_factory_make("volume", nullptr);
+    if (volume == nullptr) return sink;
+    GstElement* const bin = gst_bin_new(nullptr);
+    gst_object_ref_sink(bin);
+    gst_bin_add_many(GST_BIN(bin), volume, sink, nullptr);
+    gst_object_unref(sink);
+    gst_element_link(volume, sink);
+    GstPad* const pad = gst_element_get_static_pad(volume, "sink");
+    gst_element_add_pad(bin, gst_ghost_pad_new("sink", pad));
+    gst_object_unref(pad);
+    gst_element_set_state(bin, GST_STATE_READY);  // as the sink is, so that whoever lets go of it ends both
+    return bin;
+}
+
 // A sink that could not be opened when playback begins would break the picture too.
 GstElement* makeAudioSink(GStreamerOptions::Audio audio) {
     if (audio == GStreamerOptions::Audio::none || !hasSoundOutput()) return makeSilentSink();
     GstElement* const sink = gst_element_factory_make("autoaudiosink", nullptr);
     if (sink == nullptr) return makeSilentSink();
     gst_object_ref_sink(sink);
-    if (gst_element_set_state(sink, GST_STATE_READY) != GST_STATE_CHANGE_FAILURE) return sink;
+    if (gst_element_set_state(sink, GST_STATE_READY) != GST_STATE_CHANGE_FAILURE) return withVolume(sink);
     gst_element_set_state(sink, GST_STATE_NULL);
     gst_object_unref(sink);
     return makeSilentSink();
@@ -85,8 +102,8 @@ GstElement* makePlaybin(const std::string& uri, GStreamerOptions::Audio audio, s
     }
     gst_object_ref_sink(playbin);
     GstElement* const audioSink = makeAudioSink(audio);
-    g_object_set(playbin, "flags", playVideo | playAudio | softVolume | useBuffering | deinterlace, "video-sink",
-                 videoSink, "audio-sink", audioSink, "uri", uri.c_str(), nullptr);
+    g_object_set(playbin, "flags", playVideo | playAudio | useBuffering | deinterlace, "video-sink", videoSink,
+                 "audio-sink", audioSink, "uri", uri.c_str(), nullptr);
     gst_object_unref(videoSink);
     gst_object_unref(audioSink);
     // Keeps the pitch at other rates than 1; without it they sound, but higher or lower.

@@ -1,12 +1,17 @@
 #include "engines/gstreamer/end_barrier.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <atomic>
+#include <cstdlib>
 #include <future>
+#include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <vector>
+
+#include "engines/gstreamer/elements.h"
 
 namespace quorel::gstreamer {
 namespace {
@@ -143,6 +148,57 @@ TEST(EndBarrier, NobodyWaitsForWhatWillNotCome) {
         streams.barrier->open();
         ended.wait();
         EXPECT_EQ(streams.arrived(), "aA");
+    }
+}
+
+// Of each kind of element, how many there are in a playbin, and how loud it is.
+struct Inside {
+    std::mutex mutex;
+    std::multiset<std::string> alive;
+    GstElement* volume = nullptr;
+
+    void add(GstElement* element) {
+        struct Member {
+            Inside& inside;
+            std::string kind;
+        };
+        auto* const member = new Member{*this, G_OBJECT_TYPE_NAME(element)};
+        const std::lock_guard lock(mutex);
+        alive.insert(member->kind);
+        if (member->kind == "GstVolume") volume = element;
+        const auto gone = +[](gpointer own, GObject*) {
+            const std::unique_ptr<Member> left(static_cast<Member*>(own));
+            const std::lock_guard inner(left->inside.mutex);
+            left->inside.alive.erase(left->inside.alive.find(left->kind));
+        };
+        g_object_weak_ref(G_OBJECT(element), gone, member);
+    }
+};
+
+// GStreamer's own volume element would stay.
+TEST(Playbin, TakesEveryElementWithIt) {
+    setenv("PULSE_SERVER", "unix:/nowhere", 1);  // a sound output, of some kind
+    for (const auto audio : {GStreamerOptions::Audio::automatic, GStreamerOptions::Audio::none}) {
+        std::string problem;
+        GstElement* const playbin = makePlaybin("file://" QUOREL_TEST_MEDIA "/ts/seg00.ts", audio,
+                                                std::make_shared<FrameStore>(), 1, problem);
+        ASSERT_TRUE(playbin) << problem;
+        Inside inside;
+        const auto onElement =
+            +[](GstBin*, GstBin*, GstElement* element, gpointer own) { static_cast<Inside*>(own)->add(element); };
+        g_signal_connect(playbin, "deep-element-added", G_CALLBACK(onElement), &inside);
+        g_object_set(playbin, "volume", 0.5, nullptr);
+        const auto barrier = EndBarrier::watch(playbin);
+        gst_element_set_state(playbin, GST_STATE_PAUSED);
+        EXPECT_EQ(gst_element_get_state(playbin, nullptr, nullptr, 60 * GST_SECOND), GST_STATE_CHANGE_SUCCESS);
+        EXPECT_EQ(inside.volume != nullptr, audio == GStreamerOptions::Audio::automatic);
+        gdouble loudness = 0.5;
+        if (inside.volume != nullptr) g_object_get(inside.volume, "volume", &loudness, nullptr);
+        EXPECT_EQ(loudness, 0.5);
+        barrier->open();
+        gst_element_set_state(playbin, GST_STATE_NULL);
+        gst_object_unref(playbin);
+        EXPECT_THAT(inside.alive, ::testing::IsEmpty());
     }
 }
 
