@@ -257,26 +257,23 @@ TEST_P(SystemCalls, OfALoad) {
 
 // From the master playlist to the words of a subtitle file.
 TEST_P(SystemCalls, OfASideloadedSubtitle) {
-    std::optional<testing::Origin> origin;
-    {
-        const Unfaulted unfaulted;
-        origin.emplace();
-        origin->serve("/film.m3u8", "#EXTM3U\n#EXT-X-STREAM-INF:BANDWIDTH=1\na.m3u8\n");
-        origin->serve("/a.m3u8", "#EXTM3U\n#EXTINF:60,\n0.ts\n#EXT-X-ENDLIST\n");
-        origin->serve("/a.srt", srt);
-    }
+    const auto origin = std::make_shared<testing::Origin>();
+    origin->serve("/film.m3u8", "#EXTM3U\n#EXT-X-STREAM-INF:BANDWIDTH=1\na.m3u8\n");
+    origin->serve("/a.m3u8", "#EXTM3U\n#EXTINF:60,\n0.ts\n#EXT-X-ENDLIST\n");
+    origin->serve("/a.srt", srt);
     const AVSubtitlesLoader::Subtitles tracks{std::make_shared<TextTrackDescription>(
         "https://origin.test/a.srt", "pt", true, TextTrackKind::subtitles, "Português", TextTrackFormat::SRT)};
     failEach(GetParam(), [&](const FailingCall& fault) {
         const bool mayFail = fault.happened() || GetParam() != Way::partial;
-        std::optional<testing::Network> network;
+        std::shared_ptr<UrlSession> session;
         try {
-            network.emplace(*origin);
+            session = std::make_shared<UrlSession>();
         } catch (const Error&) {
             EXPECT_TRUE(fault.happened());
             return;
         }
-        const auto loader = AVSubtitlesLoader::make(tracks, nullptr, {.urlSession = network->session});
+        session->registerProtocol(origin);
+        const auto loader = AVSubtitlesLoader::make(tracks, nullptr, {.urlSession = session});
         for (const char* const url :
              {"interceptedm3u8://origin.test/film.m3u8", "variantm3u8://https://origin.test/a.m3u8",
               "subtitlesm3u8://https://origin.test/a.srt"}) {
@@ -285,9 +282,8 @@ TEST_P(SystemCalls, OfASideloadedSubtitle) {
                                      : loaded.body.starts_with("#EXTM3U"))
                 << loaded.body;
         }
-        const std::string words =
-            testing::fetch(*network->session, "http://localhost:" + std::to_string(loader->transformer().port()) +
-                                                  "/transformSubtitle");
+        const std::string words = testing::fetch(
+            *session, "http://localhost:" + std::to_string(loader->transformer().port()) + "/transformSubtitle");
         EXPECT_TRUE(words == "WEBVTT\n\n\n00:00:01.000 --> 00:00:02.000\nOlá\n\n" ||
                     (mayFail && (words == "failed" || words.starts_with("Missing subtitle content. Reason: "))))
             << words;

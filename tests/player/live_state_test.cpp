@@ -2,7 +2,6 @@
 
 #include <cmath>
 #include <limits>
-#include <random>
 
 #include "quorel/foundation/json.h"
 #include "quorel/foundation/log.h"
@@ -218,50 +217,14 @@ TEST_F(Live, OnlyAnotherHostWithAnotherStampIsACDNChange) {
     controller->stopAnalytics();
 }
 
-// Answers status requests and pings as a bad network does, in an order that is the same at every run.
-class BadNetwork final : public UrlProtocol {
-public:
-    explicit BadNetwork(RunLoop& wakes) : loop(wakes) {}
-
-    using Client = std::shared_ptr<UrlProtocolClient>;
-
-    bool canInit(const URLRequest& request) const override {
-        const std::string& url = request.url.absoluteString();
-        return url == AnalyticsAPI::defaultBaseURL() || (rages && url.ends_with("/status"));
-    }
-    void startLoading(const URLRequest& request, Client client) override {
-        const std::lock_guard lock(mutex);
-        loop.post([] {});  // wakes who waits for a request
-        if (request.httpMethod == "POST") {
-            pings.push_back(request.httpBody.value_or(""));
-            if (pings.size() % 3 == 0) return client->didFail(URLError(URLError::Code::networkConnectionLost));
-            if (pings.size() % 3 == 1) answer(*client, 500, "<html>");
-        } else {
-            const std::string& url = request.url.absoluteString();
-            waiting.emplace_back(url.find("/show/") != std::string::npos, std::move(client));
-            ++statuses;
-        }
-    }
-    static void answer(UrlProtocolClient& client, int status, std::string_view body) {
-        client.didReceiveResponse(URLResponse{*URL::parse("https://x.test/"), status, {}});
-        client.didLoad(body);
-        client.didFinishLoading();
-    }
-
-    RunLoop& loop;
-    std::atomic<bool> rages = false;
-    std::mutex mutex;
-    Lines pings;
-    std::size_t statuses = 0;
-    std::vector<std::pair<bool, Client>> waiting;  // whether it is of "show"
-};
-
+// What every poll of two players gets is right or wrong by turns, and every ping is lost.
 TEST_F(Live, ADayOfItLeavesEverythingInItsPlace) {
     constexpr std::size_t ticks = 8640;
-    const auto network = std::make_shared<BadNetwork>(*loop);
+    const auto ingest = std::make_shared<ScriptedBackend>(std::string(AnalyticsAPI::defaultBaseURL()));
+    ingest->fail("", URLError::Code::networkConnectionLost);
     PlatformServices services = session.services();
     services.background = loop;  // decoding in the loop's turn saves a wait for a thread
-    services.urlSession->registerProtocol(network);
+    services.urlSession->registerProtocol(ingest);
     session.install(std::move(services));
     const LogCapture log;
 
@@ -276,47 +239,25 @@ TEST_F(Live, ADayOfItLeavesEverythingInItsPlace) {
     loadAndKeep("show", 2);
     ASSERT_TRUE(loop->drainUntil([&] { return playing.use_count() == 1; }));
     playing->play();
-    network->rages = true;
 
-    std::mt19937 random(1);
     double eventDate = start1970;
-    std::size_t failures = 0;
-    const auto settled = [&](long shows, long matches) {
-        return loop->drainUntil(
-            [&] { return controller.use_count() == 2 + shows && playing.use_count() == 1 + matches; });
-    };
-    // Some ticks, then answers to some of those who wait, the later ones too before the earlier ones.
-    for (std::size_t tick = 0; tick < ticks;) {
-        const std::size_t until = std::min(tick + 1 + random() % 10, ticks);
-        for (; tick < until; ++tick) {
-            if (tick == 5) session.setSessionId("ssid");
-            loop->advance(seconds(10));
+    std::string lines = "[AVSubtitlesLoader] Unable to find a valid TextTrackDescription for sideloading.\n";
+    for (std::size_t tick = 0; tick < ticks; ++tick) {
+        if (tick == 5) session.setSessionId("ssid");
+        backend->forgetRequests();
+        const Status status{.isLive = tick % 2 == 0,
+                            .isPaused = tick % 3 == 0,
+                            .eventDate = start1970 - static_cast<double>(tick % 1000)};
+        for (const char* path : {"live-streams/show/status", "live-streams/match/status"}) {
+            backend->reply(path, tick % 8 == 1 ? 503 : 200, tick % 8 == 2 ? "{\"assets\":{" : status.body());
+            if (tick % 8 == 0) backend->fail(path, URLError::Code::timedOut);
+            if (tick % 8 <= 2) lines += "QuorelSDK: error updating player status\n";
         }
+        if (tick % 8 > 2) eventDate = status.eventDate;
+        loop->advance(seconds(10));
         ASSERT_TRUE(loop->drainUntil([&] {
-            const std::lock_guard lock(network->mutex);
-            return network->statuses == 2 * tick && network->pings.size() + 5 == std::max<std::size_t>(tick, 5);
+            return backend->paths().size() == 2 && controller.use_count() == 2 && playing.use_count() == 1;
         })) << tick;
-        std::unique_lock lock(network->mutex);
-        std::shuffle(network->waiting.begin(), network->waiting.end(), random);
-        const auto left = network->waiting.size() / (1 + random() % 5);
-        for (; network->waiting.size() > left; network->waiting.pop_back()) {
-            const auto& [isShow, client] = network->waiting.back();
-            const Status status{.isLive = random() % 2 == 0,
-                                .isPaused = random() % 2 == 0,
-                                .eventDate = start1970 - static_cast<double>(random() % 1000)};
-            const auto kind = random() % 8;
-            if (kind == 0) client->didFail(URLError(URLError::Code::timedOut));
-            if (kind == 1) BadNetwork::answer(*client, 503, status.body());
-            if (kind == 2) BadNetwork::answer(*client, 200, R"({"assets":{"thumb)");
-            if (kind > 2) BadNetwork::answer(*client, 200, status.body());
-            failures += kind <= 2 ? 1 : 0;
-            if (kind > 2 && isShow) eventDate = status.eventDate;
-        }
-        const auto shows = std::count_if(network->waiting.begin(), network->waiting.end(),
-                                         [](const auto& one) { return one.first; });
-        const auto matches = static_cast<long>(network->waiting.size()) - shows;
-        lock.unlock();
-        ASSERT_TRUE(settled(shows, matches)) << tick;
         EXPECT_EQ(controller->contentState(), ContentState::startSoon);
         EXPECT_EQ(playing->contentState(), ContentState::live);
     }
@@ -325,29 +266,27 @@ TEST_F(Live, ADayOfItLeavesEverythingInItsPlace) {
     EXPECT_FALSE(playing->player()->paused());
     EXPECT_NEAR(playing->player()->currentTime(), 10.0 * ticks + 1, 0.5);
 
-    // Those that nobody answered, and the end of the countdown.
-    const std::string last = Status{.eventDate = start1970 + 1e9}.body();
-    for (const auto& [isShow, client] : std::exchange(network->waiting, {}))
-        BadNetwork::answer(*client, 200, last);
-    ASSERT_TRUE(settled(0, 0));
-    loop->advance(seconds(1));
-    EXPECT_EQ(countdown(), "");
     const std::weak_ptr<QuorelPlayerViewController> players[] = {controller, playing};
+    setStatus("show", {.eventDate = start1970 + 1e9});  // the end of the countdown
+    loop->advance(seconds(9));
+    ASSERT_TRUE(loop->drainUntil([&] { return backend->paths().size() == 4 && playing.use_count() == 1; }));
     playing->stopAnalytics();
-    controller = playing = nullptr;
+    playing = controller = nullptr;
+    ASSERT_TRUE(loop->drainUntil([&] {
+        loop->advance(seconds(1));
+        return players[0].expired() && players[1].expired();
+    }));
     loop->advance(seconds(5));  // what the overlays held weakly ends
-    EXPECT_TRUE(players[0].expired() && players[1].expired());
     EXPECT_EQ(loop->pendingTimers(), 0u);
     EXPECT_TRUE(factory->players().empty());
-
-    for (std::size_t i = 0; i < network->pings.size(); ++i) {
-        const JSONValue ping = parseJSON(network->pings[i]);
-        ASSERT_EQ(ping["eventos"][0]["dados"]["sequencia"].asInt(), static_cast<std::int64_t>(i) + 5);
-    }
-    EXPECT_EQ(network->pings.size(), ticks - 5);
-    std::string lines = "[AVSubtitlesLoader] Unable to find a valid TextTrackDescription for sideloading.\n";
-    for (std::size_t i = 0; i < failures; ++i) lines += "QuorelSDK: error updating player status\n";
     EXPECT_EQ(log.text(), lines + "QuorelPlayer deinit\nQuorelPlayer deinit\n");
+
+    ASSERT_TRUE(loop->drainUntil([&] { return ingest->requests().size() == ticks - 4; }));
+    std::int64_t sequence = 5;  // those before were counted, too
+    for (const URLRequest& request : ingest->requests()) {
+        const JSONValue ping = parseJSON(request.httpBody.value_or("null"));
+        ASSERT_EQ(ping["eventos"][0]["dados"]["sequencia"].asInt(), sequence++);
+    }
 }
 
 }  // namespace

@@ -23,12 +23,12 @@ std::shared_ptr<SSTextTrackDescription> described(const std::string& file, TextT
 }
 
 TEST_F(Loader, WalksFromTheMasterToTheWords) {
-    origin.redirect("/film.m3u8", "/v2/film.m3u8");
-    origin.serve("/v2/film.m3u8", "#EXTM3U\n#EXT-X-STREAM-INF:BANDWIDTH=1\n720/a.m3u8?t=1\n");
-    origin.serve("/v2/720/a.m3u8", "#EXTM3U\n#EXTINF:60.25,\n0.ts\n#EXTINF:40.25,\n1.ts\n#EXT-X-ENDLIST\n");
-    origin.serve("/a.srt", srt);
-    origin.serve("/c.vtt",
-                 "WEBVTT\r\nX-TIMESTAMP-MAP=LOCAL:00:00:00.000,MPEGTS:1\r\n\r\n00:01.000 --> 00:02.000\r\nc\r\n");
+    origin->redirect("/film.m3u8", "/v2/film.m3u8");
+    origin->serve("/v2/film.m3u8", "#EXTM3U\n#EXT-X-STREAM-INF:BANDWIDTH=1\n720/a.m3u8?t=1\n");
+    origin->serve("/v2/720/a.m3u8", "#EXTM3U\n#EXTINF:60.25,\n0.ts\n#EXTINF:40.25,\n1.ts\n#EXT-X-ENDLIST\n");
+    origin->serve("/a.srt", srt);
+    origin->serve("/c.vtt",
+                  "WEBVTT\r\nX-TIMESTAMP-MAP=LOCAL:00:00:00.000,MPEGTS:1\r\n\r\n00:01.000 --> 00:02.000\r\nc\r\n");
     const auto mapped = described("c.vtt", TextTrackFormat::WebVTT);
     mapped->vttTimestamp = {"900000", "00:00:01.000"};
     const Tracks tracks{
@@ -74,11 +74,11 @@ TEST_F(Loader, WalksFromTheMasterToTheWords) {
 }
 
 TEST_F(Loader, ServesWhatBecomesOfAFile) {
-    origin.serve("/empty.vtt", "");
-    origin.serve("/no%20map.vtt", "WEBVTT\n\n100% A\n");
-    origin.serve("/headless.vtt", "WEBVTT");
-    origin.serve("/bad.srt", "1\nno time\n\n");
-    origin.serve("/latin1.vtt", "WEBVTT\n\nol\xE1");
+    origin->serve("/empty.vtt", "");
+    origin->serve("/no%20map.vtt", "WEBVTT\n\n100% A\n");
+    origin->serve("/headless.vtt", "WEBVTT");
+    origin->serve("/bad.srt", "1\nno time\n\n");
+    origin->serve("/latin1.vtt", "WEBVTT\n\nol\xE1");
     const auto loader = AVSubtitlesLoader::make({}, nullptr, {.urlSession = session});
     SubtitlesTransformer& transformer = loader->transformer();
     const std::string service = "http://localhost:" + std::to_string(transformer.port()) + "/transformSubtitle";
@@ -126,7 +126,7 @@ TEST_F(Loader, ServesWhatBecomesOfAFile) {
 }
 
 TEST_F(Loader, RefusesAndFailsAsEachSchemeDoes) {
-    origin.serve("/page.m3u8", "<html>");
+    origin->serve("/page.m3u8", "<html>");
     const auto loader = AVSubtitlesLoader::make({}, nullptr, {.urlSession = session});
     const LogCapture log;
     using enum URLError::Code;
@@ -151,15 +151,15 @@ TEST_F(Loader, RefusesAndFailsAsEachSchemeDoes) {
               "[AVSubtitlesLoader] ERROR: Variant manifest is invalid\n"
               "[AVSubtitlesLoader] ERROR: Couldn't find variant data\n"
               "[AVSubtitlesLoader] ERROR: Failed to revert subtitle URL!\n");
-    origin.serve("/long.m3u8", "#EXTM3U\n#EXTINF:1" + std::string(19, '0') + ",\n");
+    origin->serve("/long.m3u8", "#EXTM3U\n#EXTINF:1" + std::string(19, '0') + ",\n");
     ASSERT_TRUE(load(*loader, "variantm3u8://https://origin.test/long.m3u8").handled);
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_DEATH(load(*loader, "subtitlesm3u8://https://origin.test/a.srt"), "no number of seconds");
 }
 
 TEST_F(Loader, DumpsWhatItGivesWhenAsked) {
-    origin.serve("/a.m3u8", "#EXTM3U");
-    origin.serve("/a.vtt", "WEBVTT");
+    origin->serve("/a.m3u8", "#EXTM3U");
+    origin->serve("/a.vtt", "WEBVTT");
     const auto loader =
         AVSubtitlesLoader::make({described("a.vtt", TextTrackFormat::WebVTT)}, nullptr, {.urlSession = session});
     LogCapture log;
@@ -246,9 +246,9 @@ TEST(LoaderLifetime, TwoHundredLoadersLeaveNeitherThreadNorDescriptor) {
     const auto before = count();
     LogCapture log;
     {
-        Origin origin;
-        const Network network(origin);
-        const auto& session = network.session;
+        const auto origin = std::make_shared<Origin>();
+        const auto session = std::make_shared<UrlSession>();
+        session->registerProtocol(origin);
         std::weak_ptr<AVSubtitlesLoader> last;
         for (int i = 1; i <= 200; ++i) {
             auto loader = AVSubtitlesLoader::make({}, nullptr, {.urlSession = session});
@@ -260,7 +260,7 @@ TEST(LoaderLifetime, TwoHundredLoadersLeaveNeitherThreadNorDescriptor) {
             const auto request =
                 std::make_shared<LoadingRequest>(URL::parse("variantm3u8://https://origin.test/hang/v.m3u8"));
             EXPECT_TRUE(loader->shouldWaitForLoadingOfRequestedResource(request));
-            origin.waitForHanging(2 * i);
+            origin->waitForHanging(2 * i);
             loader = nullptr;
             EXPECT_EQ(request->wait(true).error, URLError::Code::cannotParseResponse);
         }
@@ -289,7 +289,7 @@ struct CacheDouble : Cache, DeveloperSettings {
 };
 
 TEST_F(Loader, IsInstalledForSourcesWithFitTracks) {
-    origin.serve("/film.m3u8", "#EXTM3U\n#EXT-X-STREAM-INF:BANDWIDTH=1\na.m3u8");
+    origin->serve("/film.m3u8", "#EXTM3U\n#EXT-X-STREAM-INF:BANDWIDTH=1\na.m3u8");
     const auto loop = std::make_shared<ManualRunLoop>();
     SimulatedEngineFactory factory(loop);
     const auto player = factory.makePlayer({}, {});

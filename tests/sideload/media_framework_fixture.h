@@ -1,5 +1,4 @@
-// An origin on real sockets, a session that reaches it as https://origin.test, and a media framework that brings
-// requests under private schemes to a delegate.
+// An origin behind a session, and a media framework that brings requests under private schemes to a delegate.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -15,28 +14,13 @@
 
 #include "quorel/engine/media_framework.h"
 #include "quorel/foundation/log.h"
-#include "quorel/httpserver/http_server.h"
+#include "quorel/foundation/url_session.h"
 
 namespace quorel::testing {
 
-// Serves what it is given, by path. "/hang/..." is not answered before the origin ends.
-class Origin {
+// https://origin.test: gives what it was told to, by path. "/hang/..." is never answered.
+class Origin final : public UrlProtocol {
 public:
-    Origin() {
-        server_->listenAddressIPv4 = "127.0.0.1";
-        server_->notFoundHandler = [this](http::HttpRequest& request) { return answer(request.path); };
-        server_->start(0, true);
-    }
-    ~Origin() {
-        {
-            const std::lock_guard lock(mutex_);
-            ended_ = true;
-        }
-        changed_.notify_all();
-        server_->stop();
-    }
-
-    std::string address() const { return "http://127.0.0.1:" + std::to_string(server_->port()); }
     void serve(const std::string& path, std::string body) { bodies_[path] = std::move(body); }
     void redirect(const std::string& path, std::string to) { redirects_[path] = std::move(to); }
     void waitForHanging(int count) {
@@ -44,64 +28,33 @@ public:
         ASSERT_TRUE(changed_.wait_for(lock, std::chrono::seconds(30), [&] { return hanging_ >= count; }));
     }
 
-private:
-    http::HttpResponse answer(const std::string& path) {
+    bool canInit(const URLRequest& request) const override { return request.url.host() == "origin.test"; }
+    void startLoading(const URLRequest& request, std::shared_ptr<UrlProtocolClient> client) override {
+        const std::string& text = request.url.absoluteString();
+        std::string path = text.substr(text.find('/', 8), text.find('?') - text.find('/', 8));
         if (path.starts_with("/hang/")) {
-            std::unique_lock lock(mutex_);
+            const std::lock_guard lock(mutex_);
             ++hanging_;
-            changed_.notify_all();
-            changed_.wait(lock, [this] { return ended_; });
+            return changed_.notify_all();
         }
-        if (const auto to = redirects_.find(path); to != redirects_.end())
-            return http::HttpResponse::movedTemporarily(to->second);
+        URL from = request.url;
+        if (const auto to = redirects_.find(path); to != redirects_.end()) {
+            path = to->second;
+            from = *URL::parse("https://origin.test" + path);
+        }
         const auto body = bodies_.find(path);
-        if (body == bodies_.end()) return http::HttpResponse::notFound();
-        return http::HttpResponse::ok(http::HttpResponseBody::text(body->second));
+        HTTPHeaders headers;
+        headers.add("Server", "origin");
+        client->didReceiveResponse({from, body != bodies_.end() ? 200 : 404, headers});
+        if (body != bodies_.end()) client->didLoad(body->second);
+        client->didFinishLoading();
     }
 
-    const std::shared_ptr<http::HttpServer> server_ = std::make_shared<http::HttpServer>();
+private:
     std::map<std::string, std::string> bodies_, redirects_;
     std::mutex mutex_;
     std::condition_variable changed_;
     int hanging_ = 0;
-    bool ended_ = false;
-};
-
-// Takes https requests for origin.test over http to the origin, and tells of redirects as if they were on https.
-class OriginProtocol final : public UrlProtocol {
-public:
-    OriginProtocol(std::string address, UrlSession& network) : address_(std::move(address)), network_(network) {}
-
-    bool canInit(const URLRequest& request) const override { return request.url.host() == "origin.test"; }
-    void startLoading(const URLRequest& request, std::shared_ptr<UrlProtocolClient> client) override {
-        const std::string& text = request.url.absoluteString();
-        const auto url = URL::parse(address_ + text.substr(text.find('/', 8)));
-        const auto task =
-            network_.dataTask(URLRequest(*url), [address = address_, client](UrlSession::Result result) {
-                auto* reply = std::get_if<DataAndResponse>(&result);
-                if (reply == nullptr) return client->didFail(URLError(URLError::Code::networkConnectionLost));
-                const std::string from = reply->response.url.absoluteString().substr(address.size());
-                reply->response.url = *URL::parse("https://origin.test" + from);
-                client->didReceiveResponse(reply->response);
-                client->didLoad(reply->data);
-                client->didFinishLoading();
-            });
-        {
-            const std::lock_guard lock(mutex_);
-            tasks_[client] = task;
-        }
-        task->resume();
-    }
-    void stopLoading(const std::shared_ptr<UrlProtocolClient>& client) override {
-        const std::lock_guard lock(mutex_);
-        if (const auto task = tasks_.extract(client)) task.mapped()->cancel();
-    }
-
-private:
-    const std::string address_;
-    std::mutex mutex_;
-    std::map<std::shared_ptr<UrlProtocolClient>, std::shared_ptr<UrlSessionDataTask>> tasks_;
-    UrlSession& network_;
 };
 
 // What became of one request.
@@ -170,20 +123,12 @@ inline std::string cut(const std::string& text, const std::string& anchor, const
     return text.substr(start, text.find(after, start) - start);
 }
 
-// The session that goes out for the other one ends after it.
-struct Network {
-    explicit Network(const Origin& origin) {
-        session->registerProtocol(std::make_shared<OriginProtocol>(origin.address(), outside));
-    }
-    UrlSession outside;
-    const std::shared_ptr<UrlSession> session = std::make_shared<UrlSession>();
-};
-
 class SideloadTest : public ::testing::Test {
 protected:
-    Origin origin;
-    Network network{origin};
-    const std::shared_ptr<UrlSession>& session = network.session;
+    SideloadTest() { session->registerProtocol(origin); }
+
+    const std::shared_ptr<Origin> origin = std::make_shared<Origin>();
+    const std::shared_ptr<UrlSession> session = std::make_shared<UrlSession>();
 };
 
 }  // namespace quorel::testing

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "quorel/foundation/text.h"
 #include "quorel/sideload/master_playlist_parser.h"
 #include "quorel/sideload/variant_playlist_parser.h"
 
@@ -163,40 +164,22 @@ variantm3u8://https://cdn.example/live/video/720.m3u8?token=abc)";
 }
 
 TEST(MasterPlaylistParser, LeavesTheRestAsItIs) {
-    EXPECT_EQ(
-        master("\xEF\xBB\xBF#EXTM3U\r\n"
-               "#EXT-X-INDEPENDENT-SEGMENTS\r\n\r\n"
-               "## a remark: kept, as it is\r\n"
-               R"(#EXT-X-DEFINE:NAME="token",VALUE="a,b=c")"
-               "\r\n"
-               R"(#EXT-X-SESSION-DATA:DATA-ID="com.example.title",VALUE="A, B: \"C\"",LANGUAGE="en")"
-               "\r\n"
-               R"(#EXT-X-SESSION-KEY:METHOD=SAMPLE-AES,URI="skd://key,1",KEYFORMAT="com.example")"
-               "\r\n"
-               R"(#EXT-X-CONTENT-STEERING:SERVER-URI="/steer?a=1",PATHWAY-ID="X")"
-               "\r\n"
-               R"(#EXT-X-I-FRAME-STREAM-INF:BANDWIDTH=86000,URI="iframe/i.m3u8?t=1",CODECS="avc1.4d401f")"
-               "\r\n"
-               R"(#EXT-X-MEDIA:TYPE=CLOSED-CAPTIONS,GROUP-ID="cc",NAME="CC1",INSTREAM-ID="CC1")"
-               "\r\n"
-               "stray.m3u8\r\n",
-               {}),
-        "\xEF\xBB\xBF#EXTM3U\n"
-        "#EXT-X-INDEPENDENT-SEGMENTS\n\n"
-        "## a remark: kept, as it is\n"
-        R"(#EXT-X-DEFINE:NAME="token",VALUE="a,b=c")"
-        "\n"
-        R"(#EXT-X-SESSION-DATA:DATA-ID="com.example.title",VALUE="A, B: \"C\"",LANGUAGE="en")"
-        "\n"
-        R"(#EXT-X-SESSION-KEY:METHOD=SAMPLE-AES,URI="skd://key,1",KEYFORMAT="com.example")"
-        "\n"
-        R"(#EXT-X-CONTENT-STEERING:SERVER-URI="/steer?a=1",PATHWAY-ID="X")"
-        "\n"
-        R"(#EXT-X-I-FRAME-STREAM-INF:BANDWIDTH=86000,URI="https://cdn.example/live/iframe/i.m3u8?t=1",CODECS="avc1.4d401f")"
-        "\n"
-        R"(#EXT-X-MEDIA:TYPE=CLOSED-CAPTIONS,GROUP-ID="cc",NAME="CC1",INSTREAM-ID="CC1")"
-        "\n"
-        "stray.m3u8\n");
+    const std::string lines =
+        "\xEF\xBB\xBF"
+        R"(#EXTM3U
+#EXT-X-INDEPENDENT-SEGMENTS
+
+## a remark: kept, as it is
+#EXT-X-DEFINE:NAME="token",VALUE="a,b=c"
+#EXT-X-SESSION-DATA:DATA-ID="com.example.title",VALUE="A, B: \"C\"",LANGUAGE="en"
+#EXT-X-SESSION-KEY:METHOD=SAMPLE-AES,URI="skd://key,1",KEYFORMAT="com.example"
+#EXT-X-CONTENT-STEERING:SERVER-URI="/steer?a=1",PATHWAY-ID="X"
+#EXT-X-I-FRAME-STREAM-INF:BANDWIDTH=86000,URI="iframe/i.m3u8?t=1",CODECS="avc1.4d401f"
+#EXT-X-MEDIA:TYPE=CLOSED-CAPTIONS,GROUP-ID="cc",NAME="CC1",INSTREAM-ID="CC1"
+stray.m3u8
+)";
+    EXPECT_EQ(master(replacingAll(lines, "\n", "\r\n"), {}),
+              replacingAll(lines, "iframe/", "https://cdn.example/live/iframe/"));
 }
 
 struct VariantRow {
@@ -208,6 +191,29 @@ struct VariantRow {
 TEST(VariantPlaylistParser, MakesURIsAbsoluteAndAddsDurations) {
     const std::string base = "https://cdn.example/live/video/";
     const std::string longTitle(200'000, 'x');
+    // "$" stands for the base of what is relative.
+    const std::string lowLatency =
+        "\xEF\xBB\xBF"
+        R"(#EXTM3U
+#EXT-X-VERSION:9
+#EXT-X-SERVER-CONTROL:CAN-BLOCK-RELOAD=YES,PART-HOLD-BACK=1.0,CAN-SKIP-UNTIL=12.0
+#EXT-X-PART-INF:PART-TARGET=0.33334
+#EXT-X-MEDIA-SEQUENCE:266
+#EXT-X-MAP:URI="$init.mp4",BYTERANGE="720@0"
+#EXT-X-PROGRAM-DATE-TIME:2026-02-14T02:13:36.106Z
+#EXT-X-DATERANGE:ID="ad,1",START-DATE="2026-02-14T02:13:36Z",X-COM="a=1, b=2",SCTE35-OUT=0xFC30
+#EXTINF:4.00008
+#EXT-X-BYTERANGE:1000@720
+$file.mp4?hdnts=exp%3D1~acl%3D/*~hmac%3Dab
+#EXT-X-DISCONTINUITY
+#EXT-X-GAP
+#EXT-X-KEY:METHOD=AES-128,URI="https://keys.example/k?id=2&x=A",IV=0x10
+#EXTINF:4
+https://other.example/b.mp4
+#EXT-X-KEY:METHOD=NONE
+#EXT-X-PART:DURATION=0.33334,URI="$p1.mp4",INDEPENDENT=YES
+#EXT-X-PRELOAD-HINT:TYPE=PART,URI="$p2.mp4"
+#EXT-X-RENDITION-REPORT:URI="$../1M/w.m3u8",LAST-MSN=273,LAST-PART=2)";
     const std::vector<VariantRow> rows{
         {"#EXTM3U\n#EXT-X-TARGETDURATION:10\n#EXT-X-KEY:METHOD=AES-128,URI=\"key.bin\"\n#EXTINF:9.6,\nseg0.ts\n"
          "#EXT-X-ENDLIST\n",
@@ -220,43 +226,7 @@ TEST(VariantPlaylistParser, MakesURIsAbsoluteAndAddsDurations) {
         {"#EXTM3U\n#EXTINF:,\na.ts", "#EXTM3U", 0},
         {"#EXTM3U\n#EXTINF:2.," + longTitle + "\n%zz\n#EXTINF:.5," + std::string(70, '0') + "\nb.ts",
          "#EXTM3U\n#EXTINF:2.," + longTitle + "\n#EXTINF:.5," + std::string(70, '0') + "\n" + base + "b.ts", 2.5},
-        {"\xEF\xBB\xBF#EXTM3U\r\n#EXT-X-VERSION:9\r\n"
-         "#EXT-X-SERVER-CONTROL:CAN-BLOCK-RELOAD=YES,PART-HOLD-BACK=1.0,CAN-SKIP-UNTIL=12.0\r\n"
-         "#EXT-X-PART-INF:PART-TARGET=0.33334\r\n#EXT-X-MEDIA-SEQUENCE:266\r\n"
-         "#EXT-X-MAP:URI=\"init.mp4\",BYTERANGE=\"720@0\"\r\n"
-         "#EXT-X-PROGRAM-DATE-TIME:2026-02-14T02:13:36.106Z\r\n"
-         "#EXT-X-DATERANGE:ID=\"ad,1\",START-DATE=\"2026-02-14T02:13:36Z\",X-COM=\"a=1, "
-         "b=2\",SCTE35-OUT=0xFC30\r\n"
-         "#EXTINF:4.00008,\r\n#EXT-X-BYTERANGE:1000@720\r\nfile.mp4?hdnts=exp=1~acl=/*~hmac=ab\r\n"
-         "#EXT-X-DISCONTINUITY\r\n#EXT-X-GAP\r\n"
-         "#EXT-X-KEY:METHOD=AES-128,URI=\"https://keys.example/k?id=2&x=%41\",IV=0x10\r\n"
-         "#EXTINF:4,\r\nhttps://other.example/b.mp4\r\n#EXT-X-KEY:METHOD=NONE\r\n"
-         "#EXT-X-PART:DURATION=0.33334,URI=\"p1.mp4\",INDEPENDENT=YES\r\n"
-         "#EXT-X-PRELOAD-HINT:TYPE=PART,URI=\"p2.mp4\"\r\n"
-         "#EXT-X-RENDITION-REPORT:URI=\"../1M/w.m3u8\",LAST-MSN=273,LAST-PART=2\r\n",
-         "\xEF\xBB\xBF#EXTM3U\n#EXT-X-VERSION:9\n"
-         "#EXT-X-SERVER-CONTROL:CAN-BLOCK-RELOAD=YES,PART-HOLD-BACK=1.0,CAN-SKIP-UNTIL=12.0\n"
-         "#EXT-X-PART-INF:PART-TARGET=0.33334\n#EXT-X-MEDIA-SEQUENCE:266\n"
-         "#EXT-X-MAP:URI=\"" +
-             base +
-             "init.mp4\",BYTERANGE=\"720@0\"\n"
-             "#EXT-X-PROGRAM-DATE-TIME:2026-02-14T02:13:36.106Z\n"
-             "#EXT-X-DATERANGE:ID=\"ad,1\",START-DATE=\"2026-02-14T02:13:36Z\",X-COM=\"a=1, "
-             "b=2\",SCTE35-OUT=0xFC30\n"
-             "#EXTINF:4.00008\n#EXT-X-BYTERANGE:1000@720\n" +
-             base +
-             "file.mp4?hdnts=exp%3D1~acl%3D/*~hmac%3Dab\n"
-             "#EXT-X-DISCONTINUITY\n#EXT-X-GAP\n"
-             "#EXT-X-KEY:METHOD=AES-128,URI=\"https://keys.example/k?id=2&x=A\",IV=0x10\n"
-             "#EXTINF:4\nhttps://other.example/b.mp4\n#EXT-X-KEY:METHOD=NONE\n"
-             "#EXT-X-PART:DURATION=0.33334,URI=\"" +
-             base +
-             "p1.mp4\",INDEPENDENT=YES\n"
-             "#EXT-X-PRELOAD-HINT:TYPE=PART,URI=\"" +
-             base +
-             "p2.mp4\"\n"
-             "#EXT-X-RENDITION-REPORT:URI=\"" +
-             base + "../1M/w.m3u8\",LAST-MSN=273,LAST-PART=2",
+        {replacingAll(replacingAll(lowLatency, "$", ""), "\n", "\r\n"), replacingAll(lowLatency, "$", base),
          8.00008},
     };
     for (const VariantRow& row : rows) {
