@@ -1,5 +1,6 @@
 #include <cmath>
 #include <limits>
+#include <sstream>
 
 #include "quorel/presentation/full_screen_controller.h"
 #include "quorel/presentation/time_text.h"
@@ -14,15 +15,11 @@ using Strings = std::vector<std::string>;
 
 TEST(TimeText, SaysMinutesAndHours) {
     const double infinite = std::numeric_limits<double>::infinity();
-    for (const auto& [seconds, text] : std::vector<std::pair<double, std::string>>{{0, "0:00"},
-                                                                                   {7.99, "0:07"},
-                                                                                   {600, "10:00"},
-                                                                                   {3599.9, "59:59"},
-                                                                                   {3600, "1:00:00"},
-                                                                                   {360061, "100:01:01"},
-                                                                                   {infinite, ""},
-                                                                                   {-infinite, ""},
-                                                                                   {std::nan(""), ""}}) {
+    const std::pair<double, const char*> rows[] = {
+        {0, "0:00"},    {7.99, "0:07"},        {600, "10:00"},  {3599.9, "59:59"},  {3600, "1:00:00"},
+        {infinite, ""}, {360061, "100:01:01"}, {-infinite, ""}, {std::nan(""), ""},
+    };
+    for (const auto& [seconds, text] : rows) {
         EXPECT_EQ(timeText(seconds), text) << seconds;
     }
     EXPECT_DEATH(timeText(1e19), "64 bits");
@@ -226,45 +223,30 @@ TEST_F(Overlay, TheSpinnerTurnsWhileTheViewerWaits) {
 TEST_F(Overlay, IsArrangedByBoundsAndSafeArea) {
     make({PlayerComponent::cast});
     load({.duration = 4000});
-    struct Case {
+    const struct {
         ui::Size size;
         ui::Insets safe;
-        std::vector<ui::Rect> places;  // settings, cast, play, skip back, slider, full screen
+        const char* places;  // settings, cast, play, skip back, slider, full screen
+    } cases[] = {
+        {{640, 360}, {}, "532,8,40,40 584,8,40,40 280,140,80,80 188,140,80,80 16,284,608,36 584,320,40,40 "},
+        {{360, 640},
+         {47, 0, 34, 0},
+         "252,55,40,40 304,55,40,40 140,280,80,80 48,280,80,80 16,530,328,36 304,566,40,40 "},
+        {{1280, 720},
+         {0, 50, 20, 60},
+         "1112,8,40,40 1164,8,40,40 600,320,80,80 508,320,80,80 66,624,1138,36 1164,660,40,40 "},
     };
-    for (const Case& one : std::vector<Case>{{{640, 360},
-                                              {},
-                                              {{532, 8, 40, 40},
-                                               {584, 8, 40, 40},
-                                               {280, 140, 80, 80},
-                                               {188, 140, 80, 80},
-                                               {16, 284, 608, 36},
-                                               {584, 320, 40, 40}}},
-                                             {{360, 640},
-                                              {47, 0, 34, 0},
-                                              {{252, 55, 40, 40},
-                                               {304, 55, 40, 40},
-                                               {140, 280, 80, 80},
-                                               {48, 280, 80, 80},
-                                               {16, 530, 328, 36},
-                                               {304, 566, 40, 40}}},
-                                             {{1280, 720},
-                                              {0, 50, 20, 60},
-                                              {{1112, 8, 40, 40},
-                                               {1164, 8, 40, 40},
-                                               {600, 320, 80, 80},
-                                               {508, 320, 80, 80},
-                                               {66, 624, 1138, 36},
-                                               {1164, 660, 40, 40}}}}) {
+    for (const auto& one : cases) {
         root->setFrame({0, 0, one.size.width, one.size.height});
         root->setSafeAreaInsets(one.safe);
-        std::vector<ui::Rect> places;
-        for (const ui::View* view : std::initializer_list<const ui::View*>{
-                 overlay->settingsButton().get(), overlay->castButton().get(), overlay->playPauseButton().get(),
-                 overlay->skipBackwardButton().get(), overlay->progressSlider().get(),
-                 overlay->fullScreenButton().get()}) {
-            places.push_back(ui::frameInRoot(*view));
+        std::ostringstream places;
+        for (const auto& view : std::initializer_list<std::shared_ptr<ui::View>>{
+                 overlay->settingsButton(), overlay->castButton(), overlay->playPauseButton(),
+                 overlay->skipBackwardButton(), overlay->progressSlider(), overlay->fullScreenButton()}) {
+            const ui::Rect place = ui::frameInRoot(*view);
+            places << place.x << ',' << place.y << ',' << place.width << ',' << place.height << ' ';
         }
-        EXPECT_EQ(places, one.places) << one.size.width;
+        EXPECT_EQ(places.str(), one.places) << one.size.width;
         EXPECT_EQ(ui::frameInRoot(*overlay->backdropView()).size(), one.size);
         const ui::Rect time = ui::frameInRoot(*overlay->timeLabel());
         const ui::Rect duration = ui::frameInRoot(*overlay->durationLabel());

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -36,6 +37,33 @@ inline int generatedLines() {
     const char* const number = std::getenv("QUOREL_GENERATED_LINES");
     return number != nullptr ? std::atoi(number) : 200'000;
 }
+
+// Texts that bring patterns close to a match; the same ones at every run.
+class Pieces {
+public:
+    explicit Pieces(std::vector<std::string> pieces) : pieces_(std::move(pieces)) {}
+
+    std::size_t below(std::size_t bound) { return random_() % bound; }
+    const std::string& any() { return pieces_[below(pieces_.size())]; }
+    std::string line(std::size_t most) {
+        std::string line;
+        for (auto count = below(most + 1); count > 0; --count) line += any();
+        return line;
+    }
+    // Some characters are replaced by pieces, taken away or moved behind one.
+    std::string changed(std::string line) {
+        for (auto changes = below(4); changes > 0 && !line.empty(); --changes) {
+            const std::size_t at = below(line.size()), kind = below(3);
+            if (static_cast<unsigned char>(line[at]) >= 0x80) continue;  // stay UTF-8
+            line.replace(at, kind == 0 ? 0 : 1, kind == 1 ? "" : any());
+        }
+        return line;
+    }
+
+private:
+    std::vector<std::string> pieces_;
+    std::mt19937 random_{1};
+};
 
 struct Case {
     const char* name;

@@ -2,8 +2,7 @@
 // a few bytes changed, so that they come close from both sides.
 #include <gtest/gtest.h>
 
-#include <random>
-
+#include "quorel/foundation/text.h"
 #include "quorel/subtitles/sbv_reading_private.h"
 #include "quorel/subtitles/srt_scanner_private.h"
 #include "quorel/subtitles/time_parsing.h"
@@ -15,61 +14,25 @@ namespace {
 
 const int rounds = generatedLines();
 
-class Generator {
-public:
-    std::string line(const char* separators) {
-        std::string line;
-        for (auto times = random_() % 8 == 0 ? 2U : 1U; times > 0; --times) {
-            if (random_() % 16 == 0) line += piece();
-            time(line, separators);
-            line += random_() % 8 == 0 ? piece() : arrow_;
-            time(line, separators);
-            if (random_() % 8 == 0) line += piece();
-        }
-        for (auto changes = random_() % 4; changes > 0 && !line.empty(); --changes) {
-            const std::size_t at = random_() % line.size();
-            if (static_cast<unsigned char>(line[at]) >= 0x80) continue;  // stay UTF-8
-            switch (random_() % 3) {
-                case 0:
-                    line.replace(at, 1, piece());
-                    break;
-                case 1:
-                    line.erase(at, 1);
-                    break;
-                default:
-                    line.insert(at, piece());
-                    break;
-            }
-        }
-        return line;
-    }
-    void setArrow(std::string arrow) { arrow_ = std::move(arrow); }
+Pieces timingPieces() {
+    return Pieces({"0", "1", "59", "123", ":", ",", ".", " ", "\t", "-", "-->", ">", "x", "::", "\u00A0", "\u0661",
+                   "\u2003", "\v"});
+}
 
-private:
-    const char* piece() {
-        static constexpr const char* pieces[] = {"0", "1",  "59",     "123",    ":",      ",",
-                                                 ".", " ",  "\t",     "-",      "-->",    ">",
-                                                 "x", "::", "\u00A0", "\u0661", "\u2003", "\v"};
-        return pieces[random_() % std::size(pieces)];
-    }
-    void digits(std::string& line, unsigned long count) {
-        while (count-- > 0) line += static_cast<char>('0' + random_() % 10);
-    }
-    void time(std::string& line, const char* separators) {
-        if (random_() % 8 != 0) {
-            digits(line, random_() % 32 == 0 ? 18U + random_() % 4U : 1U + random_() % 2U);
-            line += ':';
-        }
-        digits(line, random_() % 8 == 0 ? random_() % 4 : 2);
-        line += ':';
-        digits(line, random_() % 8 == 0 ? random_() % 4 : 2);
-        line += separators[random_() % 2];
-        digits(line, random_() % 8 == 0 ? random_() % 5 : 3);
-    }
-
-    std::mt19937 random_{1};
-    std::string arrow_ = " --> ";
-};
+// Mostly a usual one.
+std::string time(Pieces& pieces, char separator) {
+    static const std::vector<std::string> times{"00:00:01@000",
+                                                "1:2:3@456",
+                                                "12:34:56@78",
+                                                "59:9@001",
+                                                "::7@123",
+                                                "123456789012345678:00:00@000",
+                                                "1:60:61@9999",
+                                                "18446744073709551615:59:59@999",
+                                                "18446744073709551616:00:00@000"};
+    const std::size_t index = pieces.below(3 * times.size());
+    return replacingAll(times[index < times.size() ? index : 0], "@", std::string(1, separator));
+}
 
 // What the pattern as it stands says: exactly one match, and its captures.
 std::optional<std::array<std::string, 8>> only(const Regex& pattern, const std::string& line) {
@@ -94,10 +57,15 @@ std::optional<detail::TimingParts> numbers(const std::optional<std::array<std::s
 }
 
 template <class Read>
-void compare(const Regex& pattern, Generator generator, const char* separators, bool isVTT, Read read) {
+void compare(const Regex& pattern, const std::string& arrow, const char* separators, bool isVTT, Read read) {
+    Pieces pieces = timingPieces();
     int matched = 0;
     for (int i = 0; i < rounds; ++i) {
-        const std::string line = generator.line(separators);
+        std::string line;
+        for (auto times = pieces.below(8) == 0 ? 2U : 1U; times > 0; --times) {
+            line += time(pieces, separators[pieces.below(2)]) + arrow + time(pieces, separators[pieces.below(2)]);
+        }
+        line = pieces.changed(line);
         const auto expected = numbers(only(pattern, line), isVTT);
         detail::TimingParts parts;
         const bool isRead = read(line, parts);
@@ -111,37 +79,26 @@ void compare(const Regex& pattern, Generator generator, const char* separators, 
     EXPECT_LT(matched, rounds * 19 / 20);
 }
 
-TEST(Scans, ReadTheLanguageOfSRT) {
-    detail::OnlyMatch pattern(&detail::guardedSRTTimingPattern);
-    compare(detail::srtTimingPattern(), Generator(), ",,", false, [&](const std::string& line, auto& parts) {
-        return detail::scanSRTTiming(line, parts) || (pattern.find(line) && pattern.numbers(parts));
+TEST(Scans, ReadTheLanguagesOfTheirFormats) {
+    detail::OnlyMatch srt(&detail::guardedSRTTimingPattern), sbv(&detail::guardedSBVTimingPattern);
+    detail::OnlyMatch vtt(&detail::guardedVTTTimingPattern);
+    compare(detail::srtTimingPattern(), " --> ", ",,", false, [&](const std::string& line, auto& parts) {
+        return detail::scanSRTTiming(line, parts) || (srt.find(line) && srt.numbers(parts));
     });
-}
-
-TEST(Scans, ReadTheLanguageOfVTT) {
-    detail::OnlyMatch pattern(&detail::guardedVTTTimingPattern);
-    compare(detail::vttTimingPattern(), Generator(), ",.", true,
-            [&](const std::string& line, auto& parts) { return detail::readVTTTiming(line, pattern, parts); });
-}
-
-TEST(Scans, ReadTheLanguageOfSBV) {
-    Generator generator;
-    generator.setArrow(",");
-    detail::OnlyMatch pattern(&detail::guardedSBVTimingPattern);
-    compare(detail::sbvTimingPattern(), generator, "..", false, [&](const std::string& line, auto& parts) {
-        return detail::scanSBVTiming(line, parts) || (pattern.find(line) && pattern.numbers(parts));
+    compare(detail::vttTimingPattern(), " --> ", ",.", true,
+            [&](const std::string& line, auto& parts) { return detail::readVTTTiming(line, vtt, parts); });
+    compare(detail::sbvTimingPattern(), ",", "..", false, [&](const std::string& line, auto& parts) {
+        return detail::scanSBVTiming(line, parts) || (sbv.find(line) && sbv.numbers(parts));
     });
 }
 
 TEST(Scans, ReadTimesAsThePatternsDo) {
     const Regex milliseconds(R"(^(\d+):(\d{1,2}):(\d{1,2})[,\.:](\d{3})$)");
     const Regex hundredths(R"(^(\d+):(\d{1,2}):(\d{1,2})[,\.:](\d{2})$)");
-    Generator generator;
-    generator.setArrow(" ");
+    Pieces pieces = timingPieces();
     int matched = 0;
     for (int i = 0; i < rounds; ++i) {
-        std::string text = generator.line(i % 3 == 0 ? ":," : ".,");
-        text.resize(std::min(text.size(), text.find_first_of("-> ")));  // the first time of the line
+        std::string text = pieces.changed(time(pieces, ":.,"[i % 3]));
         // A whole number counts milliseconds and has no pattern.
         if (detail::readSigned(text)) continue;
         std::size_t begin = text.size() / 2 * static_cast<std::size_t>(i % 8 == 0);  // now and then a part of one
@@ -174,11 +131,9 @@ TEST(Scans, ReadTimesAsThePatternsDo) {
 
 TEST(Scans, FindVoiceTagsAsThePatternDoes) {
     const Regex pattern("<v[^ ]* ([^>]*)>");
-    std::mt19937 random(1);
-    constexpr const char* pieces[] = {"<v", "<", "v", " ", ">", "a", "\n", "\u00E9", ".", "<v "};
+    Pieces pieces({"<v", "<", "v", " ", ">", "a", "\n", "\u00E9", ".", "<v "});
     for (int i = 0; i < rounds; ++i) {
-        std::string text;
-        for (auto count = random() % 12; count > 0; --count) text += pieces[random() % std::size(pieces)];
+        const std::string text = pieces.line(12);
         Regex::Matcher matcher(pattern);
         const auto view = Regex::TextView::trusted(text);
         bool matches = matcher.find(view);
