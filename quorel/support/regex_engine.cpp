@@ -43,10 +43,16 @@ struct ThreadState {
         pcre2_jit_stack_free(stack);
     }
 
+    // One for all contexts of the thread; made when the first of them needs it.
+    void assignStack(const Context& context) {
+        if (stack == nullptr) stack = pcre2_jit_stack_create(32 * 1024, jitStackSize, nullptr);
+        pcre2_jit_stack_assign(context.get(), nullptr, stack);
+    }
+
     pcre2_match_data* memory = nullptr;
     pcre2_jit_stack* stack = nullptr;
     Context deep;    // with `stack`
-    Context sliced;  // with an offset limit
+    Context sliced;  // with `stack` and an offset limit
 };
 
 ThreadState& threadState() {
@@ -185,11 +191,8 @@ bool Regex::Engine::search(std::string_view subject, std::size_t from, std::uint
     int result = run(subject, from, flags, memory, limits_);
     if (result == PCRE2_ERROR_JIT_STACKLIMIT) {
         ThreadState& state = threadState();
-        if (state.stack == nullptr) {
-            state.stack = pcre2_jit_stack_create(32 * 1024, jitStackSize, nullptr);
-            state.deep = makeContext();
-            pcre2_jit_stack_assign(state.deep.get(), nullptr, state.stack);
-        }
+        if (!state.deep) state.deep = makeContext();
+        state.assignStack(state.deep);
         result = run(subject, from, flags, memory, state.deep.get());
     }
     if (result >= 0) return true;
@@ -206,8 +209,7 @@ bool Regex::Engine::searchInSlices(std::string_view subject, std::size_t from, s
     using Clock = std::chrono::steady_clock;
     ThreadState& state = threadState();
     if (!state.sliced) state.sliced = makeContext();
-    if (state.stack == nullptr) state.stack = pcre2_jit_stack_create(32 * 1024, jitStackSize, nullptr);
-    pcre2_jit_stack_assign(state.sliced.get(), nullptr, state.stack);
+    state.assignStack(state.sliced);
 
     const auto begin = Clock::now();
     auto last = begin;

@@ -63,6 +63,15 @@ TEST(Regex, ReportsBadPatternsOptionsAndTexts) {
     EXPECT_EQ(code([] { Regex("a").matches("\xED\xA0\x80"); }).first, RegexError::Code::invalidText);
 }
 
+TEST(Regex, SearchesDeeplyBeforeAndAfterALongSearch) {
+    const std::string deep = std::string(15'000, 'a') + "b";
+    std::thread([&] { EXPECT_TRUE(Regex("(?:.|a)*b").hasMatch(deep)); }).join();
+    std::thread([&] {
+        EXPECT_FALSE(Regex("b").hasMatch(std::string(100'000, 'a')));
+        EXPECT_TRUE(Regex("(?:.|a)*b").hasMatch(deep));
+    }).join();
+}
+
 TEST(Regex, GivesUpInsteadOfRunningForMinutes) {
     const std::string megabyte(1 << 20, '1');
     const std::vector<std::pair<const char*, std::string>> hostile = {
