@@ -64,10 +64,10 @@ TEST_F(Facade, EveryEventWritesWhatItIsAbout) {
         {Event::subtitleSelected{std::nullopt}, [&] { return !facade->subtitle.get(); }},
         {Event::playbackRateChanged{1.5}, [&] { return facade->playbackRate.get() == 1.5; }},
         {Event::play{}, [&] { return facade->isPlaying.get() && facade->isBuffering.get(); }},
+        {Event::pause{}, [&] { return !facade->isPlaying.get(); }},
         {Event::playing{}, [&] { return facade->isPlaying.get() && !facade->isBuffering.get(); }},
         {Event::waiting{}, [&] { return facade->isPlaying.get() && facade->isBuffering.get(); }},
         {Event::ended{}, [&] { return facade->isPlaying.get(); }},
-        {Event::pause{}, [&] { return !facade->isPlaying.get(); }},
         {Event::muted{}, [&] { return facade->isMuted.get(); }},
         {Event::unmuted{}, [&] { return !facade->isMuted.get(); }},
     };

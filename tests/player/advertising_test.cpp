@@ -98,7 +98,9 @@ TEST_F(Advertising, APrerollHoldsTheContentBackUntilItEnds) {
     const auto picture = ads->loader->requests[0].adDisplayContainer.adContainer;
     EXPECT_EQ(picture->frame(), (ui::Rect{0, 0, 640, 360}));
     EXPECT_EQ(picture->backgroundColor(), ui::Color::black());
-    EXPECT_EQ(controller->view()->subviews().back(), picture->superview());
+    const auto screen = picture->superview();
+    EXPECT_EQ(controller->view()->subviews().back(), screen);
+    EXPECT_EQ(controller->children().size(), 1u);
 
     const auto manager = ads->loader->load();
     loop->advance(std::chrono::seconds(1));
@@ -114,11 +116,13 @@ TEST_F(Advertising, APrerollHoldsTheContentBackUntilItEnds) {
     manager->tell(6);
     EXPECT_EQ(manager->calls.back(), "destroy");
     EXPECT_EQ(recorder->take(), (Lines{"adEnd", "adBreakEnd", "play"}));
-    EXPECT_EQ(picture->superview(), nullptr);
+    EXPECT_EQ(screen->superview(), nullptr);
     EXPECT_TRUE(controller->children().empty());
     EXPECT_FALSE(controller->playerUI()->isHidden()) << "shown, though the host asked for a hidden one";
     loop->advance(std::chrono::seconds(1));
-    EXPECT_EQ(recorder->take().front(), "playing");
+    const Lines told = recorder->take();
+    EXPECT_EQ(told.front(), "playing");
+    EXPECT_TRUE(told.back().starts_with("timeUpdate")) << "times are told again";
 }
 
 TEST_F(Advertising, WhateverFailsTheContentPlays) {
@@ -127,8 +131,8 @@ TEST_F(Advertising, WhateverFailsTheContentPlays) {
         std::function<void(ScriptedAds::Loader&)> happens;
         const char* log;
     } rows[] = {
-        {"no ads", [](auto& loader) { loader.fail("no \"ads\""); },
-         "Ad failed to load: Optional(\"no \\\"ads\\\"\")\n"},
+        {"no ads", [](auto& loader) { loader.fail("no \"ads\"\r\n"); },
+         "Ad failed to load: Optional(\"no \\\"ads\\\"\\r\\n\")\n"},
         {"no reason", [](auto& loader) { loader.fail(std::nullopt); }, "Ad failed to load: nil\n"},
         {"an ad breaks",
          [](auto& loader) {
@@ -203,10 +207,10 @@ TEST_F(Advertising, InsertedStreamsTakeThePlaceOfThePlainOne) {
     }
     backend->reply("live-streams/show", 200,
                    R"({"assets":{"thumbnail":"","startSoonScreen":"","pauseScreen":"","endingScreen":""},)"
-                   R"("isPaused":false,"googleDAI":{"enabled":true,"assetKey":"key"}})");
+                   R"("isPaused":false,"googleDAI":{"enabled":true,"assetKey":"key","apiKey":"k"}})");
     load("show");
     EXPECT_EQ(controller->player()->source()->source.ssai,
-              ServerSideAdInsertion(GoogleDAILiveConfiguration{.assetKey = "key"}));
+              ServerSideAdInsertion(GoogleDAILiveConfiguration{.assetKey = "key", .apiKey = "k"}));
     EXPECT_TRUE(controller->player()->paused());
 }
 

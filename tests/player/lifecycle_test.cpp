@@ -19,9 +19,6 @@ TEST_F(Lifecycle, TheViewsStandInTheirPlaces) {
     for (const ui::Rect frame : {holder->frame(), controller->playerUI()->frame(), factory->latest()->frame()}) {
         EXPECT_EQ(frame, (ui::Rect{0, 0, 640, 360}));
     }
-    const auto& badge = controller->view()->subviews().back();
-    EXPECT_TRUE(badge->isHidden());
-    EXPECT_EQ(std::dynamic_pointer_cast<ui::Label>(badge->subviews().front())->text(), "Live");
 }
 
 TEST_F(Lifecycle, UnmountEndsTheEngineAndKeepsTheConfiguration) {
@@ -33,7 +30,9 @@ TEST_F(Lifecycle, UnmountEndsTheEngineAndKeepsTheConfiguration) {
     EXPECT_EQ(recorder->take().back(), "pause");
     controller->unmount();
     controller->play();
-    controller->getCurrentTime([](double time) { EXPECT_EQ(time, 0); });
+    double told = -1;
+    controller->getCurrentTime([&](double time) { told = time; });
+    EXPECT_EQ(told, 0);
     load("film");
     EXPECT_EQ(controller->player(), nullptr);
     load("other");

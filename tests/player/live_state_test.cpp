@@ -9,6 +9,7 @@
 #include "quorel/player/countdown.h"
 #include "quorel/telemetry/analytics_api.h"
 #include "tests/player/player_fixture.h"
+#include "tests/presentation/drawn.h"
 
 namespace quorel::testing {
 namespace {
@@ -175,6 +176,9 @@ TEST_F(Live, PollingMovesNothingButTheCountdown) {
     EXPECT_EQ(countdown(), "(no countdown)");
     loop->advance(seconds(1));
     EXPECT_EQ(countdown(), "Em 02 segundos");
+    controller->layoutIn({0, 0, 640, 360});
+    EXPECT_TRUE(drawn(controller->view(), loop->now())
+                    .ends_with("0,0 640x360 image \n80,16 544x24 'Em 02 segundos' Poppins-Bold18 scale 0.7\n"));
     setStatus("show", {.isLive = true, .eventDate = start1970 - 3600});
     loop->advance(seconds(9));
     ASSERT_TRUE(loop->drainUntil([&] { return asked("live-streams/show/status") == 2; }));

@@ -1,5 +1,6 @@
 #include "quorel/player/source_assembly.h"
 #include "tests/player/player_fixture.h"
+#include "tests/presentation/drawn.h"
 
 namespace quorel::testing {
 namespace {
@@ -42,6 +43,12 @@ TEST_F(Loading, LiveContentWaitsForPlay) {
     EXPECT_TRUE(factory->latest()->paused());
     EXPECT_EQ(factory->latest()->log().count("play"), 0u);
     EXPECT_EQ(factory->latest()->source()->source.src, "https://cdn.test/show.m3u8");
+    controller->layoutIn({0, 0, 640, 360});
+    const auto badge = controller->view()->subviews().back();
+    EXPECT_TRUE(badge->isHidden()) << "as nobody shows it again";
+    badge->setHidden(false);
+    EXPECT_TRUE(drawn(controller->view(), loop->now())
+                    .ends_with("16,16 48x24 on 100/1 round 4\n16,16 48x24 'Live' Poppins-Bold14 centre\n"));
     load("film");
     EXPECT_FALSE(factory->latest()->paused()) << "what was known of the live content is forgotten";
 }

@@ -1,3 +1,4 @@
+#include "tests/presentation/drawn.h"
 #include "tests/presentation/overlay_fixture.h"
 
 namespace quorel::testing {
@@ -74,6 +75,60 @@ TEST_F(Settings, ThePanelHasThreeRowsBelowItsCloseButtonWhateverTheSize) {
     }
     EXPECT_EQ(panel().subtitleRow()->valueLabel()->text(), "");
     EXPECT_EQ(panel().qualityRow()->accessibilityName(), "Qualidade, Auto");
+}
+
+// The whole of it, as a host draws it.
+TEST_F(Settings, LooksAsItIsMeantTo) {
+    make({PlayerComponent::cast});
+    loadAndPlay({.duration = 100});
+    tap(emptyPlace);
+    root->setTextMeasure([](const ui::Label& label) {
+        return ui::Size{10.0 * static_cast<double>(label.text().size()), label.font().size};
+    });
+    overlay->subtitleLabel()->setText(std::string(60, 'x'));  // which only a host would do
+    root->setSafeAreaInsets({0, 20, 0, 0});
+    loop->advance(300ms);
+    const std::string behind =
+        "64,254 512x30 '" + std::string(60, 'x') + "' 15 centre lines 3 on 000/0.3\n" + "0,0 640x360 on 000/0.5\n";
+    EXPECT_EQ(drawn(root, loop->now()), behind + R"(532,8 40x40 gearshape.fill 24 shadow 0.45
+584,8 40x40 cast 24 off shadow 0.45
+188,140 80x80 gobackward.10 44 shadow 0.45
+280,140 80x80 pause.fill 44 shadow 0.45
+372,140 80x80 goforward.10 44 shadow 0.45
+36,284 588x36 slider shadow 0.45
+36,320 70x40 '0:00 / ' 12 shadow 0.45
+106,320 40x40 '1:40' 12 shadow 0.45
+584,320 40x40 arrow.up.left.and.arrow.down.right 18 shadow 0.45
+)");
+    open();
+    EXPECT_EQ(drawn(root, loop->now()), behind + R"(0,0 640x360 on 000/0.5
+120,106 420x44 on 111/0.08 round 8
+132,106 194x44 'Velocidade' 16 bold shadow 0.6
+334,106 194x44 '1.0x' 17 right shadow 0.6
+120,158 420x44 on 111/0.08 round 8
+132,158 194x44 'Qualidade' 16 bold shadow 0.6
+334,158 194x44 'Auto' 17 right shadow 0.6
+120,210 420x44 on 111/0.08 round 8
+132,210 194x44 'Legendas' 16 bold shadow 0.6
+334,210 194x44 '' 17 right shadow 0.6
+28,8 44x44 xmark 18
+)");
+    tap(*panel().speedRow());
+    loop->advance(200ms);
+    EXPECT_EQ(drawn(root, loop->now()), behind + R"(0,0 640x360 on 000/0.5
+28,8 44x44 xmark 18
+72,8 496x44 'Velocidade' 16 bold centre shadow 0.6
+120,92 420x44 round 8
+128,100 404x28 '0.5x' 14 centre shadow 0.6
+120,136 420x44 round 8
+128,144 404x28 '1.0x' 14 centre shadow 0.6
+512,148 20x20 image checkmark
+120,180 420x44 round 8
+128,188 404x28 '1.5x' 14 centre shadow 0.6
+120,224 420x44 round 8
+128,232 404x28 '2.0x' 14 centre shadow 0.6
+28,8 44x44 xmark 18
+)");
 }
 
 TEST_F(Settings, ListsMarkTheSelectedTextIfTheyHaveIt) {

@@ -314,7 +314,7 @@ TEST(Bytes, TextsInEveryEncoding) {
     EXPECT_EQ(reader.readStringASCII(1, false), "\0"s);
     EXPECT_EQ(readError([&] { reader.readStringUTF8(1); }), ReadCode::invalidStringEncoding);
     EXPECT_EQ(reader.readByte(), '.') << "the bytes were consumed";
-    for (const char* name : {"", "no such thing", "UTF-8//IGNORE", "wchar_t"})
+    for (const char* name : {"", "no such thing", "UTF-8//IGNORE", "wchar_t", "char", "internal"})
         EXPECT_FALSE(Encoding::named(name)) << name;
 }
 
@@ -352,9 +352,9 @@ TEST(Bytes, WritersCountPadAndFail) {
     EXPECT_EQ(narrow.count(), 8) << "two whole ones";
     EXPECT_EQ(stream->calls, 1);
     EXPECT_EQ(writeError([&] { (void)narrow.data(); }), WriteCode::noDataAvailable);
-    BytesWriter full(*URL::parse("file:///dev/full"));
-    full.writeByte(1);
-    EXPECT_EQ(writeError([&] { full.complete(); }), WriteCode::unableToWriteBytes);
+    const URL full = *URL::parse("file:///dev/full");
+    EXPECT_EQ(writeError([&] { BytesWriter::build(full, [](BytesWriter& w) { w.writeByte(1); }); }),
+              WriteCode::unableToWriteBytes);
     EXPECT_THROW(BytesWriter::build([](BytesWriter&) { throw std::runtime_error("passed on"); }),
                  std::runtime_error);
 }
