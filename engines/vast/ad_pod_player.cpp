@@ -193,28 +193,33 @@ void AdPodPlayer::moved(double position) {
     if (waited > durationFromSeconds(3 * services_->options.stallTimeout)) {
         return fail(ErrorCode::fileNotDisplayable, "The ad stood still for too long.");
     }
+    trackProgress();
+    const auto whole = duration();
+    const bool endless = engine_->duration() && !std::isfinite(*engine_->duration());
+    const double limit =
+        std::min(services_->options.longestAd, endless && whole ? *whole : services_->options.longestAd);
+    if (position >= limit) end(endless && whole && position >= *whole ? Ending::complete : Ending::failed);
+}
+
+void AdPodPlayer::trackProgress() {
     const auto whole = duration();
     const auto& trackings = ad().linear.trackings;
     for (std::size_t i = 0; i < trackings.size(); ++i) {
         if (trackings[i].event != "progress" || !trackings[i].offset) continue;
         const auto at = trackings[i].offset->at(whole);
-        if (at && position >= *at && progress_.insert(i).second) {
+        if (at && position_ >= *at && progress_.insert(i).second) {
             services_->beacons->send({trackings[i].url}, macros());
         }
     }
     if (whole && *whole > 0) {
         for (const auto& [event, part] : quartiles) {
-            if (position >= *whole * part) track(event);
+            if (position_ >= *whole * part) track(event);
         }
     }
     if (const auto& skip = ad().linear.skipOffset) {
         const auto at = skip->at(whole);
-        if (at && position >= *at && !tracked_.contains("(skippable)")) showSkip();
+        if (at && position_ >= *at && !tracked_.contains("(skippable)")) showSkip();
     }
-    const bool endless = engine_->duration() && !std::isfinite(*engine_->duration());
-    const double limit =
-        std::min(services_->options.longestAd, endless && whole ? *whole : services_->options.longestAd);
-    if (position >= limit) end(endless && whole && position >= *whole ? Ending::complete : Ending::failed);
 }
 
 void AdPodPlayer::showSkip() {
@@ -282,8 +287,7 @@ void AdPodPlayer::end(Ending ending) {
     if (ending == Ending::complete && !began_) return fail(ErrorCode::fileNotDisplayable, "The ad shows nothing.");
     if (ending == Ending::complete) {
         // An ad that is shorter than the time between two reports has played them all.
-        moved(position_);
-        if (!running_ || !engine_) return;
+        trackProgress();
         for (const auto& [event, part] : quartiles) track(event);
         track("complete");
     }

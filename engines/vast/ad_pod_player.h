@@ -67,6 +67,7 @@ private:
     void listen(THEOplayer& engine);
     void begin();
     void moved(double position);
+    void trackProgress();  // what is due at position_
     void waiting();
     void watch();
     void fail(ErrorCode code, const std::string& problem);

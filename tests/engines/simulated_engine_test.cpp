@@ -31,6 +31,11 @@ protected:
         source.source.src = filmUrl;
         return source;
     }
+    // Of the picture's flat colour, which lies below the blocks.
+    int blueBelow() const {
+        const auto frame = player->videoFrames()->latestFrame();
+        return std::to_integer<int>(frame->pixels.get()[35 * frame->stride]);
+    }
     // The log since the last call, without what every load tells.
     std::vector<std::string> news() {
         auto lines = player->log().lines();
@@ -65,19 +70,22 @@ TEST_F(SimulatedEngineTest, LogsAWholeFilmWithAStall) {
 }
 
 TEST_F(SimulatedEngineTest, StallsRunOnWhilePausedAndEndWithASeek) {
-    load({.stalls = {{.at = 1, .lasts = 5}, {.at = 2, .lasts = 5}}});
+    load({.stalls = {{.at = 2, .lasts = 5}, {.at = 1, .lasts = 5}}});
     player->play();
     loop->advance(2s);
     player->pause();
     player->play();
+    loop->advance(1s);
     EXPECT_THAT(news(), ElementsAre("play", "playing", "waiting", "pause", "play")) << "one WAITING is enough";
+    EXPECT_EQ(player->currentTime(), 1);
     player->pause();
     loop->advance(5s);
+    player->simulateStall(1);
     EXPECT_THAT(news(), ElementsAre("pause"));
-    EXPECT_EQ(player->readyState(), ReadyState::haveEnoughData);
     player->play();
-    loop->advance(1500ms);
-    EXPECT_THAT(news(), ElementsAre("play", "playing", "waiting"));
+    EXPECT_THAT(news(), ElementsAre("play", "waiting"));
+    loop->advance(2500ms);
+    EXPECT_THAT(news(), ElementsAre("playing", "waiting"));
     EXPECT_EQ(player->currentTime(), 2);
     player->setCurrentTime(10);
     loop->advance(1s);
@@ -90,13 +98,26 @@ TEST_F(SimulatedEngineTest, StallsRunOnWhilePausedAndEndWithASeek) {
     player->simulateStall(9);
     loop->drain();
     player->simulateStall(1);
-    player->simulateStall(3);
+    player->simulateStall(11);
     player->simulateStall(2);
-    loop->advance(2900ms);
+    loop->advance(10900ms);
     EXPECT_THAT(news(), ElementsAre("waiting"));
-    EXPECT_EQ(player->currentTime(), 11);
     loop->advance(100ms);
     EXPECT_THAT(news(), ElementsAre("playing"));
+    player->setCurrentTime(2);
+    loop->advance(1s);
+    EXPECT_EQ(player->currentTime(), 2) << "it stalls where it is sought to";
+    load({.stalls = {{.at = 1}}, .seekTakes = 1});
+    player->play();
+    news();
+    loop->advance(1s);
+    EXPECT_THAT(news(), ElementsAre("playing", "waiting")) << "another source has its own";
+    loop->advance(1s);
+    player->setCurrentTime(5);
+    EXPECT_EQ(player->readyState(), ReadyState::haveMetadata);
+    loop->advance(1500ms);
+    EXPECT_THAT(news(), ElementsAre("playing", "waiting", "playing"));
+    EXPECT_EQ(player->currentTime(), 5.5);
 }
 
 TEST_F(SimulatedEngineTest, BreaksForAdsAndGoesOnWhereItWas) {
@@ -105,6 +126,7 @@ TEST_F(SimulatedEngineTest, BreaksForAdsAndGoesOnWhereItWas) {
     player->play();
     loop->advance(1s);
     EXPECT_THAT(news(), ElementsAre("play", "adbreakbegin", "adbegin"));
+    EXPECT_EQ(blueBelow(), std::lround(simulatedAdColor.blue * 255));
     player->pause();
     loop->advance(60s);
     player->play();
@@ -147,6 +169,13 @@ TEST_F(SimulatedEngineTest, BreaksDown) {
     EXPECT_THAT(news(), ElementsAre("play", "playing", "pause", "error(Lost.)"));
     EXPECT_EQ(player->currentTime(), 2.5);
     player->simulateError("again");
+    load({.error = SimulatedError{.at = 2.5}});
+    player->setCurrentTime(3);
+    player->play();
+    loop->advance(2s);
+    EXPECT_THAT(news(), ElementsAre("play", "playing")) << "it lies behind";
+    player->pause();
+    news();
     load({.neverLoads = true});
     loop->advance(24h);
     EXPECT_THAT(news(), IsEmpty());
@@ -158,9 +187,9 @@ TEST_F(SimulatedEngineTest, BreaksDown) {
 }
 
 TEST_F(SimulatedEngineTest, CuesEnterAndLeaveAtTheirTimes) {
-    load({.tracks = {
-              {.label = "English", .language = "en", .cues = {{3, 5, "c"}, {1, 2, "a"}, {2, 4, "b"}, {2, 2, "-"}}},
-              {.label = "Late", .language = "es", .addAfter = 1, .cues = {{0, 60, "todo"}}}}});
+    load(
+        {.tracks = {{.label = "Late", .language = "es", .addAfter = 1, .cues = {{0, 60, "todo"}}},
+                    {.label = "English", .language = "en", .cues = {{3, 5, "c"}, {1, 2.1, "a"}, {2, 4.2, "b"}}}}});
     const auto english = player->textTracks().get(0);
     double exitAt = 0;
     english->addEventListener(TextTrackEventTypes::EXIT_CUE, [&](const auto& e) {
@@ -171,7 +200,7 @@ TEST_F(SimulatedEngineTest, CuesEnterAndLeaveAtTheirTimes) {
     player->play();
     loop->advance(4500ms);
     EXPECT_THAT(news(), ElementsAre("addtrack(en disabled)", "change(en hidden)", "play", "playing",
-                                    "addtrack(es disabled)", "entercue(a)", "exitcue(a)", "entercue(b)",
+                                    "addtrack(es disabled)", "entercue(a)", "entercue(b)", "exitcue(a)",
                                     "entercue(c)", "exitcue(b)"));
     EXPECT_EQ(exitAt, 0);
     player->pause();
@@ -249,6 +278,12 @@ TEST_F(SimulatedEngineTest, LivePositionsEndAtTheEdge) {
     player->simulateDuration(40);
     loop->advance(5s);
     EXPECT_EQ(player->log().names().back(), "ended");
+    player->simulateDuration(20);
+    EXPECT_EQ(player->currentTime(), 20) << "nothing is left to stand on";
+    player->simulateDuration(SimulatedScript::infinite);
+    player->play();
+    loop->advance(5s);
+    EXPECT_NEAR(player->currentTime(), 25, 1e-6) << "the edge is where playback was";
     load({.duration = std::nullopt});
     EXPECT_EQ(player->duration(), std::nullopt);
     player->setCurrentTime(1e6);
@@ -336,6 +371,7 @@ TEST_F(SimulatedEngineTest, AsksTheManifestInterceptor) {
     load({});
     player->developerSettings()->setManifestInterceptor(nullptr);
     load({.neverLoads = true});
+    EXPECT_EQ(player->interceptedManifest(), "");
     kept->finishLoadingWithError(URLError(URLError::Code::timedOut));
     kept = nullptr;
     news();
@@ -354,8 +390,11 @@ TEST_F(SimulatedEngineTest, PaintsThePosition) {
     const auto frame = frames->latestFrame();
     EXPECT_EQ(told, 2);
     EXPECT_EQ(positionInPicture(*frame), 12.345);
-    EXPECT_EQ(std::to_integer<int>(frame->pixels.get()[35 * frame->stride]),
-              std::lround(simulatedContentColor.blue * 255));
+    EXPECT_EQ(blueBelow(), std::lround(simulatedContentColor.blue * 255));
+
+    player->setCurrentTime(0.001);
+    loop->drain();
+    EXPECT_EQ(positionInPicture(*frames->latestFrame()), 0.001);
 
     // Three times as wide and twice as high, as on a screenshot.
     ui::VideoFrame scaled{64 * 3, 36 * 2, 64 * 3 * 4, 0, 0, nullptr};
@@ -386,8 +425,10 @@ TEST_F(SimulatedEngineTest, StandsBehindWhatTheViewHolds) {
     player->setFrame({10, 10, 100, 50});
     player->addAsSubview(holder);
     EXPECT_EQ(player->bounds(), (ui::Rect{0, 0, 100, 50}));
-    player->setSource(filmSource());
+    load({});
+    const auto frames = player->videoFrames();
     held = nullptr;
+    EXPECT_EQ(frames->latestFrame(), nullptr);
     EXPECT_THAT(holder->subviews(), ElementsAre(overlay));
     EXPECT_THAT(factory.players(), IsEmpty());
     EXPECT_EQ(factory.latest(), nullptr);
@@ -408,24 +449,26 @@ TEST_F(SimulatedEngineTest, PlaysADayInNoTime) {
 // Numbers that make no sense neither hang the loop nor move it backwards.
 TEST_F(SimulatedEngineTest, SurvivesAScriptOfNonsense) {
     for (const double odd : {std::nan(""), -1.0, SimulatedScript::infinite, -SimulatedScript::infinite}) {
-        load({.metadataAfter = -odd,
-              .canPlayAfter = odd,
-              .duration = odd,
-              .liveEdge = odd,
-              .stalls = {{odd, odd}, {0.5, odd}},
-              .error = {},
-              .tracks = {{.addAfter = odd, .cues = {{odd, odd, ""}}}},
-              .adBreaks = {{odd, {odd}}},
-              .timeUpdateInterval = odd,
-              .seekTakes = odd});
-        player->play();
-        loop->advance(3s);
-        player->setCurrentTime(1);
-        player->simulateStall(odd);
-        player->simulateDuration(odd);
-        player->simulateAdBreak({odd, {odd, odd}});
-        loop->advance(3s);
-        EXPECT_TRUE(std::isfinite(player->currentTime()) && player->currentTime() >= 0) << odd;
+        for (const double duration : {odd, 60.0}) {
+            load({.metadataAfter = -odd,
+                  .canPlayAfter = odd > 1 ? 0 : odd,
+                  .duration = duration,
+                  .liveEdge = odd,
+                  .stalls = {{odd, odd > 1 ? 0 : odd}, {0.5, odd}},
+                  .error = {},
+                  .tracks = {{.addAfter = odd, .cues = {{odd, odd, ""}}}},
+                  .adBreaks = {{odd, {odd}}},
+                  .timeUpdateInterval = odd,
+                  .seekTakes = odd});
+            player->play();
+            loop->advance(3s);
+            player->setCurrentTime(1);
+            player->simulateStall(odd);
+            player->simulateDuration(odd);
+            player->simulateAdBreak({odd, {odd, odd}});
+            loop->advance(3s);
+            EXPECT_TRUE(std::isfinite(player->currentTime()) && player->currentTime() >= 0) << odd;
+        }
     }
 }
 

@@ -27,8 +27,8 @@ inline std::string file(const std::string& url, const std::string& attributes = 
 // The linear creative of an inline ad named `id`, whose trackers are "<id>/<event>".
 inline std::string linear(const std::string& id, const std::string& files, const std::string& attributes = "") {
     std::string events;
-    for (const char* event : {"start", "firstQuartile", "midpoint", "thirdQuartile", "complete", "skip", "pause",
-                              "resume", "mute", "unmute"}) {
+    for (const char* event : {"creativeView", "start", "firstQuartile", "midpoint", "thirdQuartile", "complete",
+                              "skip", "pause", "resume", "mute", "unmute"}) {
         events += tracking(event, id + "/" + event);
     }
     return "<Creatives><Creative><Linear " + attributes + "><Duration>00:00:08</Duration><TrackingEvents>" +
@@ -49,7 +49,8 @@ inline std::string wrapperAd(const std::string& id, const std::string& tag, cons
            element("VASTAdTagURI", tag) + element("Error", "https://t.test/" + id + "/error/[ERRORCODE]") +
            element("Impression", "https://t.test/" + id + "/impression") +
            "<Creatives><Creative><Linear><TrackingEvents>" + tracking("start", id + "/start") +
-           "</TrackingEvents></Linear></Creative></Creatives></Wrapper></Ad>";
+           "</TrackingEvents><VideoClicks>" + element("ClickTracking", "https://t.test/" + id + "/click") +
+           "</VideoClicks></Linear></Creative></Creatives></Wrapper></Ad>";
 }
 inline std::string vast(const std::string& ads, const std::string& version = "3.0") {
     return "<?xml version=\"1.0\"?><VAST version=\"" + version + "\">" + ads + "</VAST>";

@@ -4,8 +4,9 @@
 #include "engines/simulated/simulated_engine.h"
 #include "engines/vast/vast_ad_service.h"
 #include "quorel/foundation/log.h"
+#include "quorel/ui/control.h"
+#include "quorel/ui/view.h"
 #include "tests/engines/vast_fixture.h"
-#include "tests/player/player_fixture.h"
 
 namespace quorel::testing {
 namespace {
@@ -21,7 +22,8 @@ Lines joined(std::vector<Lines> parts) {
     for (const Lines& part : parts) all.insert(all.end(), part.begin(), part.end());
     return all;
 }
-const Lines wholeAd{"impression", "start", "firstQuartile", "midpoint", "thirdQuartile", "complete"};
+const Lines wholeAd{"impression", "creativeView",  "start",   "firstQuartile",
+                    "midpoint",   "thirdQuartile", "complete"};
 
 class AdPlayback : public AdServerTest {
 protected:
@@ -31,6 +33,11 @@ protected:
         engines->setScript("https://media.test/broken.mp4", {.error = SimulatedError{{}, "No such file."}});
         engines->setScript("https://media.test/silent.mp4", {.neverLoads = true});
         engines->setScript("https://media.test/stalls.mp4", {.duration = 8.0, .stalls = {{.at = 3, .lasts = 60}}});
+        engines->setScript("https://media.test/limps.mp4",
+                           {.duration = 8.0, .stalls = {{1, 3.5}, {2, 3.5}, {3, 3.5}, {3.5, 3.5}}});
+        engines->setScript("https://media.test/nothing.mp4", {.duration = 0.0});
+        engines->setScript("https://media.test/short.mp4", {.duration = 0.1});
+        engines->setScript("https://media.test/endless.mp4", SimulatedScript::live());
     }
     const std::shared_ptr<SimulatedEngineFactory> engines = std::make_shared<SimulatedEngineFactory>(loop);
     const std::shared_ptr<VastAdService> service = VastAdService::make(loop, session, engines);
@@ -87,11 +94,11 @@ protected:
 };
 
 TEST_F(Preroll, PodsPlayInOrderAndAreTrackedOnceEach) {
-    const Lines seen = play(vast(inlineAd("b", "sequence=\"2\"") + inlineAd("a", "sequence=\"1\"")), 12);
+    const Lines seen = play(vast(inlineAd("b", "sequence=\"2\"") + inlineAd("a", "sequence=\"1\"")), 14);
     EXPECT_EQ(host->heard, (Lines{"13", "pause", "resume", "6"}));
     EXPECT_EQ(seen, joined({withPrefix("a", wholeAd), withPrefix("b", wholeAd)}));
     EXPECT_EQ(
-        play(vmap(adBreak("00:00:10", vmapAds(inlineAd("m"))) + adBreak("start", vmapAds(inlineAd("v")))), 8),
+        play(vmap(adBreak("00:00:10", vmapAds(inlineAd("m"))) + adBreak("start", vmapAds(inlineAd("v")))), 9),
         joined({{"break/start"}, withPrefix("v", wholeAd), {"break/end"}}));
 }
 
@@ -115,22 +122,35 @@ TEST_F(Preroll, AdsThatFailAreReportedAndPassedOver) {
         {"stands still",
          vast(bad("x", "stalls.mp4")),
          {"13", "pause", "resume", "6"},
-         {"x/impression", "x/start", "x/firstQuartile", "x/error/405"}},
-        {"another file of it plays",
-         vast(inlineAd("x", "", "",
-                       file("https://media.test/broken.mp4", "width=\"640\" height=\"360\"") +
-                           file("https://media.test/x.mp4", "width=\"1\" height=\"1\""))),
+         {"x/impression", "x/creativeView", "x/start", "x/firstQuartile", "x/error/405"}},
+        {"stands still again and again",
+         vast(bad("x", "limps.mp4")),
+         {"13", "pause", "resume", "6"},
+         {"x/impression", "x/creativeView", "x/start", "x/firstQuartile", "x/error/405"}},
+        {"shows nothing",
+         vast(bad("x", "nothing.mp4")),
+         {"13", "pause", "resume", "error: The ad shows nothing."},
+         {"x/error/405"}},
+        {"is over at once", vast(bad("x", "short.mp4")), {"13", "pause", "resume", "6"}, withPrefix("x", wholeAd)},
+        {"has no end but says how long it is",
+         vast(bad("x", "endless.mp4")),
          {"13", "pause", "resume", "6"},
          withPrefix("x", wholeAd)},
-        {"one of a pod",
-         vast(bad("x", "broken.mp4", "sequence=\"1\"") + inlineAd("y", "sequence=\"2\"")),
+        {"another file of one of a pod",
+         vast(inlineAd("x", "sequence=\"1\"", "",
+                       file("https://media.test/broken.mp4", "width=\"640\" height=\"360\"") +
+                           file("https://media.test/x.mp4", "width=\"1\" height=\"1\"")) +
+              inlineAd("y", "sequence=\"2\"")),
          {"13", "pause", "resume", "6"},
-         joined({{"x/error/405"}, withPrefix("y", wholeAd)})},
-        {"one that has a substitute",
-         vast(bad("x", "broken.mp4", "sequence=\"1\"") + inlineAd("s")),
+         joined({withPrefix("x", wholeAd), withPrefix("y", wholeAd)})},
+        {"two of a pod that have one substitute",
+         vast(bad("x", "broken.mp4", "sequence=\"1\"") + bad("y", "broken.mp4", "sequence=\"2\"") + inlineAd("s")),
          {"13", "pause", "resume", "6"},
-         joined({{"x/error/405"}, withPrefix("s", wholeAd)})},
-        {"no ads", vast(""), {"no ads: The ad server has no ads."}, {}},
+         joined({{"x/error/405"}, withPrefix("s", wholeAd), {"y/error/405"}})},
+        {"a break without ads",
+         vmap(adBreak("start", vmapAds(""))),
+         {"no ads: The ad server has no ads."},
+         {"break/error"}},
         {"no break at the start",
          vmap(adBreak("end", vmapAds(inlineAd("v")))),
          {"no ads: The ad server's schedule has no break at the start."},
@@ -145,31 +165,38 @@ TEST_F(Preroll, AdsThatFailAreReportedAndPassedOver) {
 }
 
 TEST_F(Preroll, TheViewerMaySkipWhenTheAdSaysSo) {
-    request(vast(inlineAd("a", "", "skipoffset=\"00:00:03\"")));
-    const auto skipButton = [&]() -> std::shared_ptr<ui::Control> {
-        if (screen->subviews().empty()) return nullptr;
-        for (const auto& view : screen->subviews().front()->subviews()) {
-            if (auto control = std::dynamic_pointer_cast<ui::Control>(view)) return control;
-        }
-        return nullptr;
-    };
-    ASSERT_TRUE(clock.until([&] { return skipButton() != nullptr; }));
-    EXPECT_NEAR(engines->latest()->currentTime(), 3, 0.3);
-    EXPECT_EQ(skipButton()->accessibilityName(), "Pular anúncio");
-    skipButton()->sendActions(ui::ControlEvent::touchUpInside);
-    loop->drain();
-    EXPECT_EQ(host->heard.back(), "8");
-    EXPECT_EQ(tracked(4), withPrefix("a", {"impression", "start", "firstQuartile", "skip"}));
+    for (const bool isLast : {true, false}) {
+        trackers->forgetRequests();
+        request(vast(inlineAd("a", "sequence=\"1\"", "skipoffset=\"00:00:03\"") +
+                     (isLast ? "" : inlineAd("b", "sequence=\"2\""))));
+        std::vector<std::shared_ptr<ui::Control>> buttons;
+        ASSERT_TRUE(clock.until([&] {
+            const auto stage = screen->subviews().empty() ? screen : screen->subviews().front();
+            for (const auto& view : stage->subviews()) {
+                if (auto control = std::dynamic_pointer_cast<ui::Control>(view)) buttons.push_back(control);
+            }
+            return !buttons.empty();
+        }));
+        EXPECT_NEAR(engines->latest()->currentTime(), 3, 0.3);
+        EXPECT_EQ(buttons.front()->accessibilityName(), "Pular anúncio");
+        clock.advance(0.5);
+        EXPECT_EQ(screen->subviews().front()->subviews().back(), buttons.front()) << "one is enough";
+        buttons.front()->sendActions(ui::ControlEvent::touchUpInside);
+        ASSERT_TRUE(clock.until([&] { return host->heard.back() != "pause"; }));
+        EXPECT_EQ(host->heard.back(), isLast ? "8" : "6");
+        const Lines skipped{"a/impression", "a/creativeView", "a/start", "a/firstQuartile", "a/skip"};
+        EXPECT_EQ(tracked(isLast ? 5 : 12), joined({skipped, isLast ? Lines() : withPrefix("b", wholeAd)}));
+    }
 }
 
 TEST_F(Preroll, NothingComesAfterDestroy) {
     request(vast(inlineAd("a")));
     ASSERT_TRUE(clock.until([&] { return engines->latest() && engines->latest()->currentTime() > 1; }));
     host->manager->destroy();
+    EXPECT_TRUE(engines->players().empty());
     const Lines before = host->heard;
     clock.advance(20);
     EXPECT_EQ(host->heard, before);
-    EXPECT_TRUE(engines->players().empty());
     EXPECT_TRUE(screen->subviews().empty());
 }
 
@@ -218,10 +245,17 @@ TEST_F(Breaks, ComeAtTheirPlacesAndLeaveTheContentWhereItWas) {
     reply("mid", vast(inlineAd("m")));
     reply("half", vast(inlineAd("h1", "sequence=\"1\"") + inlineAd("h2", "sequence=\"2\"")));
     reply("last", vast(inlineAd("l")));
-    setSource({{"end", "last"}, {"50%", "half"}, {"00:00:10", "mid"}, {"start", "somebody elses"}});
+    setSource({{"00:00:59.950", "last"}, {"50%", "half"}, {"00:00:10", "mid"}, {"start", "somebody elses"}});
+    player->setPlaybackRate(2);
+    player->play();
+    clock.advance(1);
+    player->pause();
     player->play();
     ASSERT_TRUE(clock.until([&] { return heard("ended"); }));
     EXPECT_EQ(told, (Lines{"play",
+                           "playing",
+                           "pause",
+                           "play",
                            "playing",
                            "break at 100/10 s",
                            "adbegin",
@@ -241,7 +275,7 @@ TEST_F(Breaks, ComeAtTheirPlacesAndLeaveTheContentWhereItWas) {
                            "over at 600/10 s",
                            "pause",
                            "ended"}));
-    EXPECT_EQ(tracked(24), joined({withPrefix("m", wholeAd), withPrefix("h1", wholeAd), withPrefix("h2", wholeAd),
+    EXPECT_EQ(tracked(28), joined({withPrefix("m", wholeAd), withPrefix("h1", wholeAd), withPrefix("h2", wholeAd),
                                    withPrefix("l", wholeAd)}));
     told.clear();
     player->play();
@@ -255,17 +289,33 @@ TEST_F(Breaks, SchedulesBringBreaksToo) {
     reply("second", vmap(adBreak("start", vmapTag("https://ads.test/pre")) +
                          adBreak("end", vmapTag("https://ads.test/no"))));
     reply("pre", vast(inlineAd("p")));
+    ads->hold("second");
+    for (const bool isFirst : {true, false}) {
+        trackers->forgetRequests();
+        setSource({{"start", "first"}, {"start", "second"}});
+        player->play();
+        if (isFirst) {
+            clock.advance(2);
+            EXPECT_EQ(told, Lines{"play"}) << "the start is waited for";
+            ads->release("second");
+        }
+        ASSERT_TRUE(clock.until([&] { return heard("ended"); }));
+        EXPECT_EQ(told,
+                  (Lines{"play", "break at 0/10 s", "adbegin", "adend", "over at 0/10 s", "playing",
+                         "break at 50/10 s", "adbegin", "adend", "over at 50/10 s", "playing", "pause", "ended"}));
+        EXPECT_EQ(tracked(19), joined({{"break/start"},
+                                       withPrefix("p", wholeAd),
+                                       {"break/end", "break/start"},
+                                       withPrefix("m", wholeAd),
+                                       {"break/end", "break/error"}}));
+    }
+    ads->hold("first");
     setSource({{"start", "first"}, {"start", "second"}});
+    setSource({});
+    ads->release("first");
     player->play();
-    ASSERT_TRUE(clock.until([&] { return heard("ended"); }));
-    EXPECT_EQ(told,
-              (Lines{"play", "break at 0/10 s", "adbegin", "adend", "over at 0/10 s", "playing",
-                     "break at 50/10 s", "adbegin", "adend", "over at 50/10 s", "playing", "pause", "ended"}));
-    EXPECT_EQ(tracked(17), joined({{"break/start"},
-                                   withPrefix("p", wholeAd),
-                                   {"break/end", "break/start"},
-                                   withPrefix("m", wholeAd),
-                                   {"break/end", "break/error"}}));
+    clock.advance(10);
+    EXPECT_EQ(told, (Lines{"play", "playing"})) << "the breaks of another source";
 }
 
 TEST_F(Breaks, TheContentPlaysWhateverTheAdServersDo) {
@@ -300,16 +350,30 @@ TEST_F(Breaks, TheContentPlaysWhateverTheAdServersDo) {
 
 TEST_F(Breaks, WhatTheHostDoesMeanwhileIsDoneAfterwards) {
     reply("mid", vast(inlineAd("m")));
-    setSource({{"10", "mid"}, {"30", "mid"}, {"50", "mid"}});
+    ads->hold("mid");
+    setSource({{"2", "mid"}, {"30", "mid"}, {"50", "mid"}});
+    player->setMuted(true);
+    player->play();
+    clock.advance(3);
+    player->pause();
+    ads->release("mid");
+    ASSERT_TRUE(clock.until([&] { return heard("break at 20/10 s"); }));
+    clock.advance(20);
+    EXPECT_EQ(told, (Lines{"play", "playing", "pause", "break at 20/10 s"})) << "the ad waits, however long";
     player->play();
     ASSERT_TRUE(clock.until([&] { return heard("adbegin"); }));
+    EXPECT_TRUE(engines->latest()->muted());
+    player->setVolume(0.5);
+    EXPECT_EQ(engines->latest()->volume(), 0.5);
+    player->setMuted(false);
+    player->setMuted(true);
     clock.advance(2);
     told.clear();
     EXPECT_FALSE(player->paused());
     player->pause();
     const double adAt = engines->latest()->currentTime();
     clock.advance(20);
-    EXPECT_EQ(engines->latest()->currentTime(), adAt) << "the ad waits, however long";
+    EXPECT_EQ(engines->latest()->currentTime(), adAt);
     EXPECT_TRUE(player->paused());
     bool sought = false;
     player->setCurrentTime(40, [&] { sought = true; });
@@ -318,18 +382,61 @@ TEST_F(Breaks, WhatTheHostDoesMeanwhileIsDoneAfterwards) {
     player->play();
     ASSERT_TRUE(clock.until([&] { return heard("playing"); }));
     EXPECT_EQ(told, (Lines{"pause", "play", "adend", "over at 400/10 s", "playing"}));
+    EXPECT_EQ(tracked(11),
+              withPrefix("m", {"impression", "creativeView", "start", "unmute", "mute", "firstQuartile", "pause",
+                               "resume", "midpoint", "thirdQuartile", "complete"}));
     EXPECT_TRUE(sought);
     EXPECT_GE(player->currentTime(), 40);
     player->setCurrentTime(25);
     ASSERT_TRUE(clock.until([&] { return heard("break at 300/10 s"); }))
         << "a break that was passed over is still to come";
+    sought = false;
+    player->setCurrentTime(40, [&] { sought = true; });
     player->setSource(std::nullopt);
     clock.advance(1);
+    EXPECT_TRUE(sought);
+    EXPECT_EQ(player->currentTime(), 0);
     EXPECT_EQ(told.back(), "pause");
     EXPECT_EQ(std::count(told.begin(), told.end(), "over at 300/10 s") +
                   std::count(told.begin(), told.end(), "over at 0/10 s"),
               1);
     EXPECT_TRUE(player->paused());
+}
+
+// A touch leads where the ad says, with what the wrapper wants to know; a tracker that hangs holds up no other for good.
+TEST_F(Breaks, AdsAreTouchedAndTellTheirProgress) {
+    Lines visited;
+    AdServiceOptions options;
+    options.onClickThrough = [&](const std::string& url) { visited.push_back(url); };
+    const auto touched = VastAdService::make(loop, session, engines, options);
+    const auto content = touched->engineFactory()->makePlayer(std::nullopt, {});
+    const auto view = ui::View::make(), overlay = ui::View::make();
+    view->addSubview(overlay);
+    content->addAsSubview(view);
+    EXPECT_EQ(view->subviews().back(), overlay) << "what lies over the picture lies over the ads";
+    std::string progressing = inlineAd("m");
+    progressing.insert(progressing.find("<Tracking "),
+                       "<Tracking event=\"progress\" offset=\"00:00:01\">https://t.test/progress</Tracking>");
+    reply("mid", vast(wrapperAd("w", "https://ads.test/inner")));
+    reply("inner", vast(progressing));
+    trackers->hold("m/start");
+    SourceDescription source;
+    source.source = {.src = "https://cdn.test/film.m3u8", .type = "application/x-mpegurl"};
+    source.ads = {{GoogleImaAdDescription("https://ads.test/mid", "10")}};
+    content->setSource(source);
+    content->play();
+    clock.advance(15);
+    EXPECT_TRUE(trackers->paths().empty()) << "without the integration there are no ads";
+    content->addIntegration(touched->integrationFactory()->createIntegration(content, {}));
+    content->setSource(source);
+    content->play();
+    ASSERT_TRUE(clock.until([&] { return trackers->paths().size() == 5; }));
+    view->subviews()[1]->subviews().front()->tapRecognizers().front()();
+    EXPECT_EQ(visited, Lines{"https://shop.test/m"});
+    clock.advance(10);
+    EXPECT_EQ(tracked(12),
+              (Lines{"w/impression", "m/impression", "m/creativeView", "w/start", "m/start", "w/click", "m/click",
+                     "progress", "m/firstQuartile", "m/midpoint", "m/thirdQuartile", "m/complete"}));
 }
 
 TEST_F(Breaks, OfALiveStreamAreThoseThatAreStillToCome) {
@@ -355,72 +462,6 @@ TEST_F(Breaks, ABrokenContentEndsItsBreakFirst) {
     told.clear();
     content->simulateError("It broke.");
     EXPECT_EQ(told, (Lines{"adend", "over at 100/10 s", "pause", "error"}));
-}
-
-// The whole player, with this ad service, against ad servers of all kinds.
-class PlayerWithAds : public PlayerTest {
-protected:
-    PlayerWithAds() {
-        PlatformServices services = session.services();
-        services.urlSession->registerProtocol(ads);
-        factory->setScript("https://media.test/broken.mp4", {.error = SimulatedError{}});
-        factory->setScript("https://media.test/silent.mp4", {.neverLoads = true});
-        factory->setScript("https://media.test/stalls.mp4", {.duration = 8.0, .stalls = {{.at = 3, .lasts = 60}}});
-        factory->setScript("https://media.test/good.mp4", {.duration = 8.0});
-        service = VastAdService::make(loop, services.urlSession, factory);
-        services.imaFactory = service->imaFactory();
-        services.imaIntegrationFactory = service->integrationFactory();
-        services.engineFactory = service->engineFactory();
-        session.install(std::move(services));
-    }
-    std::shared_ptr<ScriptedBackend> ads = std::make_shared<ScriptedBackend>("https://ads.test/");
-    std::shared_ptr<VastAdService> service;
-    Clock clock{loop, session.services().urlSession};
-};
-
-TEST_F(PlayerWithAds, ContentAlwaysPlays) {
-    const auto creative = [](const std::string& name) {
-        return vast(inlineAd("a", "", "", file("https://media.test/" + name)));
-    };
-    ads->reply("good", 200, creative("good.mp4"));
-    ads->reply("empty", 200, vast(""));
-    ads->reply("malformed", 200, "<VAST version=\"3.0\"><Ad></VAST>");
-    ads->reply("loop", 200, vast(wrapperAd("w", "https://ads.test/loop")));
-    ads->reply("broken", 200, creative("broken.mp4"));
-    ads->reply("silent", 200, creative("silent.mp4"));
-    ads->reply("stalls", 200, creative("stalls.mp4"));
-    ads->fail("unreachable", URLError::Code::cannotConnectToHost);
-    ads->fail("redirects", URLError::Code::tooManyRedirects);
-    ads->hold("never");
-    for (const char* tag : {"good", "empty", "malformed", "404", "loop", "broken", "silent", "stalls",
-                            "unreachable", "redirects", "never"}) {
-        SCOPED_TRACE(tag);
-        const LogCapture log;
-        backend->reply("videos/film", 200,
-                       R"({"assets":{"iframe":"","player":"","thumbnail":"","endScreen":""},"ads":{"vast":[)"
-                       R"({"url":"https://ads.test/)" +
-                           std::string(tag) + R"("},{"url":"https://ads.test/)" + tag +
-                           R"(","offset":"20"}]},"videoId":"v"})");
-        controller = QuorelPlayerViewController::make(session, api);
-        controller->registerPlayerListener(recorder);
-        recorder->take();
-        load("film");
-        const auto ended = [&] { return !recorder->events.empty() && recorder->events.back() == "ended"; };
-        ASSERT_TRUE(clock.until(ended));
-        Lines events = recorder->take();
-        std::erase_if(events, [](const std::string& event) {
-            return event.starts_with("timeUpdate") || event.starts_with("durationUpdate") ||
-                   event.starts_with("metadataLoaded");
-        });
-        const bool inContent = std::string(tag) == "good" || std::string(tag) == "stalls";
-        const bool tried = inContent || std::string(tag) == "broken" || std::string(tag) == "silent";
-        Lines expected{"adBreakBegin", "adBegin", "adEnd", "adBreakEnd", "play", "playing"};
-        if (tried) expected.push_back("adBreakBegin");
-        if (inContent) expected.insert(expected.end(), {"adBegin", "adEnd"});
-        if (tried) expected.insert(expected.end(), {"adBreakEnd", "playing"});
-        expected.insert(expected.end(), {"pause", "ended"});
-        EXPECT_EQ(events, expected);
-    }
 }
 
 }  // namespace

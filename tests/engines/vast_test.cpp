@@ -83,7 +83,9 @@ TEST(VastDocuments, SchedulesAreRead) {
         vmap(adBreak("start", vmapTag("https://ads.test/a")) + adBreak("00:10:00.500", vmapAds(inlineAd("x"))) +
              adBreak("50%", vmapTag("https://ads.test/c")) + adBreak("end", vmapTag("https://ads.test/d")) +
              adBreak("#1", vmapTag("https://ads.test/e")) + adBreak("tomorrow", vmapTag("https://ads.test/f")) +
-             adBreak("1", "<vmap:CustomAdData>x</vmap:CustomAdData>"))));
+             adBreak("1", "<vmap:CustomAdData>x</vmap:CustomAdData>") +
+             "<vmap:AdBreak timeOffset=\"2\" breakType=\"nonlinear\"><vmap:AdSource>" +
+             vmapTag("https://ads.test/g") + "</vmap:AdSource></vmap:AdBreak>")));
     ASSERT_EQ(document.breaks.size(), 4u);
     EXPECT_EQ(document.breaks[0].source, (std::variant<std::string, VastDocument>("https://ads.test/a")));
     EXPECT_EQ(document.breaks[0].trackings.size(), 3u);
@@ -186,6 +188,10 @@ TEST_F(AdResolution, PodsGoBySequenceAndStandAloneAdsOneByOne) {
                       inlineAd("y")));
     EXPECT_EQ(resolve(), (Lines{"y"}));
     EXPECT_EQ(tracked(1), (Lines{"v/error/403"}));
+    reply("tag",
+          vast("<Ad id=\"n\"><InLine>" + element("Error", "https://t.test/n/[ERRORCODE]") + "</InLine></Ad>"));
+    EXPECT_EQ(resolve(), (Lines{"None of the ad server's ads can be played."}));
+    EXPECT_EQ(tracked(2).back(), "n/201");
 }
 
 TEST_F(AdResolution, WrappersAreMergedIntoTheAdsAtTheirEnds) {
@@ -206,6 +212,9 @@ TEST_F(AdResolution, WrappersAreMergedIntoTheAdsAtTheirEnds) {
 
     reply("tag", vast(wrapperAd("outer", "https://ads.test/three", "allowMultipleAds=\"true\"")));
     EXPECT_EQ(resolve(), (Lines{"p1", "p2"}));
+    reply("tag", vast(wrapperAd("outer", "https://ads.test/pod")));
+    reply("pod", vast(inlineAd("p2", "sequence=\"2\"") + inlineAd("p1", "sequence=\"1\"")));
+    EXPECT_EQ(resolve(), (Lines{"p1"})) << "the first of a pod that the wrapper does not allow";
 }
 
 TEST_F(AdResolution, WhateverTheServersDoItEndsWithAReason) {
