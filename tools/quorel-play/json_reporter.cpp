@@ -1,13 +1,13 @@
 // One JSON object per line: {"event":"timeUpdate","at":1.204,"time":0.52}, and last {"event":"summary",...}.
 
 #include <cmath>
-#include <cstdio>
 #include <mutex>
 #include <variant>
 #include <vector>
 
 #include "quorel/foundation/json.h"
 #include "tools/quorel-play/reporter.h"
+#include "tools/standard_output.h"
 
 namespace quorel::play {
 
@@ -125,8 +125,7 @@ private:
     void write(const JSONObject& object) {
         const std::string line = serializeJSON(object) + "\n";
         const std::lock_guard lock(mutex_);
-        std::fwrite(line.data(), 1, line.size(), stdout);
-        std::fflush(stdout);
+        say(line);
     }
 
     std::mutex mutex_;

@@ -8,11 +8,11 @@
 #include <algorithm>
 #include <clocale>
 #include <cmath>
-#include <cstdio>
 #include <mutex>
 
 #include "quorel/foundation/text.h"
 #include "tools/quorel-play/reporter.h"
+#include "tools/standard_output.h"
 
 namespace quorel::play {
 
@@ -70,7 +70,7 @@ public:
         if (terminal_) {
             const std::lock_guard lock(mutex_);
             progress_ = progressLine(position, duration);
-            put("\r\x1b[2K" + progress_);
+            say("\r\x1b[2K" + progress_);
             return;
         }
         if (nextLineAt_ && at < *nextLineAt_) return;
@@ -97,7 +97,7 @@ public:
     void summary(const Summary& summary) override {
         {
             const std::lock_guard lock(mutex_);
-            if (!progress_.empty()) put("\n");
+            if (!progress_.empty()) say("\n");
             progress_.clear();
         }
         std::string text = fmt::format("\n{} {}", summary.contentId, sentence(summary.outcome));
@@ -145,12 +145,7 @@ private:
     void write(const std::string& text) {
         const std::lock_guard lock(mutex_);
         // The progress line makes room and comes back below.
-        put(progress_.empty() ? text : "\r\x1b[2K" + text + progress_);
-    }
-
-    static void put(const std::string& text) {
-        std::fwrite(text.data(), 1, text.size(), stdout);
-        std::fflush(stdout);
+        say(progress_.empty() ? text : "\r\x1b[2K" + text + progress_);
     }
 
     const bool terminal_;

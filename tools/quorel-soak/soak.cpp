@@ -4,12 +4,10 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <chrono>
 #include <cmath>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <deque>
 #include <fstream>
 #include <limits>
@@ -18,9 +16,6 @@
 #include <string_view>
 #include <thread>
 
-#include "engines/gstreamer/gstreamer_engine.h"
-#include "engines/vast/options.h"
-#include "engines/vast/vast_ad_service.h"
 #include "quorel/engine/player.h"
 #include "quorel/engine/source_description.h"
 #include "quorel/engine/text_tracks.h"
@@ -28,20 +23,14 @@
 #include "quorel/foundation/log.h"
 #include "quorel/foundation/run_loop.h"
 #include "quorel/foundation/timer.h"
-#include "quorel/foundation/url.h"
-#include "quorel/foundation/url_error.h"
-#include "quorel/foundation/url_protocol.h"
-#include "quorel/foundation/url_request.h"
-#include "quorel/foundation/url_session.h"
-#include "quorel/foundation/uuid.h"
-#include "quorel/session/platform_services.h"
 #include "quorel/session/quorel.h"
 #include "sandbox/sandbox.h"
-#include "sandbox/sandbox_protocol.h"
 #include "sandbox/titles.h"
-#include "tools/quorel-play/observed_engine.h"
+#include "tools/quorel-soak/house.h"
 #include "tools/quorel-soak/viewer.h"
 #include "tools/quorel-soak/vitals.h"
+#include "tools/quorel-soak/watchdog.h"
+#include "tools/standard_output.h"
 
 namespace quorel::soak {
 
@@ -53,8 +42,7 @@ using namespace std::chrono_literals;
 constexpr Duration outcomeBound = 90s;
 constexpr Duration recoveryBound = 45s;
 constexpr Duration goneBound = 30s;
-constexpr Duration restBound = 40s;   // threads of pools idle for some seconds before they end
-constexpr Duration stuckBound = 60s;  // of the main thread
+constexpr Duration restBound = 40s;  // threads of pools idle for some seconds before they end
 constexpr int roundsPerHouse = 6;
 constexpr int housesToWarmUp = 2;  // plugins, registries and caches, which stay
 constexpr int moreThreads = 3;     // than at rest after the warm-up, and so on
@@ -71,52 +59,9 @@ struct Journal {
 
     void note(std::string line) {
         const std::lock_guard lock(mutex);
-        if (verbose) {
-            fmt::print("    {}\n", line);
-            std::fflush(stdout);
-        }
+        if (verbose) say(fmt::format("    {}\n", line));
         last.push_back(std::move(line));
         if (last.size() > 60) last.pop_front();
-    }
-};
-
-// Ends the process when the main loop stands still.
-class Watchdog {
-public:
-    Watchdog() : thread_([this] { watch(); }) {}
-    ~Watchdog() {
-        done_ = true;
-        thread_.join();
-    }
-    Watchdog(const Watchdog&) = delete;
-    Watchdog& operator=(const Watchdog&) = delete;
-    void beat() { ++beats_; }
-
-private:
-    void watch() {
-        auto since = std::chrono::steady_clock::now();
-        for (std::uint64_t seen = 0; !done_; std::this_thread::sleep_for(100ms)) {
-            const auto now = std::chrono::steady_clock::now();
-            if (const auto beats = beats_.load(); beats != seen) {
-                seen = beats;
-                since = now;
-            }
-            if (now - since < stuckBound) continue;
-            fmt::print(stderr, "quorel-soak: the main thread stands still; threads: {}\n", threadNames());
-            std::abort();
-        }
-    }
-
-    std::atomic<std::uint64_t> beats_{0};
-    std::atomic<bool> done_{false};
-    std::thread thread_;
-};
-
-class Refusal final : public UrlProtocol {
-public:
-    bool canInit(const URLRequest&) const override { return true; }
-    void startLoading(const URLRequest&, std::shared_ptr<UrlProtocolClient> client) override {
-        client->didFail(URLError(URLError::Code::cancelled));
     }
 };
 
@@ -151,19 +96,6 @@ public:
     }
 
 private:
-    // A loop, a server, services, and who watches; torn down as an application would.
-    struct House {
-        std::shared_ptr<RealRunLoop> loop = std::make_shared<RealRunLoop>();
-        sandbox::Sandbox backend;
-        std::uint16_t port = 0;
-        std::shared_ptr<UrlSession> network = std::make_shared<UrlSession>();
-        std::shared_ptr<VastAdService> ads;
-        std::shared_ptr<Viewer> viewer;
-        std::vector<std::shared_ptr<Viewer>> left;
-        bool mayHaveScreen = false;  // of the viewer: a status screen stays said
-        std::string lastTitle;
-    };
-
     double elapsed() const {
         return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin_).count();
     }
@@ -176,13 +108,13 @@ private:
 
     void wrong(const std::string& what) {
         const std::string line = fmt::format("seed {} round {}: {}", arguments_.seed, round_, what);
-        fmt::print("WRONG  {}\n", line);
+        std::string text = fmt::format("WRONG  {}\n", line);
         {
             const std::lock_guard lock(journal_.mutex);
-            for (const std::string& before : journal_.last) fmt::print("    before: {}\n", before);
+            for (const std::string& before : journal_.last) text += fmt::format("    before: {}\n", before);
             journal_.last.clear();
         }
-        std::fflush(stdout);
+        say(text);
         wrongs_.push_back(line);
     }
 
@@ -201,37 +133,11 @@ private:
 
     void house() {
         House house;
-        open(house);
         const auto beat =
             Timer::scheduled(*house.loop, 0.25, Timer::Repeats::yes, [this](Timer&) { watchdog_.beat(); });
         for (int i = 0; i < roundsPerHouse && !isOver(); ++i) round(house);
         if (interrupted == 0) recover(house);
         close(house);
-    }
-
-    void open(House& house) {
-        house.backend.start();
-        house.port = static_cast<std::uint16_t>(URL::parse(house.backend.baseURL())->port().value_or(0));
-        GStreamerOptions options;
-        options.audio = GStreamerOptions::Audio::none;
-        options.stallTimeout = 6;
-        options.diagnosisTimeout = 2;
-        auto services = PlatformServices::standard(house.loop, nullptr);
-        AdServiceOptions adOptions;
-        adOptions.muted = true;
-        house.ads = VastAdService::make(house.loop, services.urlSession,
-                                        makeGStreamerEngineFactory(house.loop, options), std::move(adOptions));
-        services.imaFactory = house.ads->imaFactory();
-        services.imaIntegrationFactory = house.ads->integrationFactory();
-        services.engineFactory = std::make_shared<play::ObservedEngineFactory>(
-            house.ads->engineFactory(), [&house](const std::shared_ptr<THEOplayer>& engine) {
-                if (house.viewer) house.viewer->engineMade(engine);
-            });
-        services.urlSession->registerProtocol(
-            std::make_shared<sandbox::SandboxProtocol>(*URL::parse(house.backend.baseURL()), house.network));
-        Quorel::shared().install(std::move(services));
-        Quorel::shared().initialize(house.backend.token(), std::nullopt, false);
-        Quorel::shared().setSessionId(UUID::random().string());
     }
 
     void round(House& house) {
@@ -252,12 +158,11 @@ private:
         if (pick(2) == 0) house.backend.setFault("/v1/*", {});
         house.backend.setChaos({.seed = arguments_.seed ^ round_, .rate = rate, .longestDelay = 2000ms});
         // Before it begins, for whoever looks at a process that has died in it.
-        fmt::print("{:6.0f} s  round {:4}  {:13}  faults {:4.0f} %  ", elapsed(), round_, title, rate * 100);
-        std::fflush(stdout);
+        say(fmt::format("{:6.0f} s  round {:4}  {:13}  faults {:4.0f} %  ", elapsed(), round_, title, rate * 100));
         journal_.note(fmt::format("-- round {}: {}", round_, title));
 
         if (!house.viewer || house.mayHaveScreen || isLive || title == house.lastTitle || pick(3) == 0) {
-            leave(house);
+            house.leave();
             house.viewer = Viewer::make([this](const std::string& event) { journal_.note(event); });
         }
         house.mayHaveScreen = isLive;
@@ -283,9 +188,8 @@ private:
         most_.descriptors = std::max(most_.descriptors, vitals.descriptors);
         most_.residentKiB = std::max(most_.residentKiB, vitals.residentKiB);
         most_.heapKiB = std::max(most_.heapKiB, vitals.heapKiB);
-        fmt::print("{:7}  threads {:3}  fds {:3}  heap {:4} MiB  rss {:4} MiB\n", outcome, vitals.threads,
-                   vitals.descriptors, vitals.heapKiB / 1024, vitals.residentKiB / 1024);
-        std::fflush(stdout);
+        say(fmt::format("{:7}  threads {:3}  fds {:3}  heap {:4} MiB  rss {:4} MiB\n", outcome, vitals.threads,
+                        vitals.descriptors, vitals.heapKiB / 1024, vitals.residentKiB / 1024));
     }
 
     // The texts of errors name ports and addresses.
@@ -359,16 +263,10 @@ private:
         }
     }
 
-    void leave(House& house) {
-        if (!house.viewer) return;
-        house.viewer->leave();
-        house.left.push_back(std::exchange(house.viewer, nullptr));
-    }
-
     // Once the trouble is over a title plays, with its subtitles.
     void recover(House& house) {
         house.backend.clearFaults();
-        leave(house);
+        house.leave();
         house.viewer = Viewer::make([this](const std::string& event) { journal_.note(event); });
         journal_.note("-- recovery");
         house.viewer->ask("sample", 0, "pt-br");
@@ -384,22 +282,13 @@ private:
 
     // As quorel-play lets go of its player.
     void close(House& house) {
-        leave(house);
-        UrlSession::Configuration refusing;
-        refusing.protocols.push_back(std::make_shared<Refusal>());
-        PlatformServices services = Quorel::shared().services();
-        services.urlSession = std::make_shared<UrlSession>(std::move(refusing));
-        Quorel::shared().install(std::move(services));
+        house.leave();
+        House::refuseLoads();
         // A countdown keeps its player until the loop goes.
-        until(house, goneBound, [&] {
-            return std::count_if(house.left.begin(), house.left.end(),
-                                 [](const auto& viewer) { return !viewer->gone(); }) == 0;
-        });
+        until(house, goneBound, [&] { return house.allGone(); });
         Quorel::shared().install({});
         pass(house, 50ms);
-        house.ads = nullptr;
-        house.backend.stop();
-        house.loop = nullptr;
+        house.tearDown();
         for (const auto& viewer : house.left) {
             if (!viewer->gone()) wrong("a player or its engine is still held after it was let go of");
             if (viewer->lateEvents() > 0) wrong(fmt::format("{} events after the end", viewer->lateEvents()));
@@ -425,9 +314,8 @@ private:
             vitals = next;
             if (houses_ <= housesToWarmUp && quiet > 70) break;
         }
-        fmt::print("{:6.0f} s  at rest  threads {}  fds {}  heap {} KiB  rss {} MiB\n", elapsed(), vitals.threads,
-                   vitals.descriptors, vitals.heapKiB, vitals.residentKiB / 1024);
-        std::fflush(stdout);
+        say(fmt::format("{:6.0f} s  at rest  threads {}  fds {}  heap {} KiB  rss {} MiB\n", elapsed(),
+                        vitals.threads, vitals.descriptors, vitals.heapKiB, vitals.residentKiB / 1024));
         now_ = vitals;
         if (houses_ <= housesToWarmUp) {
             atRest_ = vitals;
@@ -472,7 +360,7 @@ private:
             {"wrong", JSONArray(wrongs_.begin(), wrongs_.end())},
         };
         const std::string text = serializeJSON(summary);
-        fmt::print("{}\n", text);
+        say(text + "\n");
         if (arguments_.json) {
             std::ofstream file(*arguments_.json);
             file << text << "\n";
