@@ -143,40 +143,44 @@ using quorel::faults::part;
 // The name twice, once to define it and once to look for the next one.
 #define NEXT(name) static auto* const real = next<decltype(name)>(#name)
 
+// A call that gives -1 when it fails: with the error, and with EINTR where `true` follows that.
+#define FAILING(name, parameters, arguments, ...)               \
+    int name parameters {                                       \
+        NEXT(name);                                             \
+        return fails(#name, __VA_ARGS__) ? -1 : real arguments; \
+    }
+
 extern "C" {
 
-int socket(int domain, int type, int protocol) {
-    NEXT(socket);
-    return fails("socket", EMFILE) ? -1 : real(domain, type, protocol);
-}
-int connect(int descriptor, const sockaddr* address, socklen_t length) {
-    NEXT(connect);
-    return fails("connect", ENETUNREACH, true) ? -1 : real(descriptor, address, length);
-}
-int bind(int descriptor, const sockaddr* address, socklen_t length) noexcept {
-    NEXT(bind);
-    return fails("bind", EADDRINUSE) ? -1 : real(descriptor, address, length);
-}
-int listen(int descriptor, int backlog) noexcept {
-    NEXT(listen);
-    return fails("listen", EADDRINUSE) ? -1 : real(descriptor, backlog);
-}
-int accept4(int descriptor, sockaddr* address, socklen_t* length, int flags) {
-    NEXT(accept4);
-    return fails("accept4", EMFILE, true) ? -1 : real(descriptor, address, length, flags);
-}
-int setsockopt(int descriptor, int level, int name, const void* value, socklen_t length) noexcept {
-    NEXT(setsockopt);
-    return fails("setsockopt", ENOBUFS) ? -1 : real(descriptor, level, name, value, length);
-}
-int getsockname(int descriptor, sockaddr* address, socklen_t* length) noexcept {
-    NEXT(getsockname);
-    return fails("getsockname", ENOBUFS) ? -1 : real(descriptor, address, length);
-}
-int getpeername(int descriptor, sockaddr* address, socklen_t* length) noexcept {
-    NEXT(getpeername);
-    return fails("getpeername", ENOTCONN) ? -1 : real(descriptor, address, length);
-}
+FAILING(socket, (int domain, int type, int protocol), (domain, type, protocol), EMFILE)
+FAILING(connect, (int descriptor, const sockaddr* address, socklen_t length), (descriptor, address, length),
+        ENETUNREACH, true)
+FAILING(bind, (int descriptor, const sockaddr* address, socklen_t length) noexcept, (descriptor, address, length),
+        EADDRINUSE)
+FAILING(listen, (int descriptor, int backlog) noexcept, (descriptor, backlog), EADDRINUSE)
+FAILING(accept4, (int descriptor, sockaddr* address, socklen_t* length, int flags),
+        (descriptor, address, length, flags), EMFILE, true)
+FAILING(setsockopt, (int descriptor, int level, int name, const void* value, socklen_t length) noexcept,
+        (descriptor, level, name, value, length), ENOBUFS)
+FAILING(getsockname, (int descriptor, sockaddr* address, socklen_t* length) noexcept,
+        (descriptor, address, length), ENOBUFS)
+FAILING(getpeername, (int descriptor, sockaddr* address, socklen_t* length) noexcept,
+        (descriptor, address, length), ENOTCONN)
+FAILING(mkostemp, (char* pattern, int flags), (pattern, flags), ENOSPC)
+FAILING(fstat, (int descriptor, struct stat* status) noexcept, (descriptor, status), EIO)
+FAILING(fsync, (int descriptor), (descriptor), EIO)
+FAILING(rename, (const char* from, const char* to) noexcept, (from, to), EACCES)
+FAILING(renameat2, (int fromFolder, const char* from, int toFolder, const char* to, unsigned flags) noexcept,
+        (fromFolder, from, toFolder, to, flags), EACCES)
+FAILING(link, (const char* from, const char* to) noexcept, (from, to), EPERM)
+FAILING(fchmod, (int descriptor, mode_t mode) noexcept, (descriptor, mode), EPERM)
+FAILING(mkdir, (const char* path, mode_t mode) noexcept, (path, mode), EACCES)
+FAILING(eventfd, (unsigned value, int flags) noexcept, (value, flags), EMFILE)
+FAILING(pipe, (int* ends) noexcept, (ends), EMFILE)
+FAILING(socketpair, (int domain, int type, int protocol, int* ends) noexcept, (domain, type, protocol, ends),
+        EMFILE)
+FAILING(poll, (pollfd * descriptors, nfds_t count, int timeout), (descriptors, count, timeout), ENOMEM, true)
+
 int getaddrinfo(const char* node, const char* service, const addrinfo* hints, addrinfo** result) {
     NEXT(getaddrinfo);
     return fails("getaddrinfo", EIO) ? EAI_AGAIN : real(node, service, hints, result);
@@ -221,10 +225,6 @@ int open(const char* path, int flags, ...) {
     va_end(arguments);
     return fails("open", EMFILE, true) ? -1 : real(path, flags, mode);
 }
-int mkostemp(char* pattern, int flags) {
-    NEXT(mkostemp);
-    return fails("mkostemp", ENOSPC) ? -1 : real(pattern, flags);
-}
 FILE* fopen(const char* path, const char* mode) {
     NEXT(fopen);
     return fails("fopen", EMFILE, true) ? nullptr : real(path, mode);
@@ -232,50 +232,6 @@ FILE* fopen(const char* path, const char* mode) {
 FILE* fdopen(int descriptor, const char* mode) noexcept {
     NEXT(fdopen);
     return fails("fdopen", ENOMEM) ? nullptr : real(descriptor, mode);
-}
-int fstat(int descriptor, struct stat* status) noexcept {
-    NEXT(fstat);
-    return fails("fstat", EIO) ? -1 : real(descriptor, status);
-}
-int fsync(int descriptor) {
-    NEXT(fsync);
-    return fails("fsync", EIO) ? -1 : real(descriptor);
-}
-int rename(const char* from, const char* to) noexcept {
-    NEXT(rename);
-    return fails("rename", EACCES) ? -1 : real(from, to);
-}
-int renameat2(int fromFolder, const char* from, int toFolder, const char* to, unsigned flags) noexcept {
-    NEXT(renameat2);
-    return fails("renameat2", EACCES) ? -1 : real(fromFolder, from, toFolder, to, flags);
-}
-int link(const char* from, const char* to) noexcept {
-    NEXT(link);
-    return fails("link", EPERM) ? -1 : real(from, to);
-}
-int fchmod(int descriptor, mode_t mode) noexcept {
-    NEXT(fchmod);
-    return fails("fchmod", EPERM) ? -1 : real(descriptor, mode);
-}
-int mkdir(const char* path, mode_t mode) noexcept {
-    NEXT(mkdir);
-    return fails("mkdir", EACCES) ? -1 : real(path, mode);
-}
-int eventfd(unsigned value, int flags) noexcept {
-    NEXT(eventfd);
-    return fails("eventfd", EMFILE) ? -1 : real(value, flags);
-}
-int pipe(int* ends) noexcept {
-    NEXT(pipe);
-    return fails("pipe", EMFILE) ? -1 : real(ends);
-}
-int socketpair(int domain, int type, int protocol, int* ends) noexcept {
-    NEXT(socketpair);
-    return fails("socketpair", EMFILE) ? -1 : real(domain, type, protocol, ends);
-}
-int poll(pollfd* descriptors, nfds_t count, int timeout) {
-    NEXT(poll);
-    return fails("poll", ENOMEM, true) ? -1 : real(descriptors, count, timeout);
 }
 int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*function)(void*),
                    void* argument) noexcept {
