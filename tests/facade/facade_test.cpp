@@ -152,18 +152,6 @@ TEST_F(Facade, WithoutAContentThePlayerIsEmptyAndUnheard) {
     EXPECT_NE(QuorelPlayerSwiftUI({}).controller, nullptr);
 }
 
-TEST_F(Facade, AThousandViewsLeaveNothingBehind) {
-    for (int i = 0; i < 1000; ++i) {
-        show({.contentId = "film"});
-        finishLoad();
-        loop->advance(100ms);
-        QuorelPlayerSwiftUI::dismantleUIViewController(*view, *context.coordinator);
-        const std::weak_ptr<QuorelPlayerViewController> gone = view;
-        view = nullptr;
-        ASSERT_TRUE(gone.expired());
-    }
-}
-
 TEST_F(Facade, DismantlingEndsThePlayerAndKeepsTheValues) {
     show({.contentId = "film"});
     QuorelPlayerSwiftUI::dismantleUIViewController(*view, *context.coordinator);
@@ -182,7 +170,7 @@ TEST_F(Facade, DismantlingEndsThePlayerAndKeepsTheValues) {
     EXPECT_TRUE(facade->isPlaying.get()) << "nobody listened any more";
     QuorelPlayerSwiftUI::dismantleUIViewController(*view, *context.coordinator);
     view = nullptr;
-    EXPECT_TRUE(facade->vc.expired());
+    EXPECT_TRUE(facade->vc.expired()) << "nothing else keeps it";
     facade->play();
     facade->mute();
 }

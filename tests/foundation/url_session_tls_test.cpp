@@ -2,7 +2,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
-#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -17,8 +16,6 @@
 namespace quorel {
 namespace {
 
-using ::testing::AllOf;
-using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
 // Stands before a server and closes a connection once the server has sent so many bytes.
@@ -60,26 +57,23 @@ private:
     void forward(int client) {
         const int server = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
         const sockaddr_in address = loopback(server_);
-        std::size_t left = bytes_;
-        std::array<char, 4096> buffer;
-        std::array<pollfd, 2> both{{{client, POLLIN, 0}, {server, POLLIN, 0}}};
-        bool goesOn = ::connect(server, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
-        while (goesOn && left > 0 && ::poll(both.data(), both.size(), -1) > 0) {
-            for (const auto& [from, to] : {std::pair(client, server), std::pair(server, client)}) {
-                if (both[from == server ? 1 : 0].revents == 0) continue;
-                const std::size_t most = from == server ? std::min(left, buffer.size()) : buffer.size();
-                const ssize_t got = ::recv(from, buffer.data(), most, 0);
-                if (got <= 0 || ::send(to, buffer.data(), static_cast<std::size_t>(got), MSG_NOSIGNAL) < got) {
-                    goesOn = false;
-                    break;
-                }
-                if (from == server) {
-                    left -= static_cast<std::size_t>(got);
-                    forwarded_ += static_cast<std::size_t>(got);
-                }
-            }
-        }
+        EXPECT_EQ(::connect(server, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+        std::atomic<std::size_t> asked = 0;
+        std::thread asking([&] { copy(client, server, SIZE_MAX, asked); });
+        copy(server, client, bytes_, forwarded_);
+        ::shutdown(client, SHUT_RDWR);
+        asking.join();
         ::close(server);
+    }
+    // At most so many bytes.
+    static void copy(int from, int to, std::size_t most, std::atomic<std::size_t>& copied) {
+        std::array<char, 4096> buffer;
+        while (most > 0) {
+            const ssize_t got = ::recv(from, buffer.data(), std::min(buffer.size(), most), 0);
+            if (got <= 0 || ::send(to, buffer.data(), static_cast<std::size_t>(got), MSG_NOSIGNAL) < got) return;
+            most -= static_cast<std::size_t>(got);
+            copied += static_cast<std::size_t>(got);
+        }
     }
 
     const std::uint16_t server_;
@@ -90,49 +84,28 @@ private:
     std::thread thread_;
 };
 
-class UrlSessionTls : public ::testing::Test {
-protected:
-    // The status of the reply, or the text of the error.
-    static std::string outcome(const std::string& url, const std::string& caFile) {
-        UrlSession::Configuration configuration;
-        configuration.caFile = caFile;
-        std::string outcome;
-        std::promise<void> done;
-        UrlSession session(configuration);
-        session
-            .dataTask(URLRequest(*URL::parse(url)),
-                      [&](UrlSession::Result result) {
-                          const auto* reply = std::get_if<DataAndResponse>(&result);
-                          outcome = reply != nullptr ? std::to_string(*reply->response.statusCode)
-                                                     : localizedDescription(std::get<std::exception_ptr>(result));
-                          done.set_value();
-                      })
-            ->resume();
-        done.get_future().wait();
-        return outcome;
-    }
-
-    const TlsIssuer issuer;
-    const std::string trusted = issuer.file("ca.pem");
-};
-
-TEST_F(UrlSessionTls, OnlyAGoodCertificateOfATrustedIssuerForTheHostIsTaken) {
-    const std::string missing = issuer.file("missing.pem");
-    const TlsServer good(issuer, "good.pem"), expired(issuer, "expired.pem");
-    EXPECT_EQ(outcome(good.url("127.0.0.1"), trusted), "200");
-    EXPECT_THAT(outcome(good.url("localhost"), trusted),
-                StartsWith("The server's certificate was issued for another host. (localhost port "));
-    EXPECT_THAT(outcome(good.url("127.0.0.1"), ""),
-                StartsWith("The server's certificate is not from a trusted issuer. (127.0.0.1 port "));
-    EXPECT_THAT(outcome(expired.url("127.0.0.1"), trusted),
-                StartsWith("The server's certificate has expired or is not yet valid. (127.0.0.1 port "));
-    EXPECT_THAT(outcome(good.url("127.0.0.1"), missing),
-                AllOf(StartsWith("A secure connection to the server could not be made. (127.0.0.1 port "),
-                      HasSubstr(missing)));
+// The status of the reply, or the text of the error.
+std::string outcome(const std::string& url, const std::string& caFile) {
+    UrlSession::Configuration configuration;
+    configuration.caFile = caFile;
+    UrlSession session(configuration);
+    std::promise<std::string> outcome;
+    session
+        .dataTask(URLRequest(*URL::parse(url)),
+                  [&](UrlSession::Result result) {
+                      const auto* reply = std::get_if<DataAndResponse>(&result);
+                      outcome.set_value(reply != nullptr
+                                            ? std::to_string(*reply->response.statusCode)
+                                            : localizedDescription(std::get<std::exception_ptr>(result)));
+                  })
+        ->resume();
+    return outcome.get_future().get();
 }
 
 // Whoever stands between may close the connection, but the part that came before is no reply: this one says no length.
-TEST_F(UrlSessionTls, AConnectionThatIsCutIsNoReply) {
+TEST(UrlSessionTls, AConnectionThatIsCutIsNoReply) {
+    const TlsIssuer issuer;
+    const std::string trusted = issuer.file("ca.pem");
     const TlsServer good(issuer, "good.pem");
     std::size_t whole = 0;
     {

@@ -84,15 +84,5 @@ TEST(HttpForm, MultiPart) {
         EXPECT_EQ(dump(requestWith(contentType, body)), expected) << contentType << " | " << body;
 }
 
-TEST(HttpForm, HeaderTokens) {
-    HttpRequest request;
-    request.headers["connection"] = "keep-alive, Upgrade ,x";
-    EXPECT_TRUE(request.hasTokenForHeader("connection", "upgrade"));
-    EXPECT_TRUE(request.hasTokenForHeader("connection", "keep-alive"));
-    EXPECT_FALSE(request.hasTokenForHeader("connection", "Upgrade"));
-    EXPECT_FALSE(request.hasTokenForHeader("Connection", "upgrade"));
-    EXPECT_FALSE(request.hasTokenForHeader("connection", "up"));
-}
-
 }  // namespace
 }  // namespace quorel::http

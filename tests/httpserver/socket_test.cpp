@@ -5,6 +5,7 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 #include <functional>
 #include <thread>
 #include <utility>
@@ -100,6 +101,9 @@ TEST(Socket, AClosedPeerIsAnErrorAndNoSignal) {
     sigset_t pending;
     sigpending(&pending);
     EXPECT_EQ(sigismember(&pending, SIGPIPE), 0);
+    sigset_t blocked;
+    pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
+    EXPECT_EQ(sigismember(&blocked, SIGPIPE), 0);
 }
 
 TEST(Socket, ClosingWakesWhoWaits) {
@@ -124,6 +128,11 @@ TEST(Socket, ClosingWakesWhoWaits) {
 TEST(Socket, ListensWhereItIsTold) {
     expectError(Code::bindFailed, [] { Socket::tcpSocketForListen(0, true, 1, "127.0.0.1x"); });
     expectError(Code::bindFailed, [] { Socket::tcpSocketForListen(0, true, 1, "::1"); });
+    if (std::filesystem::exists("/proc/net/if_inet6")) {
+        const auto six = Socket::tcpSocketForListen(0, false, 1, "::1");
+        EXPECT_FALSE(six->isIPv4());
+        expectError(Code::bindFailed, [&] { Socket::tcpSocketForListen(six->port(), false, 1, "::1"); });
+    }
     const auto [a, b] = connectedPair();
     EXPECT_EQ(b->peername(), "127.0.0.1");
     EXPECT_TRUE(b->isIPv4());

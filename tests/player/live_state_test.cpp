@@ -39,13 +39,9 @@ struct Status {
 class Live : public PlayerTest {
 protected:
     Live() {
-        for (const char* id : {"show", "match"}) {
-            backend->reply(std::string("players/configuration/") + id, 200, configBody(id, false));
-            backend->reply(std::string("live-streams/") + id, 200,
-                           R"({"assets":{"thumbnail":"","startSoonScreen":"","pauseScreen":"","endingScreen":""},)"
-                           R"("isPaused":false})");
-            factory->setScript(fmt::format("https://cdn.test/{}.m3u8", id), SimulatedScript::live());
-        }
+        backend->reply("players/configuration/match", 200, configBody("match", false));
+        backend->reply("live-streams/match", 200, liveBody);
+        factory->setScript("https://cdn.test/match.m3u8", SimulatedScript::live());
     }
     void setStatus(const std::string& id, const Status& status) {
         backend->reply("live-streams/" + id + "/status", 200, status.body());
@@ -75,27 +71,19 @@ protected:
 
 TEST(Countdown, SaysTheTimeInPortuguese) {
     const std::pair<double, const char*> rows[] = {
-        {0, "Em 00 dias, 00 horas e 00 minutos"},
         {0.999, "Em 00 dias, 00 horas e 00 minutos"},
         {1, "Em 01 segundo"},
-        {1.999, "Em 01 segundo"},
-        {59, "Em 59 segundos"},
+        {59.9, "Em 59 segundos"},
         {60, "Em 01 minuto e 00 segundos"},
-        {61, "Em 01 minuto e 01 segundo"},
-        {119, "Em 01 minuto e 59 segundos"},
-        {120, "Em 02 minutos e 00 segundos"},
+        {121, "Em 02 minutos e 01 segundo"},
         {3599, "Em 59 minutos e 59 segundos"},
         {3600, "Em 01 hora e 00 minutos"},
-        {3661, "Em 01 hora e 01 minuto"},
-        {7199, "Em 01 hora e 59 minutos"},
-        {7200, "Em 02 horas e 00 minutos"},
+        {7260, "Em 02 horas e 01 minuto"},
         {86399, "Em 23 horas e 59 minutos"},
         {86400, "Em 01 dia, 00 horas e 00 minutos"},
-        {90000, "Em 01 dia, 01 hora e 00 minutos"},
         {172799, "Em 01 dia, 23 horas e 59 minutos"},
+        {8640000 + 3600, "Em 100 dias, 01 hora e 00 minutos"},
         {172800, "Em 02 dias, 00 horas e 00 minutos"},
-        {8640000, "Em 100 dias, 00 horas e 00 minutos"},
-        {-0.5, "Em 00 dias, 00 horas e 00 minutos"},
         {-59, "Em 00 dias, 00 horas e 00 minutos"},
         {-3661, "Em 00 dias, -1 horas e -1 minutos"},
         {-90000, "Em -1 dias, -1 horas e 00 minutos"},

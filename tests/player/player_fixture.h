@@ -38,6 +38,9 @@ inline std::string videoBody(const std::string& more = "") {
     return R"({"assets":{"iframe":"","player":"","thumbnail":"","endScreen":"")" + more + R"(},"videoId":"v"})";
 }
 
+constexpr const char* liveBody =
+    R"({"assets":{"thumbnail":"","startSoonScreen":"","pauseScreen":"","endingScreen":""},"isPaused":false})";
+
 class PlayerTest : public ::testing::Test {
 protected:
     PlayerTest() {
@@ -51,9 +54,7 @@ protected:
             backend->reply(std::string("videos/") + film, 200, videoBody());
         }
         backend->reply("players/configuration/show", 200, configBody("show", false));
-        backend->reply("live-streams/show", 200,
-                       R"({"assets":{"thumbnail":"","startSoonScreen":"","pauseScreen":"","endingScreen":""},)"
-                       R"("isPaused":false})");
+        backend->reply("live-streams/show", 200, liveBody);
         backend->reply("live-streams/show/status", 200,
                        R"({"assets":{"thumbnail":"","startSoonScreen":"","pauseScreen":"","endingScreen":"",)"
                        R"("playerColor":""},"isLive":true,"isPaused":false,"isShutdown":false,"serverTime":0,)"

@@ -1,11 +1,10 @@
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <limits>
-#include <mutex>
 
 #include "engines/simulated/simulated_engine.h"
 #include "quorel/foundation/json.h"
+#include "quorel/session/scripted_backend.h"
 #include "quorel/telemetry/analytics_controller.h"
 #include "quorel/telemetry/stream_health_monitor.h"
 
@@ -13,20 +12,6 @@ namespace quorel {
 namespace {
 
 using std::chrono::seconds;
-
-struct Ingest final : UrlProtocol {
-    explicit Ingest(RunLoop& wakes) : loop(wakes) {}
-    bool canInit(const URLRequest&) const override { return true; }
-    void startLoading(const URLRequest& request, std::shared_ptr<UrlProtocolClient> client) override {
-        const std::lock_guard lock(mutex);
-        requests.push_back(request);
-        client->didFail(URLError(URLError::Code::networkConnectionLost));  // which nobody hears of
-        loop.post([] {});
-    }
-    RunLoop& loop;
-    std::mutex mutex;
-    std::vector<URLRequest> requests;
-};
 
 struct FixedIdentifier final : VendorIdentifier {
     std::optional<std::string> identifierForVendor() override { return "6F9619FF-8B86-4D01-B42D-00CF4FC964FF"; }
@@ -36,6 +21,7 @@ class Analytics : public testing::Test {
 protected:
     Analytics() {
         PlatformServices services = PlatformServices::standard(loop, factory);
+        ingest->fail("in.test/e", URLError::Code::networkConnectionLost);  // which nobody hears of
         services.urlSession->registerProtocol(ingest);
         services.vendorIdentifier = std::make_shared<FixedIdentifier>();
         session.install(std::move(services));
@@ -57,12 +43,11 @@ protected:
             ->resume();
         std::vector<URLRequest> got;
         EXPECT_TRUE(loop->drainUntil([&] {
-            const std::lock_guard lock(ingest->mutex);
-            if (ingest->requests.empty() || ingest->requests.back().url.host() != "last.test") return false;
-            ingest->requests.pop_back();
-            got = std::exchange(ingest->requests, {});
-            return true;
+            got = ingest->requests();
+            return !got.empty() && got.back().url.host() == "last.test";
         }));
+        ingest->forgetRequests();
+        got.pop_back();
         EXPECT_EQ(got.size(), wanted);
         got.resize(wanted, URLRequest(*URL::parse("https://missing.test/")));
         return got;
@@ -73,7 +58,7 @@ protected:
 
     const std::shared_ptr<ManualRunLoop> loop = std::make_shared<ManualRunLoop>();
     const std::shared_ptr<SimulatedEngineFactory> factory = std::make_shared<SimulatedEngineFactory>(loop);
-    const std::shared_ptr<Ingest> ingest = std::make_shared<Ingest>(*loop);
+    const std::shared_ptr<ScriptedBackend> ingest = std::make_shared<ScriptedBackend>("https://");
     Quorel session;
     std::shared_ptr<THEOplayer> player = factory->makePlayer(ui::Rect{0, 0, 640, 360.5}, {});
     std::shared_ptr<AnalyticsController> analytics = AnalyticsController::make(session, "https://in.test/e");
