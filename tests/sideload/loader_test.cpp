@@ -7,6 +7,7 @@
 #include "engines/simulated/simulated_engine.h"
 #include "quorel/sideload/sideload.h"
 #include "quorel/sideload/source_validator.h"
+#include "quorel/sideload/web_vtt_parser.h"
 #include "tests/sideload/media_framework_fixture.h"
 
 namespace quorel::testing {
@@ -123,6 +124,43 @@ TEST_F(Loader, ServesWhatBecomesOfAFile) {
         if (!row.log.empty()) expectedLog += "[AVSubtitlesLoader] ERROR" + row.log + "\n";
     }
     EXPECT_EQ(log.text(), expectedLog);
+
+    // The synchroniser's correction reaches the file that is served.
+    origin->serve("/mapped.vtt", "WEBVTT\nX-TIMESTAMP-MAP=MPEGTS:1,LOCAL:2\n\n");
+    transformer.urlFor(origin_ + "mapped.vtt", TextTrackFormat::WebVTT, {});
+    EXPECT_TRUE(transformer.setTimestamp({"-135000.0", "0:1"}));
+    EXPECT_EQ(fetch(*session, service), "WEBVTT\nX-TIMESTAMP-MAP=MPEGTS:-135000.0,LOCAL:0:1\n\n");
+    EXPECT_FALSE(AVSubtitlesLoader::make({}, nullptr, {.urlSession = session})->transformer().setTimestamp({}));
+}
+
+// What the track's file says of its clock, and the file as the synchroniser reads it.
+TEST_F(Loader, ReadsAFilesOwnMap) {
+    origin->serve("/map.vtt", "WEBVTT\nX-TIMESTAMP-MAP=MPEGTS:9,LOCAL:0:1\n");
+    origin->serve("/none.vtt", "WEBVTT\n");
+    origin->serve("/latin1.vtt", "X-TIMESTAMP-MAP=MPEGTS:9,LOCAL:0:1\n\xE1");
+    const std::pair<const char*, const char*> rows[] = {
+        {"https://origin.test/map.vtt", "9 0:1"},
+        {"https://origin.test/none.vtt", "Could not find a timestamp in the WebVTT file."},
+        {"https://origin.test/latin1.vtt", ""},
+        {"x:y", "URLs of this scheme are not supported. (x:y)"},
+        {"", ""},
+    };
+    for (const auto& [src, expected] : rows) {
+        std::promise<std::string> told;
+        SSTextTrackDescription(src, "pt").extractSourceTimestamp(
+            *session, [&](const WebVttTimestamp& timestamp, std::exception_ptr error) {
+                const std::string map = timestamp.pts ? *timestamp.pts + " " + *timestamp.localTime : "";
+                told.set_value(error ? localizedDescription(error) : map);
+            });
+        EXPECT_EQ(told.get_future().get(), expected) << src;
+    }
+    for (const auto& [url, expected] : {std::pair("https://origin.test/none.vtt", "WEBVTT\n"), rows[3]}) {
+        std::promise<std::string> told;
+        makeWebVTTParser(session)->getVttContent(url, [&](const std::string& content, std::exception_ptr error) {
+            told.set_value(error ? localizedDescription(error) : content);
+        });
+        EXPECT_EQ(told.get_future().get(), expected);
+    }
 }
 
 TEST_F(Loader, RefusesAndFailsAsEachSchemeDoes) {

@@ -61,22 +61,27 @@ TEST(SubtitlesJSON, KeepsEverythingAsItStands) {
 TEST(SubtitlesJSON, Decodes) {
     const std::string changed =
         cue(R"("text":"a")", R"("text":"b","identifier":null,"position":null,"x":[1e5,{"y":[]}])");
-    check(Coder::JSON(),
-          {
-              {"missing_and_null", changed, " 0-0 b\n"},
-              {"bom_and_blanks", "\uFEFF \n" + cue() + "\t", " 0-0 a\n"},
-              {"last_of_two_keys", cue(R"("text":"a")", R"("text":"a","text":"b")"), " 0-0 b\n"},
-              {"long_integer", cue(R"("timeInSeconds":0)", R"("timeInSeconds":100000000000000000000)"),
-               " 1e+20-0 a\n"},
-              {"negative_zero", cue(R"("hour":0)", R"("hour":-0)"), " 0-0 a\n"},
-              {"not_utf8", "\xFF", "invalidEncoding"},
-          });
+    check(
+        Coder::JSON(),
+        {
+            {"missing_and_null", changed, " 0-0 b\n"},
+            {"bom_and_blanks", "\uFEFF \n" + cue() + "\t", " 0-0 a\n"},
+            {"last_of_two_keys", cue(R"("text":"a")", R"("text":"a","text":"b")"), " 0-0 b\n"},
+            {"long_integer", cue(R"("timeInSeconds":0)", R"("timeInSeconds":100000000000000000000)"),
+             " 1e+20-0 a\n"},
+            {"escapes", cue("\"a\"", R"("\u0061\u00e9\u20AC\ud83d\ude00\/")"), " 0-0 a\u00E9\u20AC\U0001F600/\n"},
+            {"negative_zero", cue(R"("hour":0)", R"("hour":-0)"), " 0-0 a\n"},
+            {"not_utf8", "\xFF", "invalidEncoding"},
+        });
     checkErrors(
         Coder::JSON(),
         {
             {"empty", "", Code::syntax, ""},
             {"cut", cue().substr(0, 100), Code::syntax, ""},
             {"rest", cue() + "x", Code::syntax, ""},
+            {"high_half_of_a_pair", cue("\"a\"", R"("\ud83dx")"), Code::syntax, ""},
+            {"two_high_halves", cue("\"a\"", R"("\ud83d\ud83d")"), Code::syntax, ""},
+            {"low_half_of_a_pair", cue("\"a\"", R"("\ude00")"), Code::syntax, ""},
             {"too_deep", std::string(600, '[') + std::string(600, ']'), Code::syntax, ""},
             {"no_object", "[]", Code::typeMismatch, ""},
             {"no_cues", "{}", Code::missingKey, "cues"},
