@@ -418,21 +418,6 @@ TEST_P(EngineContract, ShowsOneTextTrackAtATime) {
     EXPECT_EQ(removed, added);
 }
 
-// A handle is good at any emitter: ad listeners are removed through the player.
-TEST_P(EngineContract, RemovesAnAdListenerThroughThePlayer) {
-    makePlayer();
-    int heard = 0;
-    const auto kept = std::make_shared<int>();
-    const auto handle =
-        player->ads().addEventListener(AdsEventTypes::AD_BEGIN, [&heard, kept](const auto&) { ++heard; });
-    player->ads().dispatchEvent(AdsEventTypes::AD_BEGIN, {});
-    player->removeEventListener(AdsEventTypes::AD_BEGIN, handle);
-    player->removeEventListener(AdsEventTypes::AD_BEGIN, handle);
-    player->ads().dispatchEvent(AdsEventTypes::AD_BEGIN, {});
-    EXPECT_EQ(heard, 1);
-    EXPECT_EQ(kept.use_count(), 1) << "a removed listener is still held";
-}
-
 // Any listener may release the engine's last reference; nothing is told after that, and nothing is left running.
 TEST_P(EngineContract, DiesInAnyListener) {
     const auto dieAt = [&](const auto& type, double from) {

@@ -435,17 +435,6 @@ TEST_F(SimulatedEngineTest, StandsBehindWhatTheViewHolds) {
     EXPECT_EQ(loop->pendingTimers(), 0u);
 }
 
-TEST_F(SimulatedEngineTest, PlaysADayInNoTime) {
-    load({.duration = 86400, .tracks = {{.language = "en", .cues = {{86000, 86001, "late"}}}}});
-    player->textTracks().get(0)->setMode(TextTrackMode::showing);
-    player->play();
-    loop->advance(24h);
-    EXPECT_EQ(player->log().count("timeupdate"), 86400u * 4);
-    EXPECT_EQ(player->log().events().back().name, "ended");
-    EXPECT_EQ(player->log().count("exitcue"), 1u);
-    EXPECT_EQ(loop->pendingTimers(), 0u);
-}
-
 // Numbers that make no sense neither hang the loop nor move it backwards.
 TEST_F(SimulatedEngineTest, SurvivesAScriptOfNonsense) {
     for (const double odd : {std::nan(""), -1.0, SimulatedScript::infinite, -SimulatedScript::infinite}) {

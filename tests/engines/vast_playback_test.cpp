@@ -106,47 +106,38 @@ TEST_F(Preroll, AdsThatFailAreReportedAndPassedOver) {
     const auto bad = [](const std::string& id, const std::string& media, const std::string& place = "") {
         return inlineAd(id, place, "", file("https://media.test/" + media));
     };
+    const Lines played{"13", "pause", "resume", "6"};
+    const auto failing = [](const char* error) { return Lines{"13", "pause", "resume", error}; };
     const struct {
         const char* what;
         std::string answer;
         Lines heard, tracked;
     } rows[] = {
-        {"cannot be decoded",
-         vast(bad("x", "broken.mp4")),
-         {"13", "pause", "resume", "error: No such file."},
-         {"x/error/405"}},
+        {"cannot be decoded", vast(bad("x", "broken.mp4")), failing("error: No such file."), {"x/error/405"}},
         {"never loads",
          vast(bad("x", "silent.mp4")),
-         {"13", "pause", "resume", "error: The ad did not load in time."},
+         failing("error: The ad did not load in time."),
          {"x/error/402"}},
         {"stands still",
          vast(bad("x", "stalls.mp4")),
-         {"13", "pause", "resume", "6"},
+         played,
          {"x/impression", "x/creativeView", "x/start", "x/firstQuartile", "x/error/405"}},
         {"stands still again and again",
          vast(bad("x", "limps.mp4")),
-         {"13", "pause", "resume", "6"},
+         played,
          {"x/impression", "x/creativeView", "x/start", "x/firstQuartile", "x/error/405"}},
-        {"shows nothing",
-         vast(bad("x", "nothing.mp4")),
-         {"13", "pause", "resume", "error: The ad shows nothing."},
-         {"x/error/405"}},
-        {"is over at once", vast(bad("x", "short.mp4")), {"13", "pause", "resume", "6"}, withPrefix("x", wholeAd)},
-        {"has no end but says how long it is",
-         vast(bad("x", "endless.mp4")),
-         {"13", "pause", "resume", "6"},
-         withPrefix("x", wholeAd)},
+        {"shows nothing", vast(bad("x", "nothing.mp4")), failing("error: The ad shows nothing."), {"x/error/405"}},
+        {"is over at once", vast(bad("x", "short.mp4")), played, withPrefix("x", wholeAd)},
+        {"has no end but says how long it is", vast(bad("x", "endless.mp4")), played, withPrefix("x", wholeAd)},
         {"another file of one of a pod",
          vast(inlineAd("x", "sequence=\"1\"", "",
                        file("https://media.test/broken.mp4", "width=\"640\" height=\"360\"") +
                            file("https://media.test/x.mp4", "width=\"1\" height=\"1\"")) +
               inlineAd("y", "sequence=\"2\"")),
-         {"13", "pause", "resume", "6"},
-         joined({withPrefix("x", wholeAd), withPrefix("y", wholeAd)})},
+         played, joined({withPrefix("x", wholeAd), withPrefix("y", wholeAd)})},
         {"two of a pod that have one substitute",
          vast(bad("x", "broken.mp4", "sequence=\"1\"") + bad("y", "broken.mp4", "sequence=\"2\"") + inlineAd("s")),
-         {"13", "pause", "resume", "6"},
-         joined({{"x/error/405"}, withPrefix("s", wholeAd), {"y/error/405"}})},
+         played, joined({{"x/error/405"}, withPrefix("s", wholeAd), {"y/error/405"}})},
         {"a break without ads",
          vmap(adBreak("start", vmapAds(""))),
          {"no ads: The ad server has no ads."},
@@ -252,29 +243,11 @@ TEST_F(Breaks, ComeAtTheirPlacesAndLeaveTheContentWhereItWas) {
     player->pause();
     player->play();
     ASSERT_TRUE(clock.until([&] { return heard("ended"); }));
-    EXPECT_EQ(told, (Lines{"play",
-                           "playing",
-                           "pause",
-                           "play",
-                           "playing",
-                           "break at 100/10 s",
-                           "adbegin",
-                           "adend",
-                           "over at 100/10 s",
-                           "playing",
-                           "break at 300/10 s",
-                           "adbegin",
-                           "adend",
-                           "adbegin",
-                           "adend",
-                           "over at 300/10 s",
-                           "playing",
-                           "break at 600/10 s",
-                           "adbegin",
-                           "adend",
-                           "over at 600/10 s",
-                           "pause",
-                           "ended"}));
+    EXPECT_EQ(::testing::PrintToString(told),
+              R"({ "play", "playing", "pause", "play", "playing", )"
+              R"("break at 100/10 s", "adbegin", "adend", "over at 100/10 s", "playing", )"
+              R"("break at 300/10 s", "adbegin", "adend", "adbegin", "adend", "over at 300/10 s", "playing", )"
+              R"("break at 600/10 s", "adbegin", "adend", "over at 600/10 s", "pause", "ended" })");
     EXPECT_EQ(tracked(28), joined({withPrefix("m", wholeAd), withPrefix("h1", wholeAd), withPrefix("h2", wholeAd),
                                    withPrefix("l", wholeAd)}));
     told.clear();

@@ -20,6 +20,10 @@ TEST_F(SandboxTest, FaultsMeetThePathsTheyAreMeantFor) {
     sandbox.clearFaults();
     EXPECT_EQ(load(key).response.statusCode, 200);
 
+    sandbox.setFault("*", {.status = 503});
+    sandbox.setFault("*", {.status = 429, .times = 1});  // in place of the other
+    EXPECT_EQ(load(key).response.statusCode, 429);
+    EXPECT_EQ(load(key).response.statusCode, 200);
     sandbox.setFault("*", {.broken = Fault::Broken::json});
     const auto broken = load(at("/v1/videos/sample"));
     EXPECT_EQ(broken.response.statusCode, 200);
@@ -90,6 +94,7 @@ TEST_F(SandboxTest, ChaosCanBeHadAgain) {
         return all;
     };
     EXPECT_EQ(outcomes(false), outcomes(true));
+    sandbox.setChaos({.seed = 7, .rate = 1, .longestDelay = 1ms});
     sandbox.clearFaults();
     EXPECT_EQ(load(at("/media/subtitles/en.srt")).response.statusCode, 200);
     EXPECT_THROW(sandbox.setChaos({.rate = 1.5}), FaultError);

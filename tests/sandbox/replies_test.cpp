@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include "quorel/foundation/text.h"
 #include "quorel/session/quorel_api.h"
 #include "sandbox/sandbox_protocol.h"
 #include "tests/sandbox/sandbox_fixture.h"
@@ -114,6 +115,10 @@ TEST_F(SandboxTest, KeepsWhatArrived) {
     for (std::size_t i = 0; i < RequestLog::capacity + 3; ++i) load(at("/" + std::to_string(i)));
     EXPECT_EQ(sandbox.requests().size(), RequestLog::capacity);
     EXPECT_EQ(sandbox.requests().front().path, "/3");
+    EXPECT_EQ(sandbox.requests().back().status, 404);
+    load(at("/_control/requests"), HTTPHeaders(), "DELETE");
+    load(at("/v1/videos/x"));
+    EXPECT_EQ(sandbox.requests().at(0).status, 401);
 }
 
 TEST_F(SandboxTest, TitlesCanBeAddedAndChanged) {
@@ -142,6 +147,10 @@ TEST_F(SandboxTest, TheProtocolTakesItsHostsOnly) {
     EXPECT_EQ(reply.response.url.absoluteString(), "https://CDN.example:444/sample-aes/key.bin?a=b");
     EXPECT_FALSE(protocol->canInit(URLRequest(*URL::parse("https://other.example/"))));
     EXPECT_FALSE(protocol->canInit(URLRequest(*URL::parse("variantm3u8://cdn.example/"))));
+    // The SDK asks the live desk's second name with TLS, which the sandbox does not speak.
+    const std::string other =
+        replacingAll(at("/media/sample-aes/key.bin"), "http://127.0.0.1", "https://localhost");
+    EXPECT_EQ(load(other).data, "quorel-sandbox-k");
     sandbox.stop();
     EXPECT_EQ(failure("https://cdn.example/sample-aes/key.bin"), URLError::Code::cannotConnectToHost);
 }
