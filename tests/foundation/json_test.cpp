@@ -70,6 +70,9 @@ TEST(JSON, ManyEqualKeysCostNoMoreThanOthers) {
     const JSONValue value = parseJSON(text + "\"last\":1}");
     EXPECT_EQ(value.asObject().size(), 100'001U);
     EXPECT_EQ(value["key7"].asInt(), 100'007);
+    EXPECT_THROW(value["key"], JSONError);
+    EXPECT_THROW(parseJSON("[1]")[1], JSONError);
+    EXPECT_THROW(parseJSON("18446744073709551615").asInt(), JSONError);
     EXPECT_EQ(value.asObject().begin()[7].first, "key7");
 }
 

@@ -190,6 +190,19 @@ TEST(RealRunLoop, StopsAfterTheFunctionThatIsRunning) {
     EXPECT_EQ(log, "ab");
 }
 
+TEST(RealRunLoop, OtherThreadsWakeIt) {
+    RealRunLoop loop;
+    const std::function<void()> stop = [&loop] { loop.stop(); };
+    for (int i = 0; i < 150; ++i) {
+        const std::jthread other([&, i] {
+            if (i % 3 == 0) stop();
+            if (i % 3 == 1) loop.post(stop);
+            if (i % 3 == 2) loop.schedule(0ms, stop);
+        });
+        loop.run();
+    }
+}
+
 TEST(RealRunLoop, ARepeatingTimerSkipsWhatABlockedLoopMissed) {
     RealRunLoop loop;
     const Duration start = loop.now();

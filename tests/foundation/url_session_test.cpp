@@ -74,8 +74,11 @@ TEST(UrlSession, SendsWhatTheRequestSaysAndNothingItMadeUp) {
     Server server([](std::string_view) { return Server::ok("fine", "X-A: 1\r\nx-a:  2 \r\n"); });
     UrlSession session;
     URLRequest request = requestTo(server.url("/a/../b%20c?q=1&r#fragment"));
+    for (const char* name : {"Authorization", "X-Gone", "authorization", "x-gone"})
+        request.headers.add(name, "old");
     request.headers.set("Authorization", "Bearer ");
     request.headers.set("X-Empty", "");
+    request.headers.remove("X-GONE");
     Load get(session, request);
     get.task->resume();
     EXPECT_EQ(get.outcome(), "200 fine");
@@ -218,6 +221,7 @@ TEST(UrlSession, WhatCannotBeSentIsRefusedAndLoopbackNeedsNoProxy) {
     Server server([](std::string_view) { return Server::ok("direct"); });
     ::setenv("http_proxy", nowhere.c_str(), 1);
     EXPECT_EQ(load(session, requestTo(server.url("/"))), "200 direct");
+    EXPECT_EQ(load(session, requestTo("http://localhost:" + std::to_string(server.port()))), "200 direct");
     EXPECT_THAT(load(session, requestTo("http://proxied.invalid/")),
                 StartsWith("Could not connect to the server."));
     ::unsetenv("http_proxy");
@@ -311,7 +315,7 @@ public:
         return request;
     }
     void startLoading(const URLRequest& request, Client client) override {
-        kept.set_value(client);
+        if (starts++ == 0) kept.set_value(client);
         for (const std::string_view word : split(script_, ' ', EmptyPieces::drop)) {
             if (word == "response")
                 client->didReceiveResponse({request.url, 201, request.headers});
@@ -330,7 +334,7 @@ public:
     void stopLoading(const Client&) override { ++stops; }
 
     std::promise<Client> kept;
-    std::atomic<int> stops = 0;
+    std::atomic<int> starts = 0, stops = 0;
 
 private:
     const std::string script_;
@@ -373,6 +377,7 @@ TEST(UrlProtocol, TheLatestRegisteredIsAskedFirstByTasksThatAreMadeAfterwards) {
     after.task->resume();
     EXPECT_EQ(before.outcome(), "201 first");
     EXPECT_EQ(after.outcome(), "201 later");
+    EXPECT_EQ(load(session, requestTo("play://h/")), "201 first");
     URLRequest marked = requestTo("play://h/");
     marked.properties["handled"] = "true";
     EXPECT_THAT(load(session, marked), StartsWith("URLs of this scheme are not supported."));

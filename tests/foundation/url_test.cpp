@@ -53,7 +53,8 @@ TEST(URL, ParsingMendsWhatMayNotStandInAUrl) {
         EXPECT_FALSE(URL::parseStrict(text)) << text;
     }
     auto bad = rows("http://h:65536/  http://h:99999999999999999999/  http://h:8o/  http://[::1/  http://[::1]x/");
-    bad.insert(bad.end(), {"", "http://a:b:80/", "http://h/\n", {"http://h/\0", 10}, "http://h/\xFF"});
+    bad.insert(bad.end(),
+               {"", "http://a:b:80/", "http://h/\n", "http://h/\x7F", {"http://h/\0", 10}, "http://h/\xFF"});
     for (const std::string_view text : bad) {
         EXPECT_EQ(textOf(URL::parse(text)), "none") << text;
         EXPECT_FALSE(URL::parseStrict(text)) << text;
@@ -119,6 +120,7 @@ TEST(URL, ReferencesResolveAsTheRfcSays) {
             g;x=1/../y -> http://a/b/c/y  g?y/../x -> http://a/b/c/g?y/../x  http://[::1/ -> none)")) {
         EXPECT_EQ(textOf(base.resolving(reference)), expected) << reference;
     }
+    EXPECT_EQ(textOf(URL::parse("http://u@h:8/b?q")->resolving("c")), "http://u@h:8/c");
     EXPECT_FALSE(URL::parse("/a/b")->resolving("c"));
 }
 

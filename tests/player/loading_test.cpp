@@ -144,17 +144,6 @@ TEST_F(Loading, WithoutATokenTheListenerHearsItAndNothingIsSent) {
     EXPECT_TRUE(backend->paths().empty());
 }
 
-TEST_F(Loading, TheLoadedIdIsNotLoadedAgain) {
-    load("film", 5);
-    loop->advance(std::chrono::seconds(1));
-    const auto engine = controller->player();
-    load("film", 30);
-    EXPECT_EQ(controller->player(), engine);
-    EXPECT_EQ(backend->paths().size(), 2u);
-    engine->dispatchEvent(PlayerEventTypes::LOADED_META_DATA, {});
-    EXPECT_EQ(engine->currentTime(), 5);
-}
-
 TEST_F(Loading, AnotherIdTakesTheOldEnginesPlace) {
     load("film");
     loop->advance(std::chrono::seconds(1));

@@ -1,6 +1,5 @@
 #include <cmath>
 #include <limits>
-#include <sstream>
 
 #include "quorel/presentation/full_screen_controller.h"
 #include "quorel/presentation/time_text.h"
@@ -218,42 +217,6 @@ TEST_F(Overlay, TheSpinnerTurnsWhileTheViewerWaits) {
     EXPECT_EQ(controls(), 1);
     loop->advance(3s);
     EXPECT_TRUE(spinner.isHidden());
-}
-
-TEST_F(Overlay, IsArrangedByBoundsAndSafeArea) {
-    make({PlayerComponent::cast});
-    load({.duration = 4000});
-    const struct {
-        ui::Size size;
-        ui::Insets safe;
-        const char* places;  // settings, cast, play, skip back, slider, full screen
-    } cases[] = {
-        {{640, 360}, {}, "532,8,40,40 584,8,40,40 280,140,80,80 188,140,80,80 16,284,608,36 584,320,40,40 "},
-        {{360, 640},
-         {47, 0, 34, 0},
-         "252,55,40,40 304,55,40,40 140,280,80,80 48,280,80,80 16,530,328,36 304,566,40,40 "},
-        {{1280, 720},
-         {0, 50, 20, 60},
-         "1112,8,40,40 1164,8,40,40 600,320,80,80 508,320,80,80 66,624,1138,36 1164,660,40,40 "},
-    };
-    for (const auto& one : cases) {
-        root->setFrame({0, 0, one.size.width, one.size.height});
-        root->setSafeAreaInsets(one.safe);
-        std::ostringstream places;
-        for (const auto& view : std::initializer_list<std::shared_ptr<ui::View>>{
-                 overlay->settingsButton(), overlay->castButton(), overlay->playPauseButton(),
-                 overlay->skipBackwardButton(), overlay->progressSlider(), overlay->fullScreenButton()}) {
-            const ui::Rect place = ui::frameInRoot(*view);
-            places << place.x << ',' << place.y << ',' << place.width << ',' << place.height << ' ';
-        }
-        EXPECT_EQ(places.str(), one.places) << one.size.width;
-        EXPECT_EQ(ui::frameInRoot(*overlay->backdropView()).size(), one.size);
-        const ui::Rect time = ui::frameInRoot(*overlay->timeLabel());
-        const ui::Rect duration = ui::frameInRoot(*overlay->durationLabel());
-        EXPECT_EQ(time.right(), duration.x) << "the times stand side by side";
-        EXPECT_LT(duration.right(), ui::frameInRoot(*overlay->fullScreenButton()).x);
-        EXPECT_EQ(overlay->subtitleLabel()->frame().size(), ui::Size{}) << "there, and empty";
-    }
 }
 
 TEST_F(Overlay, InANavigationBarItOffersNoFullScreen) {

@@ -38,6 +38,7 @@ protected:
 TEST_F(InstallationIdentifierTest, IsMadeOnceAndPrivate) {
     const std::string first = identifier(folder / "state");
     EXPECT_EQ(UUID::parse(first).value_or(UUID()).string(), first);
+    EXPECT_EQ(first[14], '4') << "a random one, as RFC 9562 has it";
     EXPECT_EQ(identifier(folder / "state"), first);
     EXPECT_EQ(content(), first + "\n");
     EXPECT_EQ(permissions(folder / "state/quorel/installation-id"), fs::perms(0600));
