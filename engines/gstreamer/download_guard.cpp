@@ -17,6 +17,8 @@ using namespace std::chrono_literals;
 constexpr auto inTime = 12ms;
 constexpr int pollsUntilQuiet = 4;
 constexpr int pollsUntilSettled = 10;
+// Until a request is sent on, in a demuxer that makes no new ones.
+constexpr int pollsUntilSent = 2;
 // Where the machine never lets a thread run in time, it must do without.
 constexpr auto longestWait = 1500ms;
 // Until the reply to the request for a playlist is there, which the gateway gives at once when it is closed.
@@ -24,11 +26,11 @@ constexpr auto longestReply = 500ms;
 // Of a server whose replies are worth waiting for before a teardown, which nobody sees.
 constexpr auto teardownPatience = 400ms;
 
-// Cancelled requests come back meanwhile.
-void settle() {
+// What other threads were woken for is done meanwhile: cancelled requests come back.
+void settle(int polls = pollsUntilSettled) {
     const auto begun = std::chrono::steady_clock::now();
     auto last = begun;
-    for (int timely = 0; timely < pollsUntilSettled && last - begun < longestWait;) {
+    for (int timely = 0; timely < polls && last - begun < longestWait;) {
         std::this_thread::sleep_for(DownloadGuard::pollInterval);
         const auto now = std::chrono::steady_clock::now();
         if (now - std::exchange(last, now) < inTime) ++timely;
@@ -136,10 +138,17 @@ GstPadProbeReturn DownloadGuard::onOutput(GstPad*, GstPadProbeInfo*, gpointer gu
     return from<DownloadGuard>(guard).ending_ ? GST_PAD_PROBE_DROP : GST_PAD_PROBE_OK;
 }
 
-// The demuxer begins a seek by a flush, and what it loads then is wanted. Its scheduler stands still meanwhile.
+// The demuxer begins a seek by a flush, and what it loads then is wanted. Its scheduler stands still meanwhile, and what
+// is in the queue will be cancelled next: such as the request of a stream whose server fails, and which is asked again
+// every 10 ms without any data to be refused.
 GstPadProbeReturn DownloadGuard::onFlush(GstPad*, GstPadProbeInfo* info, gpointer guard) {
-    if (GST_EVENT_TYPE(GST_PAD_PROBE_INFO_EVENT(info)) == GST_EVENT_FLUSH_START)
-        from<DownloadGuard>(guard).refusing_ = false;
+    GstEvent* const event = GST_PAD_PROBE_INFO_EVENT(info);
+    if (GST_EVENT_TYPE(event) != GST_EVENT_FLUSH_START) return GST_PAD_PROBE_OK;
+    DownloadGuard& self = from<DownloadGuard>(guard);
+    self.refusing_ = false;
+    // Each of the demuxer's pads gets it.
+    const std::uint32_t seek = gst_event_get_seqnum(event);
+    if (self.seek_.exchange(seek) != seek) settle(pollsUntilSent);
     return GST_PAD_PROBE_OK;
 }
 

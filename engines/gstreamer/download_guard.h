@@ -5,9 +5,10 @@
 // which came after it, and an assertion ends the process. And a pipeline that is torn down while a request is under
 // way never gives back what belongs to it: memory, a connection, a descriptor. So nothing here is cancelled while
 // segments come in: first the demuxer is made to stop by itself, by refusing the data it brings, and only when it has
-// been quiet for a moment it is sought in or torn down. A request that was cancelled in the moment of its reply has
-// ended the process inside libsoup 3.2, as if it had been answered twice; so replies that are on their way are waited
-// for.
+// been quiet for a moment it is sought in or torn down. A stream whose server fails brings no data to refuse, and asks
+// again and again; so a seek waits once more when it has stopped the demuxer, for whatever is still in the queue. A
+// request that was cancelled in the moment of its reply has ended the process inside libsoup 3.2, as if it had been
+// answered twice; so replies that are on their way are waited for.
 #pragma once
 
 #include <gst/gst.h>
@@ -77,6 +78,7 @@ private:
     mutable GWeakRef demuxer_;
     std::atomic<bool> refusing_ = false;
     std::atomic<bool> ending_ = false;
+    std::atomic<std::uint32_t> seek_ = GST_SEQNUM_INVALID;  // the last one that has begun
     std::atomic<std::uint64_t> dataCount_ = 0;
     mutable std::mutex mutex_;
     std::vector<std::weak_ptr<Stream>> streams_;

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "engines/gstreamer/download_guard.h"
 #include "engines/gstreamer/elements.h"
 
 namespace quorel::gstreamer {
@@ -149,6 +150,51 @@ TEST(EndBarrier, NobodyWaitsForWhatWillNotCome) {
         ended.wait();
         EXPECT_EQ(streams.arrived(), "aA");
     }
+}
+
+// A request that has been made when a seek begins is sent by another thread before the seek goes on and cancels it.
+TEST(DownloadGuard, ASeekWaitsForWhatOtherThreadsWereWokenFor) {
+    gst_init(nullptr, nullptr);
+    GstElement* const playbin = GST_ELEMENT(gst_object_ref_sink(gst_element_factory_make("playbin3", nullptr)));
+    GstElement* const demuxer = GST_ELEMENT(gst_object_ref_sink(gst_element_factory_make("hlsdemux2", nullptr)));
+    const auto guard = DownloadGuard::watch(playbin);
+    g_signal_emit_by_name(playbin, "element-setup", demuxer);
+    GstPad* const source = gst_pad_new("out", GST_PAD_SRC);
+    GstPad* const sink = GST_PAD(gst_object_ref_sink(gst_pad_new("in", GST_PAD_SINK)));
+    std::atomic<int> requested = 0;
+    struct {
+        std::atomic<int> sent = 0;
+        int atSeek = 0;
+    } seen;
+    gst_pad_set_element_private(sink, &seen);
+    gst_pad_set_event_function(
+        sink, +[](GstPad* pad, GstObject*, GstEvent* event) -> gboolean {
+            auto* const own = static_cast<decltype(seen)*>(gst_pad_get_element_private(pad));
+            if (GST_EVENT_TYPE(event) == GST_EVENT_FLUSH_START) own->atSeek = own->sent;
+            gst_event_unref(event);
+            return TRUE;
+        });
+    for (GstPad* pad : {source, sink}) gst_pad_set_active(pad, TRUE);
+    gst_element_add_pad(demuxer, source);
+    EXPECT_EQ(gst_pad_link(source, sink), GST_PAD_LINK_OK);
+    auto sender = std::async(std::launch::async, [&] {
+        for (int next = 1; next <= 20; ++next) {
+            requested.wait(next - 1);
+            seen.sent = next;
+        }
+    });
+    for (int seek = 1; seek <= 20; ++seek) {
+        requested = seek;
+        requested.notify_one();
+        gst_pad_push_event(source, gst_event_new_flush_start());
+        EXPECT_EQ(seen.atSeek, seek);
+        gst_pad_push_event(source, gst_event_new_flush_stop(TRUE));
+    }
+    sender.wait();
+    for (GstPad* pad : {source, sink}) gst_pad_set_active(pad, FALSE);
+    gst_object_unref(sink);
+    gst_object_unref(demuxer);
+    gst_object_unref(playbin);
 }
 
 // Of each kind of element, how many there are in a playbin, and how loud it is.
