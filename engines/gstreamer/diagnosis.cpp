@@ -16,7 +16,7 @@ constexpr std::size_t mostParts = 16;
 }  // namespace
 
 bool Diagnosis::canHelp(const Failure& failure) {
-    if (!failure.explanation.empty()) return false;
+    if (!failure.explanation.empty() && !failure.isVague) return false;
     switch (failure.kind) {
         case Failure::Kind::stalled:
         case Failure::Kind::noMedia:

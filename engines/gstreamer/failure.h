@@ -25,6 +25,7 @@ struct Failure {
     double seconds = 0;
     std::vector<std::string> formats{};
     std::string explanation{};  // a whole sentence, when one is known already
+    bool isVague = false;       // the explanation says what failed, but not why
     bool hadPlayed = false;     // the beginning had been loaded and could be played
     double position = 0;        // seconds of the presentation; everything before it had been loaded
 };

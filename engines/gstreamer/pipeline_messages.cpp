@@ -171,7 +171,10 @@ void Pipeline::fail(Failure failure) {
     failure.hadPlayed = prerolled_;
     failure.position = playerTime(lastPosition_);
     if (playlists_ && failure.kind != Failure::Kind::format) {
-        failure.explanation = playlists_->explanation().value_or("");
+        if (auto explanation = playlists_->explanation()) {
+            failure.explanation = std::move(explanation->sentence);
+            failure.isVague = explanation->isVague;
+        }
     }
     report(Failed{std::move(failure)});
     unload();

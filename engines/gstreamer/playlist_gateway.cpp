@@ -88,10 +88,10 @@ std::size_t GatewaySession::indexOf(const std::string& uri, ResourceKind kind) {
     return entry->second;
 }
 
-std::optional<std::string> GatewaySession::explanation() const {
+std::optional<GatewaySession::Explanation> GatewaySession::explanation() const {
     const std::lock_guard lock(mutex_);
     if (!failed_ || Clock::now() - failed_->when > memory) return {};
-    return failed_->sentence;
+    return failed_->explanation;
 }
 
 void GatewaySession::close() {
@@ -137,7 +137,7 @@ HttpResponse GatewaySession::answerOpen(std::size_t index, Resource resource, co
         const Refusal& refusal = std::get<Refusal>(result);
         if (refusal.isTemporary && !resource.lastWindow.empty() &&
             Clock::now() - resource.lastLoad < longestOutage) {
-            failed_ = Failed{index, refusal.sentence(nameOf(resource)), Clock::now()};
+            failed_ = Failed{index, {refusal.sentence(nameOf(resource)), refusal.isVague}, Clock::now()};
             return playlistOf(resource.lastWindow);
         }
         // A network that comes back in time was never away.
@@ -145,7 +145,7 @@ HttpResponse GatewaySession::answerOpen(std::size_t index, Resource resource, co
             resource.loadedBefore && refusal.isTemporary && Clock::now() + retryPause < begun + longestRetry;
         if (!again) {
             if (complaint.empty()) complaint = refusal.sentence(nameOf(resource));
-            failed_ = Failed{index, complaint, Clock::now()};
+            failed_ = Failed{index, {complaint, refusal.isVague}, Clock::now()};
             // Without a key the demuxer goes on with what is left in memory; zeros do no harm, and end in an error.
             if (resource.kind == ResourceKind::key) {
                 return HttpResponse::ok(http::HttpResponseBody::data(std::vector<std::uint8_t>(16)));

@@ -48,8 +48,12 @@ public:
     GatewaySession(GatewaySource source, std::string root);
 
     std::string address() const { return addressOf(0); }
+    struct Explanation {
+        std::string sentence;
+        bool isVague = false;  // its server may know more
+    };
     // Why a playlist or a key could not be had a short while ago; absent when all of them could.
-    std::optional<std::string> explanation() const;
+    std::optional<Explanation> explanation() const;
     // Ends what is being waited for and waits for that, which takes a moment. After it the loader is not used.
     void close();
 
@@ -86,7 +90,7 @@ private:
     bool renditionsTold_ = false;
     struct Failed {
         std::size_t index;
-        std::string sentence;
+        Explanation explanation;
         Clock::time_point when;
     };
     std::optional<Failed> failed_;

@@ -67,7 +67,12 @@ public:
         lock.unlock();
         finishWith(std::move(answer));
     }
-    void finishLoadingWithError(const URLError& error) override { finishWith(Refusal{.reason = error.what()}); }
+    void finishLoadingWithError(const URLError& error) override {
+        // What delegates say when they could do nothing with a reply, or have none.
+        const bool isVague = error.code() == URLError::Code::cannotParseResponse;
+        finishWith(Refusal{.reason = isVague ? "The resource loader delegate could not read it." : error.what(),
+                           .isVague = isVague});
+    }
 
     void finishWith(std::variant<Answer, Refusal> result) {
         std::unique_lock lock(mutex_);

@@ -31,6 +31,7 @@ public:
         int status = 502;         // of HTTP
         std::string reason{};     // a sentence; empty when the status says it
         bool isTemporary = true;  // trying again may help
+        bool isVague = false;     // the reason is none that helps a person
 
         // "The stream <url> was not found (404)." and the like; `what` is its beginning.
         std::string sentence(const std::string& what) const;

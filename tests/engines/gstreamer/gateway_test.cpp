@@ -246,10 +246,14 @@ TEST_F(Interception, TellsWhatTheDelegateRefused) {
     const std::string toVariant =
         "#EXTM3U\n#EXT-X-STREAM-INF:BANDWIDTH=1\nvariantm3u8://https://cdn.example/1.m3u8\n";
     const auto master = [&](auto& request) { return Interceptor::give(request, toVariant); };
-    const auto fails = [](auto& request) {
-        request->finishLoadingWithError(URLError(URLError::Code::cannotParseResponse));
-        return true;
+    const auto failing = [](URLError::Code code) {
+        return [code](auto& request) {
+            request->finishLoadingWithError(URLError(code));
+            return true;
+        };
     };
+    const auto refuses = failing(URLError::Code::cannotConnectToHost);
+    const auto fails = failing(URLError::Code::cannotParseResponse);  // says nothing: the server is asked
     struct Case {
         Interceptor::Answer master, variant;
         std::vector<std::string> told;
@@ -258,12 +262,13 @@ TEST_F(Interception, TellsWhatTheDelegateRefused) {
         {[](auto&) { return false; },
          {},
          {"The stream http://", "/secret/master.m3u8", "does not handle this address"}},
-        {fails, {}, {"The stream http://", URLError(URLError::Code::cannotParseResponse).what()}},
+        {fails, {}, {"The stream http://", "/secret/master.m3u8 was not found (404)"}},
+        {refuses, {}, {"The stream http://", URLError(URLError::Code::cannotConnectToHost).what()}},
         {[](auto&) { return true; }, {}, {"The stream http://", "without an answer"}},
         {[](auto& request) { return Interceptor::give(request, "nothing", 403); }, {}, {"forbidden", "(403)"}},
         {[](auto& request) { return Interceptor::give(request, "oh no"); }, {}, {"no playlist", "oh no"}},
         {[](auto&) -> bool { throw std::runtime_error("out of tape"); }, {}, {"out of tape"}},
-        {master, fails, {"The playlist variantm3u8://https://cdn.example/1.m3u8 of the stream http://"}},
+        {master, refuses, {"The playlist variantm3u8://https://cdn.example/1.m3u8 of the stream http://"}},
         {master, [](auto&) { return false; }, {"/1.m3u8 of the stream http://", "does not handle this address"}},
     };
     std::vector<std::string> errors;
