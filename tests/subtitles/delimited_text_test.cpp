@@ -106,6 +106,14 @@ TEST(DelimitedTextTest, TellsOfFieldsRecordsAndProgress) {
                             "90%", "2:0 1", "2=1", "100%"));
     EXPECT_THAT(run("a,b\nc\nd", "-", "c"),
                 ElementsAre("0%", "0:0 a", "0:1 b", "0=2", "57%", "1:0 c", "1=1", "100%"));
+    events.clear();
+    Coder().startDecoding(
+        "h\n#c\n\"a\"b;\\;\n", Character(';'), Character('\\'), Character('#'), 1, true, {}, {},
+        [&](std::size_t row, std::span<const std::string_view> record) {
+            events.push_back(std::to_string(row) + " " + std::string(record[0]) + " " + std::string(record[1]));
+            return true;
+        });
+    EXPECT_THAT(events, ElementsAre("0 ab ;"));
     EXPECT_THAT(run("a,b,c\nd", "b", "-"), ElementsAre("0%", "0:0 a", "0:1 b", "0=1", "100%"));
     EXPECT_THAT(run("a,b,", "", "-"), ElementsAre("0%", "0:0 a", "0:1 b", "0:2 ", "100%"));
 }

@@ -4,6 +4,7 @@
 
 #include <cmath>
 
+#include "quorel/foundation/text.h"
 #include "quorel/subtitles/podcasts_index.h"
 #include "tests/subtitles/coder_cases.h"
 
@@ -61,6 +62,8 @@ TEST(SubtitlesJSON, KeepsEverythingAsItStands) {
 TEST(SubtitlesJSON, Decodes) {
     const std::string changed =
         cue(R"("text":"a")", R"("text":"b","identifier":null,"position":null,"x":[1e5,{"y":[]}])");
+    std::string many;
+    for (int i = 0; i < 600; ++i) many += i % 2 == 0 ? "[]," : "{},";
     check(
         Coder::JSON(),
         {
@@ -69,6 +72,8 @@ TEST(SubtitlesJSON, Decodes) {
             {"last_of_two_keys", cue(R"("text":"a")", R"("text":"a","text":"b")"), " 0-0 b\n"},
             {"long_integer", cue(R"("timeInSeconds":0)", R"("timeInSeconds":100000000000000000000)"),
              " 1e+20-0 a\n"},
+            {"blanks_everywhere", replacingAll(replacingAll(cue(), ":", " :\n"), ",", "\t, "), " 0-0 a\n"},
+            {"many_values_beside_each_other", cue("\"text\"", R"("x":[)" + many + R"({}],"text")"), " 0-0 a\n"},
             {"escapes", cue("\"a\"", R"("\u0061\u00e9\u20AC\ud83d\ude00\/")"), " 0-0 a\u00E9\u20AC\U0001F600/\n"},
             {"negative_zero", cue(R"("hour":0)", R"("hour":-0)"), " 0-0 a\n"},
             {"not_utf8", "\xFF", "invalidEncoding"},
@@ -89,6 +94,8 @@ TEST(SubtitlesJSON, Decodes) {
             {"no_uuid", cue("0011", "x011"), Code::typeMismatch, "cues[0].id"},
             {"no_text", cue("\"text\"", "\"t\""), Code::missingKey, "cues[0].text"},
             {"null_text", cue("\"a\"", "null"), Code::typeMismatch, "cues[0].text"},
+            {"no_start", cue("\"startTime\"", "\"e\""), Code::missingKey, "cues[0].startTime"},
+            {"no_seconds", cue("\"timeInSeconds\"", "\"e\""), Code::missingKey, "cues[0].startTime.timeInSeconds"},
             {"no_end", cue("\"endTime\"", "\"e\""), Code::missingKey, "cues[0].endTime"},
             {"no_second", cue("\"second\"", "\"s\""), Code::missingKey, "cues[0].startTime.second"},
             {"negative_hour", cue("\"hour\":0", "\"hour\":-1"), Code::outOfRange, "cues[0].startTime.hour"},
@@ -131,6 +138,8 @@ TEST(PodcastsIndex, Decodes) {
                     {"a_document_is_no_index", cue(), Code::missingKey, "version"},
                     {"no_segments", R"({"version":""})", Code::missingKey, "segments"},
                     {"no_body", index(R"({"startTime":1,"endTime":2})"), Code::missingKey, "segments[0].body"},
+                    {"no_end", index(R"({"body":"","startTime":2})"), Code::missingKey, "segments[0].endTime"},
+                    {"rest", index("") + "x", Code::syntax, ""},
                     {"no_time", index(R"({"body":"","endTime":2})"), Code::missingKey, "segments[0].startTime"},
                     {"text_for_time", index(R"({"startTime":"1","endTime":2,"body":""})"), Code::typeMismatch,
                      "segments[0].startTime"},

@@ -69,6 +69,30 @@ TEST(SRT, Refuses) {
           });
 }
 
+TEST(LineCoders, TellWhichLineIsToBlame) {
+    const std::string_view rows[][3] = {
+        {"srt", "1\n00:00:01,000 --> 00:00:02,000\na\n\nb\n", "5 b"},
+        {"srt", "\n1\nx\n", "3 x"},
+        {"vtt", "WEBVTT\n\nx\ny\n", "4 y"},
+        {"vtt", "x\n", "1 x"},
+        {"sbv", "0:00:01.000,0:00:02.000\na\n\nb\n", "4 b"},
+        {"sub", "{1}{2}a\nb\n", "2 b"},
+        {"ass", "[Events]\nFormat: Start, End, Text\nDialogue: 1000,x,a\n", "3 x"},
+        {"ttml", "<tt xmlns='http://www.w3.org/ns/ttml'>\n<x>\n", "3 "},
+        {"srt", "1\n\xFF", "2 "},
+    };
+    for (const auto& [extension, content, expected] : rows) {
+        try {
+            Subtitles(content, extension);
+            ADD_FAILURE() << content;
+        } catch (const SubTitlesError& error) {
+            ASSERT_TRUE(error.diagnosis()) << content;
+            EXPECT_EQ(std::to_string(error.diagnosis()->line) + " " + error.diagnosis()->found, expected)
+                << content;
+        }
+    }
+}
+
 Subtitles sample() {
     using Time = Subtitles::Time;
     return Subtitles(
