@@ -163,6 +163,36 @@ TEST_F(Loader, ReadsAFilesOwnMap) {
     }
 }
 
+TEST_F(Loader, ServesAMeasuredMapAtOnceAndFromThenOn) {
+    origin->serve("/a.vtt", "WEBVTT\n\n00:11.000 --> 00:12.000\nline\n");
+    const auto loop = std::make_shared<ManualRunLoop>();
+    SimulatedEngineFactory factory(loop);
+    SimulatedScript script;
+    script.tracks = {{.label = "a.vtt", .language = "pt", .cues = {{1, 2, "line"}}}};
+    factory.setDefaultScript(script);
+    const auto player = factory.makePlayer({}, {});
+    const auto track = described("a.vtt", TextTrackFormat::WebVTT);
+    track->automaticTimestampSyncEnabled = true;
+    const auto loader = AVSubtitlesLoader::make({track}, player, {.urlSession = session});
+    const auto words = [&] {
+        const Loaded playlist = load(*loader, "subtitlesm3u8://https://origin.test/a.vtt");
+        return fetch(*session, cut(playlist.body, "#EXTINF", "\n", "\n"));
+    };
+    const std::string service =
+        "http://localhost:" + std::to_string(loader->transformer().port()) + "/transformSubtitle";
+    EXPECT_EQ(words(), "WEBVTT\n\n00:11.000 --> 00:12.000\nline\n");
+    player->setSource(SourceDescription{.source = {.src = "https://s.test/f.m3u8"}, .textTracks = {{track}}});
+    loop->advance(std::chrono::seconds(1));
+    ASSERT_TRUE(loop->drainUntil([&] { return loader->synchronizer().trackSyncMap().contains("a.vtt"); }));
+    player->textTracks().get(0)->setMode(TextTrackMode::showing);
+    player->play();
+    loop->advance(std::chrono::seconds(3));
+    const std::string mapped =
+        "WEBVTT\nX-TIMESTAMP-MAP=MPEGTS:900000.0,LOCAL:00:00:00.000\n\n00:11.000 --> 00:12.000\nline\n";
+    EXPECT_EQ(fetch(*session, service), mapped);
+    EXPECT_EQ(words(), mapped);
+}
+
 TEST_F(Loader, RefusesAndFailsAsEachSchemeDoes) {
     origin->serve("/page.m3u8", "<html>");
     const auto loader = AVSubtitlesLoader::make({}, nullptr, {.urlSession = session});
