@@ -90,17 +90,11 @@ TEST(TextEncoding, ConvertsWithoutLoss) {
         {"utf-16be", "\0"s, nullptr},
         {"utf-16be", "\xD8\x3D\0x"s, nullptr},  // half a surrogate pair
         {"utf-32", "\xFF\xFE\0\0\xE1\0\0\0"s, "\u00E1"},
-        {"utf-32be", "\0\x11\0\0"s, nullptr},
         {"us-ascii", "a\x80", nullptr},
         {"iso-8859-1", "\xE1\x85", "\u00E1\u0085"},
-        {"iso-8859-15", "\xA4", "\u20AC"},
-        {"windows-1250", "\x9A", "\u0161"},
-        {"windows-1251", "\xCF", "\u041F"},
         {"windows-1252", "\x93\x80", "\u201C\u20AC"},
         {"windows-1252", "\x81", nullptr},
         {"shift_jis", "\x8E\x9A\x96\x8B", "\u5B57\u5E55"},
-        {"shift_jis", "\x8E", nullptr},
-        {"koi8-r", "\xF0", "\u041F"},
     };
     for (const Case& c : cases) {
         const auto encoding = TextEncoding::named(c.encoding);
@@ -151,12 +145,9 @@ TEST(TextEncoding, IsDetected) {
         {portuguese, TextEncoding::utf8, TextEncoding::utf8, "\uFEFF"},
         {portuguese, TextEncoding::utf16, TextEncoding::utf16},
         {portuguese, TextEncoding::utf16LittleEndian, TextEncoding::utf16LittleEndian},
-        {portuguese, TextEncoding::utf16BigEndian, TextEncoding::utf16BigEndian},
-        {portuguese, TextEncoding::utf32, TextEncoding::utf32},
         {portuguese, TextEncoding::utf32LittleEndian, TextEncoding::utf32LittleEndian},
         {portuguese, TextEncoding::windows1252, TextEncoding::windows1252},
         {russian, TextEncoding::windows1251, TextEncoding::windows1251},
-        {russian, TextEncoding::utf16LittleEndian, TextEncoding::utf16LittleEndian},
         {japanese, TextEncoding::shiftJIS, TextEncoding::shiftJIS},
     };
     for (const Case& c : cases) {

@@ -129,22 +129,5 @@ TEST(Scans, ReadTimesAsThePatternsDo) {
     EXPECT_LT(matched, rounds * 19 / 20);
 }
 
-TEST(Scans, FindVoiceTagsAsThePatternDoes) {
-    const Regex pattern("<v[^ ]* ([^>]*)>");
-    Pieces pieces({"<v", "<", "v", " ", ">", "a", "\n", "\u00E9", ".", "<v "});
-    for (int i = 0; i < rounds; ++i) {
-        const std::string text = pieces.line(12);
-        Regex::Matcher matcher(pattern);
-        const auto view = Regex::TextView::trusted(text);
-        bool matches = matcher.find(view);
-        for (auto tag = detail::findVoiceTag(text); tag || matches; tag = detail::findVoiceTag(text, tag->end)) {
-            ASSERT_EQ(tag.has_value(), matches) << text;
-            ASSERT_EQ((Regex::Range{tag->begin, tag->end}), matcher.range()) << text;
-            ASSERT_EQ(tag->name, matcher.captureText(0)) << text;
-            matches = matcher.findNext(view);
-        }
-    }
-}
-
 }  // namespace
 }  // namespace quorel
