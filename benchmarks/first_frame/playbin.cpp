@@ -1,7 +1,8 @@
 // The least that plays a stream with pictures in memory: playbin3, an appsink, and sound that nobody hears.
 //
 //   first_frame_playbin                    is ready to play, and stays so
-//   first_frame_playbin URL SECONDS STREAMS    plays so many, the last one for so long
+//   first_frame_playbin URL SECONDS STREAMS REST    plays so many, the last one for so long, and rests for so many seconds
+//                                                   between them
 #include <gst/app/gstappsink.h>
 #include <gst/gst.h>
 
@@ -22,7 +23,7 @@ void show(GstSample* sample, gpointer playback) {
 }
 
 // The pipeline of the last stream is left as it plays.
-void play(const char* url, double secondsToPlay, bool isLast) {
+void play(const char* url, double secondsToPlay, double rest, bool isLast) {
     Playback playback;
     GstElement* const playbin = gst_element_factory_make("playbin3", nullptr);
     GstElement* const video = gst_element_factory_make("appsink", nullptr);
@@ -52,13 +53,14 @@ void play(const char* url, double secondsToPlay, bool isLast) {
     gst_element_set_state(playbin, GST_STATE_NULL);
     gst_object_unref(bus);
     gst_object_unref(playbin);
+    g_usleep(static_cast<gulong>(rest * 1e6));
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
     gst_init(nullptr, nullptr);
-    if (argc != 4) quorel::bench::stay(0);
+    if (argc != 5) quorel::bench::stay(0);
     for (int left = std::atoi(argv[3]); left > 0; --left)
-        play(argv[1], left > 1 ? 0 : std::atof(argv[2]), left == 1);
+        play(argv[1], left > 1 ? 0 : std::atof(argv[2]), std::atof(argv[4]), left == 1);
 }

@@ -1,7 +1,8 @@
 // Plays a title through the SDK, from setup() on.
 //
 //   first_frame_sdk                                        is initialised, has no player, and stays so
-//   first_frame_sdk BACKEND CONTENT_ID SECONDS STREAMS     plays so many, the last one for so long
+//   first_frame_sdk BACKEND CONTENT_ID SECONDS STREAMS REST    plays so many, the last one for so long, and rests for so
+//                                                              many seconds between them
 #include <cstdlib>
 #include <memory>
 #include <mutex>
@@ -89,7 +90,7 @@ void initialize(const std::shared_ptr<RealRunLoop>& loop, const std::shared_ptr<
 
 // The player of the last stream is left as it plays.
 void play(const std::shared_ptr<RealRunLoop>& loop, const std::shared_ptr<EngineFactory>& engines,
-          const URL& server, const std::string& id, double secondsToPlay, bool isLast) {
+          const URL& server, const std::string& id, double secondsToPlay, double rest, bool isLast) {
     const auto network = std::make_shared<UrlSession>();
     const auto backend = std::make_shared<TimedBackend>(server, network);
     std::unique_ptr<Playback> playback;
@@ -112,6 +113,8 @@ void play(const std::shared_ptr<RealRunLoop>& loop, const std::shared_ptr<Engine
     if (isLast) bench::stay(playback->pictures());
     player->unmount();
     if (frames) frames->setFrameCallback({});
+    player = nullptr;
+    loop->runUntil([] { return false; }, durationFromSeconds(rest));
 }
 
 }  // namespace
@@ -119,12 +122,12 @@ void play(const std::shared_ptr<RealRunLoop>& loop, const std::shared_ptr<Engine
 int main(int argc, char** argv) {
     const auto loop = std::make_shared<RealRunLoop>();
     const auto engines = makeGStreamerEngineFactory(loop, {.audio = GStreamerOptions::Audio::none});
-    if (argc != 5) {
+    if (argc != 6) {
         initialize(loop, engines, nullptr);
         bench::stay(0);
     }
     const auto server = URL::parse(argv[1]);
     if (!server) return 2;
     for (int left = std::atoi(argv[4]); left > 0; --left)
-        play(loop, engines, *server, argv[2], left > 1 ? 0 : std::atof(argv[3]), left == 1);
+        play(loop, engines, *server, argv[2], left > 1 ? 0 : std::atof(argv[3]), std::atof(argv[5]), left == 1);
 }
