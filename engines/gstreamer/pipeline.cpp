@@ -31,7 +31,7 @@ double seconds(GstClockTime time) {
 }
 
 // Each loading and decoding thread has an arena of the C library's, which keeps what was freed in it: after some titles
-// more than a player needs. It takes some milliseconds, of a thread that nobody waits for.
+// more than a player needs.
 void giveMemoryBack() {
 #ifdef __GLIBC__
     malloc_trim(0);
@@ -139,13 +139,13 @@ void Pipeline::unload() {
     if (requested_ == GST_STATE_PLAYING) gst_element_set_state(playbin_, GST_STATE_PAUSED);
     const auto tearDown = [playbin = std::exchange(playbin_, nullptr), guard = std::exchange(guard_, nullptr),
                            ends = std::exchange(ends_, nullptr), playlists = std::exchange(playlists_, nullptr),
-                           ended = sourceEnded_] {
+                           ended = sourceEnded_, trims = options_.giveMemoryBack] {
         if (playlists) playlists->close();
         ends->open();
         guard->stopDownloads(playbin, ended || !playlists);
         gst_element_set_state(playbin, GST_STATE_NULL);
         gst_object_unref(playbin);
-        giveMemoryBack();
+        if (trims) giveMemoryBack();
     };
     // A new source need not wait for the old one, but who changes sources without end does.
     if (park_.running() < mostAtOnce) {
