@@ -95,6 +95,8 @@ TEST_F(Settings, LooksAsItIsMeantTo) {
 349,676.5 194x44 '' 17 right shadow 0.6
 28,55 44x44 xmark 18
 )");
+    EXPECT_EQ(panel().qualityRow()->accessibilityName() + "|" + panel().subtitleRow()->accessibilityName(),
+              "Qualidade, Auto|Legendas");
     tap(*panel().speedRow());
     loop->advance(200ms);
     EXPECT_EQ(drawn(root, loop->now()), behind + R"(0,47 720x1233 on 000/0.5

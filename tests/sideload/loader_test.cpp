@@ -87,7 +87,8 @@ TEST_F(Loader, ServesWhatBecomesOfAFile) {
     std::string expectedLog = "[AVSubtitlesLoader] ERROR: Missing subtitle content URL.\n";
     EXPECT_EQ(fetch(*session, service), "Missing subtitle content URL.");
 
-    const std::string origin_ = "https://origin.test/";
+    using enum TextTrackFormat;
+    const std::string origin_ = "https://origin.test/", missing = "Missing subtitle content";
     struct Row {
         std::string url;
         TextTrackFormat format;
@@ -95,27 +96,18 @@ TEST_F(Loader, ServesWhatBecomesOfAFile) {
         std::string body;
         std::string log;  // without what it begins with
     };
-    const std::string undecodable = "Missing subtitle content. Reason: Failed to encode content string.";
-    const std::string unreachable =
-        "Missing subtitle content. Reason: URLs of this scheme are not supported. (x:y)";
+    const std::string undecodable = missing + ". Reason: Failed to encode content string.";
+    const std::string unreachable = missing + ". Reason: URLs of this scheme are not supported. (x:y)";
     const std::vector<Row> rows{
-        {origin_ + "%zz",
-         TextTrackFormat::SRT,
-         {},
-         "Missing subtitle content URL.",
-         ": Missing subtitle content URL."},
-        {"x:y", TextTrackFormat::SRT, {}, unreachable, ": " + unreachable},
-        {origin_ + "latin1.vtt", TextTrackFormat::WebVTT, {}, undecodable, ": " + undecodable},
-        {origin_ + "bad.srt",
-         TextTrackFormat::SRT,
-         {},
-         "invalidTime(1)",
-         ": Converting SRT to VTT invalidTime(1)"},
-        {origin_ + "missing.srt", TextTrackFormat::SRT, {}, "WEBVTT\n\n", ""},
-        {origin_ + "empty.vtt", TextTrackFormat::WebVTT, WebVttTimestamp{"1", {}}, "", ""},
-        {origin_ + "no%20map.vtt", TextTrackFormat::WebVTT, WebVttTimestamp{"1.0", "0"},
+        {origin_ + "%zz", SRT, {}, missing + " URL.", ": " + missing + " URL."},
+        {"x:y", SRT, {}, unreachable, ": " + unreachable},
+        {origin_ + "latin1.vtt", WebVTT, {}, undecodable, ": " + undecodable},
+        {origin_ + "bad.srt", SRT, {}, "invalidTime(1)", ": Converting SRT to VTT invalidTime(1)"},
+        {origin_ + "missing.srt", SRT, {}, "WEBVTT\n\n", ""},
+        {origin_ + "empty.vtt", WebVTT, WebVttTimestamp{"1", {}}, "", ""},
+        {origin_ + "no%20map.vtt", WebVTT, WebVttTimestamp{"1.0", "0"},
          "WEBVTT\nX-TIMESTAMP-MAP=MPEGTS:1.0,LOCAL:0\n\n100% A\n", ": Failed to override timestamp."},
-        {origin_ + "headless.vtt", TextTrackFormat::WebVTT, WebVttTimestamp{"1", "0"}, "WEBVTT",
+        {origin_ + "headless.vtt", WebVTT, WebVttTimestamp{"1", "0"}, "WEBVTT",
          ": Failed to override timestamp.\n[AVSubtitlesLoader] ERROR: Failed to add timestamp."},
     };
     for (const Row& row : rows) {
@@ -127,7 +119,7 @@ TEST_F(Loader, ServesWhatBecomesOfAFile) {
 
     // The synchroniser's correction reaches the file that is served.
     origin->serve("/mapped.vtt", "WEBVTT\nX-TIMESTAMP-MAP=MPEGTS:1,LOCAL:2\n\n");
-    transformer.urlFor(origin_ + "mapped.vtt", TextTrackFormat::WebVTT, {});
+    transformer.urlFor(origin_ + "mapped.vtt", WebVTT, {});
     EXPECT_TRUE(transformer.setTimestamp({"-135000.0", "0:1"}));
     EXPECT_EQ(fetch(*session, service), "WEBVTT\nX-TIMESTAMP-MAP=MPEGTS:-135000.0,LOCAL:0:1\n\n");
     EXPECT_FALSE(AVSubtitlesLoader::make({}, nullptr, {.urlSession = session})->transformer().setTimestamp({}));
