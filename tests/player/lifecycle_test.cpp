@@ -87,7 +87,9 @@ TEST_F(Lifecycle, FullScreenTakesThePictureAndTheOverlayAndGivesThemBack) {
     ASSERT_TRUE(screen);
     screen->layoutIn({0, 0, 1920, 1080});
     EXPECT_TRUE(holder->subviews().empty());
+    EXPECT_EQ(picture->superview(), screen->view());
     EXPECT_EQ(picture->frame(), (ui::Rect{0, 0, 1920, 1080}));
+    EXPECT_EQ(screen->modalPresentationStyle(), ui::ModalPresentationStyle::fullScreen);
     EXPECT_EQ(screen->modalTransitionStyle(), ui::ModalTransitionStyle::crossDissolve);
     EXPECT_EQ(screen->supportedInterfaceOrientations(), ui::InterfaceOrientationMask::landscape);
     EXPECT_TRUE(overlay->isFullScreen());

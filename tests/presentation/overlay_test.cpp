@@ -126,6 +126,16 @@ TEST_F(Overlay, SkipsWithinTheContent) {
         overlay->skipForward();
         EXPECT_EQ(engine->currentTime(), forth);
     }
+    engine->setCurrentTime(0);
+    engine->play();
+    loop->drain();
+    tap(emptyPlace);
+    for (const auto& button : {overlay->skipForwardButton(), overlay->skipBackwardButton()}) {
+        loop->advance(3s);
+        tap(*button);
+    }
+    loop->advance(3s);
+    EXPECT_EQ(controls(), 1) << "whoever uses the controls keeps them";
     load({.duration = std::nullopt});
     engine->setCurrentTime(30);
     overlay->skipForward();
@@ -305,7 +315,9 @@ TEST_F(Overlay, MovesToAFullScreenWithItsTimersAndComesBack) {
     EXPECT_EQ(overlay->superview(), screen->viewHolder());
     EXPECT_EQ(overlay->frame(), (ui::Rect{0, 0, 1920, 1080}));
     EXPECT_EQ(engine->frame(), (ui::Rect{0, 0, 1920, 1080}));
+    EXPECT_EQ(screen->view()->subviews().size(), 2u);
     EXPECT_EQ(screen->view()->subviews().back(), screen->viewHolder()) << "the picture is behind";
+    EXPECT_EQ(screen->view()->backgroundColor(), ui::Color::black());
     loop->advance(2s);
     EXPECT_EQ(controls(), 1) << "the timer goes on";
     overlay->attach(root);

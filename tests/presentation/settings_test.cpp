@@ -152,9 +152,12 @@ TEST_F(Settings, AChosenSpeedReachesTheEngineAndClosesTheList) {
     EXPECT_EQ(engine->playbackRate(), 2.0);
     EXPECT_TRUE(overlay->isSettingsOpen()) << "the list's own close button closes the list only";
 
-    panel().showLanguageSubmenu();
-    choose(0);
-    EXPECT_FALSE(panel().isSubmenuOpen());
+    for (const auto& row : {panel().qualityRow(), panel().subtitleRow()}) {
+        tap(*row);
+        EXPECT_TRUE(panel().isSubmenuOpen());
+        choose(0);
+        EXPECT_FALSE(panel().isSubmenuOpen());
+    }
     EXPECT_EQ(panel().subtitleRow()->valueLabel()->text(), "");
 
     tap(*panel().speedRow());
