@@ -39,6 +39,9 @@ class QUOREL_QT_API PlayerItem : public TreeItem {
     Q_PROPERTY(quorel::qt::PlayerControllerObject* controller READ controller WRITE setController NOTIFY
                    controllerChanged)
     Q_PROPERTY(bool isFullScreen READ isFullScreen NOTIFY isFullScreenChanged)
+    // The window that fills the screen, for what an application wants to show there, too; null otherwise. What it puts
+    // into the window's contentItem it takes out again at isFullScreenChanged, at the latest.
+    Q_PROPERTY(QQuickWindow* fullScreenWindow READ fullScreenWindow NOTIFY isFullScreenChanged)
     // "idle", or of live content "startSoon", "paused", "shutdown" or "live", so that an application can show a
     // screen or a badge of its own: the player shows none.
     Q_PROPERTY(QString contentState READ contentState NOTIFY contentStateChanged)

@@ -191,6 +191,7 @@ TEST_F(QtWindow, FullScreenIsAWindowOfItsOwn) {
     ASSERT_TRUE(item->isFullScreen());
     QPointer<QQuickWindow> screen = item->fullScreenWindow();
     EXPECT_EQ(screen->visibility(), QWindow::FullScreen);
+    EXPECT_EQ(item->property("fullScreenWindow").value<QQuickWindow*>(), screen);
     EXPECT_EQ(overlay().frame().size(), (ui::Size{double(screen->width()), double(screen->height())}));
     QImage seen = picture(screen);
     EXPECT_GT(whites(seen, *overlay().playPauseButton()), 200);

@@ -104,13 +104,14 @@ Window {
         }
     }
     Rectangle {
-        x: player.x + 16
-        y: player.y + 16
+        parent: player.isFullScreen ? player.fullScreenWindow.contentItem : window.contentItem
+        x: (player.isFullScreen ? 0 : player.x) + 16
+        y: (player.isFullScreen ? 0 : player.y) + 16
         width: badge.implicitWidth + 16
         height: 24
         radius: 4
         color: "#ff0000"
-        visible: player.contentState === "live" && !player.isFullScreen
+        visible: player.contentState === "live"
         Text {
             id: badge
             anchors.centerIn: parent
