@@ -114,10 +114,10 @@ void Pipeline::begin(GatewaySource source) {
     applyState();
 }
 
-// Now and then hlsdemux2 gives up at the very beginning of fragmented MP4 ("Couldn't download fragments"), though no
-// request has failed. The second time goes well.
+// A short stream may be loaded to its end before the thread has run on which hlsdemux2 makes its pads; then it gives up
+// ("Couldn't download fragments", status 200), though no request has failed. The second time goes well.
 bool Pipeline::tryAgain(const Failure& failure) {
-    const bool mayHelp = failure.kind == Failure::Kind::source && failure.httpStatus == 0 && !prerolled_ &&
+    const bool mayHelp = failure.kind == Failure::Kind::source && failure.httpStatus < 400 && !prerolled_ &&
                          playlists_ && !playlists_->explanation();
     if (!mayHelp || std::exchange(isSecondTry_, true)) return false;
     GatewaySource source = source_;

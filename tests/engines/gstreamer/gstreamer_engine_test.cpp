@@ -232,21 +232,24 @@ TEST(GStreamerEngine, SurvivesADeadServer) {
     EXPECT_EQ(errors.size(), 1u);
 }
 
-// The demuxer would load it again, take both parts for one, and end the process.
-TEST(GStreamerEngine, OutlivesAnInitialisationSectionThatIsCutOnce) {
-    std::atomic<int> asked = 0;
-    GStreamerHarness harness([&](const std::string& path) -> std::optional<http::HttpResponse> {
-        if (!path.ends_with("init.mp4") || asked++ > 0) return std::nullopt;
-        return MediaServer::cut(path);
-    });
-    const auto player = makePlayer(harness);
-    std::string error;
-    player->addEventListener(P::ERROR, [&](const auto& event) { error = event.error; });
-    player->setSource(harness.otherVodSource());
-    player->play();
-    EXPECT_TRUE(harness.waitUntil([&] { return player->currentTime() > 0.2 || !error.empty(); }));
-    EXPECT_EQ(error, "");
-    EXPECT_GT(asked, 1);
+// An initialisation section the demuxer would load again, take both parts for one, and end the process; at a segment it
+// gives up after the fourth time, and is begun again.
+TEST(GStreamerEngine, OutlivesABeginningThatIsCut) {
+    for (const auto& [part, times] : {std::pair{"init.mp4", 1}, std::pair{"seg00.m4s", 4}}) {
+        std::atomic<int> asked = 0;
+        GStreamerHarness harness([&](const std::string& path) -> std::optional<http::HttpResponse> {
+            if (!path.ends_with(part) || asked++ >= times) return std::nullopt;
+            return MediaServer::cut(path);
+        });
+        const auto player = makePlayer(harness);
+        std::string error;
+        player->addEventListener(P::ERROR, [&](const auto& event) { error = event.error; });
+        player->setSource(harness.otherVodSource());
+        player->play();
+        EXPECT_TRUE(harness.waitUntil([&] { return player->currentTime() > 0.2 || !error.empty(); }));
+        EXPECT_EQ(error, "");
+        EXPECT_GT(asked, times) << part;
+    }
 }
 
 // Live: 0 is where playback joined, and the window's past can be reached, but no more than that.
