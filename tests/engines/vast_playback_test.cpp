@@ -35,6 +35,7 @@ protected:
         engines->setScript("https://media.test/stalls.mp4", {.duration = 8.0, .stalls = {{.at = 3, .lasts = 60}}});
         engines->setScript("https://media.test/limps.mp4",
                            {.duration = 8.0, .stalls = {{1, 3.5}, {2, 3.5}, {3, 3.5}, {3.5, 3.5}}});
+        engines->setScript("https://media.test/breaks.mp4", {.duration = 8.0, .error = SimulatedError{.at = 3}});
         engines->setScript("https://media.test/nothing.mp4", {.duration = 0.0});
         engines->setScript("https://media.test/short.mp4", {.duration = 0.1});
         engines->setScript("https://media.test/endless.mp4", SimulatedScript::live());
@@ -114,6 +115,10 @@ TEST_F(Preroll, AdsThatFailAreReportedAndPassedOver) {
         Lines heard, tracked;
     } rows[] = {
         {"cannot be decoded", vast(bad("x", "broken.mp4")), failing("error: No such file."), {"x/error/405"}},
+        {"breaks in its middle",
+         vast(bad("x", "breaks.mp4")),
+         played,
+         {"x/impression", "x/creativeView", "x/start", "x/firstQuartile", "x/error/405"}},
         {"never loads",
          vast(bad("x", "silent.mp4")),
          failing("error: The ad did not load in time."),

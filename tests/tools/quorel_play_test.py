@@ -86,8 +86,9 @@ class Titles(unittest.TestCase):
                 self.assertIn((summary["width"], summary["height"]), [(426, 240), (640, 360), (1280, 720)])
 
     def test_live_starts_by_itself(self):
-        code, events, summary = play("live", "--sandbox", "--seconds", "1")
+        code, events, summary = play("live", "--sandbox", "--on-air-after", "1.5", "--seconds", "1")
         self.assertEqual((code, summary["outcome"]), (0, "stopped"))
+        self.assertEqual(named(events, "screen")[0]["state"], "startSoon")
         self.assertTrue(named(events, "metadataLoaded")[0]["isLive"])
 
 

@@ -92,6 +92,9 @@ class Formats(Case):
         _, err = self.run_tool("convert", "a.vtt", "--to", "lrc")
         for text in "1 name of a cue is lost", "1 speaker is lost", "1 end is lost", "1 text beyond its first line is lost":
             self.assertIn(f"a.vtt: warning: {text}: lrc has no place for it\n", err)
+        self.write("b.srt", "1\n01:40:00,000 --> 01:40:02,000\nx\n")
+        _, err = self.run_tool("convert", "b.srt", "--to", "lrc", code=1)
+        self.assertIn("the format ends before 100 minutes, and there is a cue at 01:40:00.000", err)
 
 
 class Oracle(Case):
