@@ -322,6 +322,7 @@ TEST(LoaderLifetime, TwoHundredLoadersLeaveNeitherThreadNorDescriptor) {
             EXPECT_TRUE(loader->shouldWaitForLoadingOfRequestedResource(request));
             origin->waitForHanging(2 * i);
             loader = nullptr;
+            ASSERT_NO_FATAL_FAILURE(origin->waitForAbandonment());
             EXPECT_EQ(request->wait(true).error, URLError::Code::cannotParseResponse);
         }
     }

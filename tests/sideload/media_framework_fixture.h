@@ -9,6 +9,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <utility>
 
@@ -25,7 +26,12 @@ public:
     void redirect(const std::string& path, std::string to) { redirects_[path] = std::move(to); }
     void waitForHanging(int count) {
         std::unique_lock lock(mutex_);
-        ASSERT_TRUE(changed_.wait_for(lock, std::chrono::seconds(30), [&] { return hanging_ >= count; }));
+        ASSERT_TRUE(changed_.wait_for(lock, std::chrono::seconds(30), [&] { return hung_ >= count; }));
+    }
+    // Until nobody waits for them any more.
+    void waitForAbandonment() {
+        std::unique_lock lock(mutex_);
+        ASSERT_TRUE(changed_.wait_for(lock, std::chrono::seconds(30), [&] { return hanging_.empty(); }));
     }
 
     bool canInit(const URLRequest& request) const override { return request.url.host() == "origin.test"; }
@@ -34,7 +40,8 @@ public:
         std::string path = text.substr(text.find('/', 8), text.find('?') - text.find('/', 8));
         if (path.starts_with("/hang/")) {
             const std::lock_guard lock(mutex_);
-            ++hanging_;
+            hanging_.insert(client);
+            ++hung_;
             return changed_.notify_all();
         }
         URL from = request.url;
@@ -50,11 +57,18 @@ public:
         client->didFinishLoading();
     }
 
+    void stopLoading(const std::shared_ptr<UrlProtocolClient>& client) override {
+        const std::lock_guard lock(mutex_);
+        hanging_.erase(client);
+        changed_.notify_all();
+    }
+
 private:
     std::map<std::string, std::string> bodies_, redirects_;
     std::mutex mutex_;
     std::condition_variable changed_;
-    int hanging_ = 0;
+    std::set<std::shared_ptr<UrlProtocolClient>> hanging_;
+    int hung_ = 0;
 };
 
 // What became of one request.
