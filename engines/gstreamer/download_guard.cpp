@@ -58,6 +58,31 @@ GstElement* DownloadGuard::demuxer() const {
     return static_cast<GstElement*>(g_weak_ref_get(&demuxer_));
 }
 
+GstPad* DownloadGuard::source() const {
+    GstElement* const adaptive = demuxer();
+    if (adaptive == nullptr) return nullptr;
+    GstPad* source = nullptr;
+    GST_OBJECT_LOCK(adaptive);
+    if (adaptive->srcpads != nullptr) source = GST_PAD(gst_object_ref(adaptive->srcpads->data));
+    GST_OBJECT_UNLOCK(adaptive);
+    gst_object_unref(adaptive);
+    return source;
+}
+
+bool DownloadGuard::isAdaptive() const {
+    GstElement* const adaptive = demuxer();
+    if (adaptive != nullptr) gst_object_unref(adaptive);
+    return adaptive != nullptr;
+}
+
+bool DownloadGuard::send(GstElement* playbin, GstEvent* seek) const {
+    GstPad* const pad = source();
+    if (pad == nullptr) return gst_element_send_event(playbin, seek);
+    const bool taken = gst_pad_send_event(pad, seek);
+    gst_object_unref(pad);
+    return taken;
+}
+
 void DownloadGuard::onElement(GstElement* element) {
     if (isMadeBy(element, "hlsdemux2")) {
         g_weak_ref_set(&demuxer_, element);
@@ -205,18 +230,14 @@ void DownloadGuard::stopDownloads(GstElement* playbin, bool sourceEnded) {
     while (!becameQuiet(teardownPatience)) std::this_thread::sleep_for(pollInterval);
     // A selection of no streams at all cancels their requests, which needs the demuxer at work to come to its end.
     // GStreamer's own constructor of that event wants at least one.
-    GstPad* source = nullptr;
-    GST_OBJECT_LOCK(adaptive);
-    if (adaptive->srcpads != nullptr) source = GST_PAD(gst_object_ref(adaptive->srcpads->data));
-    GST_OBJECT_UNLOCK(adaptive);
-    if (source != nullptr) {
+    if (GstPad* const pad = source()) {
         ending_ = true;
         GstStructure* const nothing = gst_structure_new_empty("GstEventSelectStreams");
         GValue streams = G_VALUE_INIT;
         g_value_init(&streams, GST_TYPE_LIST);
         gst_structure_take_value(nothing, "streams", &streams);
-        gst_pad_send_event(source, gst_event_new_custom(GST_EVENT_SELECT_STREAMS, nothing));
-        gst_object_unref(source);
+        gst_pad_send_event(pad, gst_event_new_custom(GST_EVENT_SELECT_STREAMS, nothing));
+        gst_object_unref(pad);
         settle();
     }
     gst_object_unref(adaptive);

@@ -44,6 +44,11 @@ public:
     // lets nobody run in time.
     bool becameQuiet(std::chrono::milliseconds patience);
     static constexpr std::chrono::milliseconds pollInterval{5};
+    // Takes the event, and gives whether the playbin takes the seek. An adaptive demuxer gets it once: by way of the
+    // sinks one that is refused would come a second time, and each time all streams begin anew.
+    bool send(GstElement* playbin, GstEvent* seek) const;
+    // Whether there is an adaptive demuxer. It refuses to seek to the very end.
+    bool isAdaptive() const;
     // The first time stamp of the stream with the pictures, or of any where there are none; absent for sources without
     // an adaptive demuxer.
     std::optional<double> firstTimestamp() const;
@@ -74,6 +79,7 @@ private:
     static GstPadProbeReturn onOutput(GstPad* pad, GstPadProbeInfo* info, gpointer guard);
     static GstPadProbeReturn onFlush(GstPad* pad, GstPadProbeInfo* info, gpointer guard);
     GstElement* demuxer() const;  // the caller owns a reference; null when there is none
+    GstPad* source() const;       // of the demuxer, the same way
 
     mutable GWeakRef demuxer_;
     std::atomic<bool> refusing_ = false;

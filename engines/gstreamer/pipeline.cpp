@@ -69,6 +69,7 @@ void Pipeline::load(std::uint64_t session, GatewaySource source) {
 
 void Pipeline::begin(GatewaySource source) {
     prerolled_ = hasStreams_ = ended_ = sourceEnded_ = running_ = reportedFed_ = false;
+    wasFed_ = false;
     buffering_ = 100;
     origin_ = startsAt_ = 0;
     duration_.reset();
@@ -285,6 +286,7 @@ bool Pipeline::isFed() const {
 // Want of data is not worth telling while a seek is fresh: it has emptied every buffer, and most are full at once.
 void Pipeline::reportFed() {
     const bool fed = isFed();
+    if (fed && !std::exchange(wasFed_, true)) updateTicks();
     if (fed == reportedFed_ || (!fed && Clock::now() - seekSentAt_ < seekGrace)) return;
     reportedFed_ = fed;
     report(Fed{fed});
@@ -307,8 +309,10 @@ void Pipeline::onEnded() {
     applyState();
 }
 
+// Until a source, or the place that was sought, has enough to be played it is waited for, though nobody may have asked to
+// play yet: hlsdemux2 says nothing when it gives up a fragment that is none.
 void Pipeline::updateTicks() {
-    const bool needed = playbin_ != nullptr && !ended_ && (wantPlaying_ || !prerolled_ || inFlight_);
+    const bool needed = playbin_ != nullptr && !ended_ && (wantPlaying_ || !prerolled_ || inFlight_ || !wasFed_);
     if (!needed) {
         stop(ticks_);
     } else if (ticks_ == nullptr) {

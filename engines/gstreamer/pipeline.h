@@ -130,6 +130,7 @@ private:
     bool running_ = false;
     int buffering_ = 100;
     bool reportedFed_ = false;
+    bool wasFed_ = false;        // since the source or the last seek began
     GstClockTime origin_ = 0;    // stream time at which the player's clock is 0
     GstClockTime startsAt_ = 0;  // stream time of what is shown first
     bool sought_ = false;

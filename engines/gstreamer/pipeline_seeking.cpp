@@ -49,6 +49,9 @@ GstClockTime Pipeline::clampToSource(double time) const {
         if (stop > start) last = static_cast<double>(stop);
     }
     gst_query_unref(query);
+    // What is refused begins anew at 0, and loads, before it is sought in once more.
+    constexpr double beforeTheEnd = 0.05 * GST_SECOND;
+    if (guard_->isAdaptive() && last - first > beforeTheEnd) last -= beforeTheEnd;
     const double wanted = (time + static_cast<double>(origin_) / GST_SECOND) * GST_SECOND;
     return static_cast<GstClockTime>(std::llround(std::clamp(wanted, first, last)));
 }
@@ -67,7 +70,7 @@ void Pipeline::startSeek() {
     noteProgress();
     if (const auto position = streamPosition(); position && !restingAt_) lastPosition_ = *position;
     restingAt_.reset();
-    ended_ = markReached_ = false;
+    ended_ = markReached_ = wasFed_ = false;
     updateTicks();
     applyState();
     guard_->refuseData();
@@ -103,8 +106,8 @@ void Pipeline::sendSeek() {
 
 bool Pipeline::trySeek(GstClockTime to, GstSeekFlags precision) {
     const auto flags = static_cast<GstSeekFlags>(GST_SEEK_FLAG_FLUSH | precision);
-    const bool sent = gst_element_seek(playbin_, rate_, GST_FORMAT_TIME, flags, GST_SEEK_TYPE_SET,
-                                       static_cast<gint64>(to), GST_SEEK_TYPE_NONE, -1);
+    const bool sent = guard_->send(playbin_, gst_event_new_seek(rate_, GST_FORMAT_TIME, flags, GST_SEEK_TYPE_SET,
+                                                                static_cast<gint64>(to), GST_SEEK_TYPE_NONE, -1));
     if (sent) {
         lastPosition_ = to;
         sought_ = true;

@@ -168,6 +168,13 @@ const Trouble troubles[] = {
          return path == "/ts/seg03.ts" ? std::optional(MediaServer::status(410)) : std::nullopt;
      },
      {"/ts/seg03.ts of the stream", "is gone for good (410)"}},
+    {"NoFragment",
+     "fmp4/index.m3u8",
+     [](auto&, auto& path) {
+         return path.find("01.m4s") != path.npos ? std::optional(MediaServer::body(std::string(250'000, '?')))
+                                                 : std::nullopt;
+     },
+     {"/fmp4/index.m3u8", "did not deliver anything for 3 seconds"}},
     {"UnknownCodec", "unknown/index.m3u8", {}, {"no installed decoder can play", "zzz1"}},
     {"SilentManifest",
      "ts/index.m3u8",
