@@ -59,9 +59,10 @@ macro(quorel_package name)
 endmacro()
 
 # quorel_library_package(support SUMMARY "..." ROOMS support BELOW foundation): the libraries of the rooms in one package,
-# what is needed to develop with them in another.
+# what is needed to develop with them in another. RUNNING: packages that the library loads from while it runs, which nobody
+# sees from its symbols.
 macro(quorel_library_package name)
-  cmake_parse_arguments(L "" "SUMMARY" "ROOMS;BELOW;DEVELOPING;RECOMMENDS" ${ARGN})
+  cmake_parse_arguments(L "" "SUMMARY" "ROOMS;BELOW;DEVELOPING;RUNNING;RECOMMENDS" ${ARGN})
   set(runtime ${L_ROOMS})
   set(dev ${L_ROOMS})
   set(runtime_below ${L_BELOW})
@@ -75,7 +76,7 @@ macro(quorel_library_package name)
     list(APPEND dev quorel-config)
   endif()
   quorel_package(libquorel-${name}${version} SUMMARY "${L_SUMMARY}" SECTION libs COMPONENTS ${runtime}
-                 DEPENDS ${runtime_below} RECOMMENDS ${L_RECOMMENDS})
+                 DEPENDS ${runtime_below} ${L_RUNNING} RECOMMENDS ${L_RECOMMENDS})
   set(CPACK_DEBIAN_${upper}_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/debian/triggers)
   quorel_package(libquorel-${name}-dev SUMMARY "${L_SUMMARY}: development files" SECTION libdevel COMPONENTS ${dev}
                  DEPENDS ${dev_below} ${L_DEVELOPING})
@@ -91,11 +92,13 @@ quorel_library_package(player SUMMARY "video player to be embedded"
 if(TARGET quorel::gstreamer)
   quorel_library_package(gstreamer SUMMARY "playback engine of a video player, on GStreamer" ROOMS gstreamer
     BELOW foundation httpserver player
-    RECOMMENDS gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-plugins-bad gstreamer1.0-libav)
+    RUNNING gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-plugins-bad
+    RECOMMENDS gstreamer1.0-libav fonts-dejavu-core)
 endif()
 if(TARGET quorel::qt)
   quorel_library_package(qt SUMMARY "video player in Qt Quick" ROOMS qt BELOW foundation player
-    DEVELOPING qt6-base-dev qt6-declarative-dev RECOMMENDS qml6-module-qtquick qml6-module-qtquick-window)
+    DEVELOPING qt6-base-dev qt6-declarative-dev
+    RUNNING qml6-module-qtquick qml6-module-qtquick-window qml6-module-qtqml-workerscript RECOMMENDS fonts-dejavu-core)
 endif()
 if(QUOREL_BUILD_PROGRAMS)
   foreach(room IN ITEMS foundation support subtitles httpserver player gstreamer qt)
