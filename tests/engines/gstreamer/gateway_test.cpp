@@ -153,8 +153,7 @@ protected:
     }
 
     GStreamerHarness harness;
-    std::shared_ptr<THEOplayer> player =
-        harness.factory().makePlayer(std::nullopt, THEOplayerConfigurationBuilder().build());
+    std::shared_ptr<THEOplayer> player = harness.makePlayer();
 };
 
 // Master, variant and a segment under schemes of the interceptor's own; everything else comes from its origin.

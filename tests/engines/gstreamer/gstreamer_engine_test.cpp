@@ -8,7 +8,6 @@
 #include <iterator>
 #include <mutex>
 
-#include "quorel/ui/view.h"
 #include "tests/engines/gstreamer/gstreamer_harness.h"
 
 namespace quorel::testing {
@@ -17,21 +16,11 @@ namespace {
 using http::HttpResponse;
 using P = PlayerEventTypes;
 
-// The second that a test picture shows: it is lighter with each (make_media.sh).
-double secondShown(const ui::VideoFrame& frame) {
-    const std::byte* const middle = frame.pixels.get() + frame.stride * (frame.height / 2) + 4 * (frame.width / 2);
-    return (std::to_integer<int>(*middle) - 32) / 10.0;
-}
-
-std::shared_ptr<THEOplayer> makePlayer(EngineHarness& harness) {
-    return harness.factory().makePlayer(std::nullopt, THEOplayerConfigurationBuilder().build());
-}
-
 // A start time is asked for as metadata and picture come, as the player core does it: the first moment that is told
 // and the first picture that is seen while playing are those of the start time.
 TEST(GStreamerEngine, StartsExactlyAtTheStartTime) {
     GStreamerHarness harness;
-    const auto player = makePlayer(harness);
+    const auto player = harness.makePlayer();
     const auto frames = player->videoFrames();
     std::vector<double> times;
     std::shared_ptr<const ui::VideoFrame> firstPicture;
@@ -53,7 +42,7 @@ TEST(GStreamerEngine, StartsExactlyAtTheStartTime) {
 // are gone with the source. The picture's view is behind the others, and leaves with its engine.
 TEST(GStreamerEngine, GivesPictures) {
     GStreamerHarness harness;
-    auto player = makePlayer(harness);
+    auto player = harness.makePlayer();
     const auto screen = ui::View::make();
     screen->setFrame({0, 0, 640, 360});
     screen->addSubview(ui::View::make());
@@ -93,7 +82,7 @@ TEST(GStreamerEngine, GivesPictures) {
 TEST(GStreamerEngine, KeepsThePictureOnTheClock) {
     GStreamerHarness harness;
     for (const char* const stream : {"ts/index.m3u8", "fmp4/index.m3u8"}) {
-        const auto player = makePlayer(harness);
+        const auto player = harness.makePlayer();
         const auto frames = player->videoFrames();
         std::mutex mutex;
         std::vector<std::pair<double, double>> changes;  // when, and to which second
@@ -199,7 +188,7 @@ TEST_P(GStreamerTrouble, IsOneClearError) {
         3);
     server = &harness.server;
     GStreamerHarness good;
-    const auto player = makePlayer(harness);
+    const auto player = harness.makePlayer();
     std::vector<std::string> errors;
     player->addEventListener(P::ERROR, [&](const auto& event) { errors.push_back(event.error); });
     player->setSource(harness.sourceAt(GetParam().path));
@@ -222,7 +211,7 @@ INSTANTIATE_TEST_SUITE_P(Servers, GStreamerTrouble, ::testing::ValuesIn(troubles
 TEST(GStreamerEngine, SurvivesADeadServer) {
     GStreamerHarness harness({}, 3);
     GStreamerHarness good;
-    const auto player = makePlayer(harness);
+    const auto player = harness.makePlayer();
     std::vector<std::string> errors;
     player->addEventListener(P::ERROR, [&](const auto& event) { errors.push_back(event.error); });
     player->setSource(harness.liveSource());
@@ -248,7 +237,7 @@ TEST(GStreamerEngine, OutlivesABeginningThatIsCut) {
             if (!path.ends_with(part) || asked++ >= times) return std::nullopt;
             return MediaServer::cut(path);
         });
-        const auto player = makePlayer(harness);
+        const auto player = harness.makePlayer();
         std::string error;
         player->addEventListener(P::ERROR, [&](const auto& event) { error = event.error; });
         player->setSource(harness.otherVodSource());
@@ -262,7 +251,7 @@ TEST(GStreamerEngine, OutlivesABeginningThatIsCut) {
 // Live: 0 is where playback joined, and the window's past can be reached, but no more than that.
 TEST(GStreamerEngine, JoinsALiveStreamAtZero) {
     GStreamerHarness harness;
-    const auto player = makePlayer(harness);
+    const auto player = harness.makePlayer();
     player->addEventListener(P::LOADED_META_DATA, [&](const auto&) { player->setCurrentTime(0); });
     player->setSource(harness.liveSource());
     player->play();
@@ -287,7 +276,7 @@ std::size_t allocatedKilobytes() {
 TEST(GStreamerEngine, LeavesNothingBehindOfManySources) {
     GStreamerHarness harness;
     const auto round = [&](int sources) {
-        const auto player = makePlayer(harness);
+        const auto player = harness.makePlayer();
         bool loaded = false;
         player->addEventListener(P::LOADED_META_DATA, [&](const auto&) { loaded = true; });
         player->addEventListener(P::ERROR, [&](const auto& event) { ADD_FAILURE() << event.error; });

@@ -8,6 +8,7 @@
 
 #include "engines/gstreamer/gstreamer_engine.h"
 #include "quorel/foundation/timer.h"
+#include "quorel/ui/view.h"
 #include "tests/engines/engine_contract.h"
 #include "tests/engines/gstreamer/media_server.h"
 
@@ -17,6 +18,14 @@ namespace quorel::testing {
 inline std::size_t entries(const char* directory) {
     using Iterator = std::filesystem::directory_iterator;
     return static_cast<std::size_t>(std::distance(Iterator(directory), Iterator()));
+}
+
+// The test pictures are grey, and lighter with each second (make_media.sh).
+inline int greyOf(const ui::VideoFrame& frame) {
+    return std::to_integer<int>(frame.pixels.get()[frame.stride * (frame.height / 2) + 4 * (frame.width / 2)]);
+}
+inline double secondShown(const ui::VideoFrame& frame) {
+    return (greyOf(frame) - 32) / 10.0;
 }
 
 class GStreamerHarness final : public EngineHarness {
@@ -44,6 +53,7 @@ public:
     double longestTimeUpdateGap() const override { return 5; }
     bool clockIsVirtual() const override { return false; }
 
+    std::shared_ptr<THEOplayer> makePlayer() { return factory_->makePlayer(std::nullopt, {}); }
     SourceDescription sourceAt(const std::string& path) const {
         SourceDescription source;
         source.source.src = server.url(path);

@@ -18,17 +18,9 @@ using http::HttpResponse;
 // The first picture of the test streams has this time stamp, in 1/90000 s: 1.48 s.
 constexpr int firstStamp = 133'200;
 
-// The second that a test picture shows: it is grey, and lighter with each (make_media.sh).
-int grey(const ui::VideoFrame& frame) {
-    return std::to_integer<int>(frame.pixels.get()[frame.stride * (frame.height / 2) + 4 * (frame.width / 2)]);
-}
-double secondShown(const ui::VideoFrame& frame) {
-    return (grey(frame) - 32) / 10.0;
-}
-
 // Whether there are letters in the lower third, small as they are.
 bool hasText(const ui::VideoFrame& frame) {
-    const std::byte light{static_cast<unsigned char>(std::min(255, grey(frame) + 60))};
+    const std::byte light{static_cast<unsigned char>(std::min(255, greyOf(frame) + 60))};
     for (int y = frame.height * 2 / 3; y < frame.height; ++y) {
         const std::byte* const row = frame.pixels.get() + static_cast<std::ptrdiff_t>(y) * frame.stride;
         for (int x = 0; x < frame.width; ++x) {
@@ -70,7 +62,7 @@ class Subtitles : public ::testing::Test {
 protected:
     void load(std::map<std::string, std::string> files, const std::string& path = "/m.m3u8") {
         files_ = std::move(files);
-        player = harness.factory().makePlayer(std::nullopt, THEOplayerConfigurationBuilder().build());
+        player = harness.makePlayer();
         watch();
         player->setSource(harness.sourceAt(path.substr(1)));
         ASSERT_TRUE(harness.waitUntil([&] { return loaded; }));
@@ -216,7 +208,7 @@ TEST_F(Subtitles, FollowALiveWindow) {
             "WEBVTT\nX-TIMESTAMP-MAP=MPEGTS:" + std::to_string(firstStamp + n % 10 * 180'000) +
             ",LOCAL:00:00:00.000\n\n00:00.200 --> 00:01.800\n" + std::to_string(n) + "\n");
     });
-    player = live.factory().makePlayer(std::nullopt, THEOplayerConfigurationBuilder().build());
+    player = live.makePlayer();
     watch();
     player->setSource(live.sourceAt("m.m3u8"));
     ASSERT_TRUE(live.waitUntil([&] { return loaded; }));
@@ -236,8 +228,7 @@ TEST_F(Subtitles, FollowALiveWindow) {
     player = nullptr;
 }
 
-// An SRT file from another server becomes words in the picture of an HLS stream that knows nothing of it. Sources come
-// back from the interceptor as https, which the test's server does not speak.
+// An SRT file from another server becomes words in the picture of an HLS stream that knows nothing of it.
 class Sideloaded : public Subtitles {
 protected:
     Sideloaded() {
@@ -256,9 +247,6 @@ protected:
         const URL server = *URL::parse(harness.server.url(""));
         session->registerProtocol(std::make_shared<sandbox::SandboxProtocol>(server, network));
     }
-    std::shared_ptr<THEOplayer> makePlayer() {
-        return harness.factory().makePlayer(std::nullopt, THEOplayerConfigurationBuilder().build());
-    }
     void play(const std::shared_ptr<THEOplayer>& on, const std::string& path,
               const std::vector<std::string>& languages) {
         SourceDescription source = harness.sourceAt(path);
@@ -276,7 +264,7 @@ protected:
 };
 
 TEST_F(Sideloaded, SubtitlesAreShown) {
-    player = makePlayer();
+    player = harness.makePlayer();
     watch();
     play(player, "m.m3u8", {"pt-br", "es", "gone"});
     ASSERT_TRUE(harness.waitUntil([&] { return loaded; })) << errors;
@@ -297,14 +285,14 @@ TEST_F(Sideloaded, SubtitlesAreShown) {
 
 // Each left while something of it is loaded, beside a player that goes on undisturbed.
 TEST_F(Sideloaded, ManySourcesLeaveNothingBehind) {
-    player = makePlayer();
+    player = harness.makePlayer();
     watch();
     play(player, "m.m3u8", {"pt-br"});
     ASSERT_TRUE(harness.waitUntil([&] { return loaded; })) << errors;
     const auto track = show("pt-br");
     player->play();
     const auto round = [&](int sources) {
-        const auto other = makePlayer();
+        const auto other = harness.makePlayer();
         other->addEventListener(PlayerEventTypes::ERROR, [&](const auto& event) { errors += event.error; });
         other->textTracks().addEventListener(TextTrackListEventTypes::ADD_TRACK, [](const AddTrackEvent& event) {
             const auto added = std::dynamic_pointer_cast<TextTrack>(event.track);
