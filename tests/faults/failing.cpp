@@ -246,51 +246,29 @@ int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*
 
 }  // extern "C"
 
-void* operator new(std::size_t size) {
-    return quorel::faults::allocate(size);
-}
-void* operator new[](std::size_t size) {
-    return quorel::faults::allocate(size);
-}
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    return quorel::faults::allocateOrNull(size);
-}
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-    return quorel::faults::allocateOrNull(size);
-}
-void* operator new(std::size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept {
-    return quorel::faults::allocateOrNull(size, alignment);
-}
-void* operator new[](std::size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept {
-    return quorel::faults::allocateOrNull(size, alignment);
-}
-void* operator new(std::size_t size, std::align_val_t alignment) {
-    return quorel::faults::allocate(size, alignment);
-}
-void* operator new[](std::size_t size, std::align_val_t alignment) {
-    return quorel::faults::allocate(size, alignment);
-}
-void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory, std::align_val_t) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory, std::align_val_t) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory, std::size_t, std::align_val_t) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory, std::size_t, std::align_val_t) noexcept {
-    std::free(memory);
-}
+// Of single objects and of arrays.
+#define ALLOCATING(parameters, ...)         \
+    void* operator new parameters {         \
+        return quorel::faults::__VA_ARGS__; \
+    }                                       \
+    void* operator new[] parameters {       \
+        return quorel::faults::__VA_ARGS__; \
+    }
+
+ALLOCATING((std::size_t size), allocate(size))
+ALLOCATING((std::size_t size, const std::nothrow_t&) noexcept, allocateOrNull(size))
+ALLOCATING((std::size_t size, std::align_val_t alignment), allocate(size, alignment))
+ALLOCATING((std::size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept,
+           allocateOrNull(size, alignment))
+
+#define FREEING(parameters)                      \
+    void operator delete parameters noexcept {   \
+        std::free(memory);                       \
+    }                                            \
+    void operator delete[] parameters noexcept { \
+        std::free(memory);                       \
+    }
+
+FREEING((void* memory))
+FREEING((void* memory, std::size_t))
+FREEING((void* memory, std::align_val_t))

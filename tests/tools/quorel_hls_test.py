@@ -73,6 +73,11 @@ class Playlists(unittest.TestCase):
                 self.assertEqual((result, out), (code, ""))
                 self.assertIn(words, err)
 
+        with open("/dev/full", "wb") as full:
+            done = subprocess.run([PROGRAM, self.folder / "film.m3u8"], stdout=full, stderr=subprocess.PIPE, timeout=60)
+        self.assertEqual(done.returncode, 1)
+        self.assertIn(b"cannot be written", done.stderr)
+
 
 if __name__ == "__main__":
     unittest.main()

@@ -201,7 +201,9 @@ class Streams(Case):
         with open("/dev/full", "wb") as full:
             done = subprocess.run([PROGRAM, "convert", "-", "--from", "srt", "--to", "vtt"], input=FILM.encode(),
                                   stdout=full, stderr=subprocess.PIPE, timeout=60)
+            listed = subprocess.run([PROGRAM, "formats"], stdout=full, stderr=subprocess.PIPE, timeout=60)
         self.assertEqual((done.returncode, done.stderr), (1, b"standard input: error: cannot be written: No space left on device\n"))
+        self.assertEqual((listed.returncode, listed.stderr), (1, b"quorel-subtitles: standard output cannot be written\n"))
 
 
 class Encodings(Case):
