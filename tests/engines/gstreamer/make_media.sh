@@ -21,6 +21,7 @@ mkdir "$work/ts" "$work/fmp4"
 run -i "$work/long.mp4" -c copy -f hls -hls_time 2 -hls_playlist_type vod -hls_segment_filename "$work/ts/seg%02d.ts" "$work/ts/index.m3u8"
 run -i "$work/short.mp4" -c copy -f hls -hls_time 2 -hls_playlist_type vod -hls_segment_type fmp4 \
     -hls_fmp4_init_filename init.mp4 -hls_segment_filename "$work/fmp4/seg%02d.m4s" "$work/fmp4/index.m3u8"
+cat "$work"/ts/seg*.ts >"$work/long.ts"
 cat >"$work/master.m3u8" <<'M'
 #EXTM3U
 #EXT-X-STREAM-INF:BANDWIDTH=200000,RESOLUTION=320x180
