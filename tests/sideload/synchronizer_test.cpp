@@ -169,6 +169,9 @@ TEST_F(Synchronizer, LeavesGoodTracksAlone) {
         EXPECT_EQ(job->maps, Maps{}) << offset;
         EXPECT_EQ(status(), SyncTaskStatus::idle);
     }
+    start(0.125);
+    loop->advance(12500ms);
+    EXPECT_EQ(job->maps, Maps{"11250.0 00:00:00.000"});
 }
 
 TEST_F(Synchronizer, WatchesOnlyTracksThatWantIt) {
