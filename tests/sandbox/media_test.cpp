@@ -53,8 +53,8 @@ TEST_F(SandboxTest, EveryTitlesPlaylistTreeIsWhole) {
             ASSERT_EQ(reply.response.statusCode, 200);
             const std::string extension = url.pathExtension();
             if (extension == "m3u8") {
-                EXPECT_TRUE(
-                    reply.response.headers.value("Content-Type")->starts_with("application/vnd.apple.mpegurl"));
+                EXPECT_EQ(reply.response.headers.value("Content-Type"),
+                          "application/vnd.apple.mpegurl; charset=utf-8");
                 ASSERT_TRUE(reply.data.starts_with("#EXTM3U\n"));
                 if (reply.data.find("#EXTINF:") != std::string::npos) {
                     EXPECT_NEAR(durationOf(reply.data), 30, 0.05);

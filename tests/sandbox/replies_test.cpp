@@ -115,10 +115,6 @@ TEST_F(SandboxTest, KeepsWhatArrived) {
     for (std::size_t i = 0; i < RequestLog::capacity + 3; ++i) load(at("/" + std::to_string(i)));
     EXPECT_EQ(sandbox.requests().size(), RequestLog::capacity);
     EXPECT_EQ(sandbox.requests().front().path, "/3");
-    EXPECT_EQ(sandbox.requests().back().status, 404);
-    load(at("/_control/requests"), HTTPHeaders(), "DELETE");
-    load(at("/v1/videos/x"));
-    EXPECT_EQ(sandbox.requests().at(0).status, 401);
 }
 
 TEST_F(SandboxTest, TitlesCanBeAddedAndChanged) {
