@@ -9,7 +9,6 @@ namespace quorel::testing {
 namespace {
 
 using http::HttpResponse;
-using http::HttpResponseBody;
 
 std::optional<std::string> fileAt(const std::string& path) {
     std::ifstream file(std::string(QUOREL_TEST_MEDIA) + path, std::ios::binary);

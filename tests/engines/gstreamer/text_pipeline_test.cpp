@@ -74,7 +74,7 @@ protected:
     std::shared_ptr<TextTrack> show(const std::string& language) {
         auto& tracks = player->textTracks();
         for (std::size_t i = 0; i < tracks.count(); ++i) {
-            const auto track = tracks.get(i);
+            auto track = tracks.get(i);
             if (track->language() != language) continue;
             track->setMode(TextTrackMode::showing);
             track->addEventListener(TextTrackEventTypes::ENTER_CUE, [this](const EnterCueEvent& event) {

@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <map>
 
 #include "engines/gstreamer/text_picture.h"
@@ -129,7 +130,7 @@ protected:
         return made;
     }
     std::shared_ptr<TextTrack> show(std::size_t index) {
-        const auto track = tracks->get(index);
+        auto track = tracks->get(index);
         track->addEventListener(TextTrackEventTypes::ENTER_CUE, [this](const EnterCueEvent& event) {
             log += fmt::format("+{}@{:.2f} ", *event.cue->contentString(), position());
         });
@@ -239,9 +240,7 @@ TEST_F(TextTracks, LoadSegmentsAroundThePosition) {
     std::string playlist = "#EXTM3U\n#EXT-X-TARGETDURATION:10\n";
     for (int i = 0; i < 360; ++i) {
         playlist += fmt::format("#EXTINF:10,\nseg{}.vtt\n", i);
-        const auto time = [](double s) {
-            return fmt::format("00:{:02}:{:06.3f}", int(s) / 60, s - int(s) / 60 * 60);
-        };
+        const auto time = [](double s) { return fmt::format("00:{:02}:{:06.3f}", int(s / 60), std::fmod(s, 60)); };
         server[fmt::format("http://h/s/seg{}.vtt", i)] = fmt::format(
             "WEBVTT\nX-TIMESTAMP-MAP=MPEGTS:{},LOCAL:00:00:00.000\n\n{} --> {}\nx{}\n\n{} --> {}\nx{}\n",
             900000 + i % 2, time(i * 10), time(i * 10 + 1), i, time(i * 10 + 9), time(i * 10 + 11), i + 1);
