@@ -41,7 +41,7 @@ for name in args.names or available:
 
 # Those that did not run now keep what they measured last.
 documents = [json.loads((out / f"{name}.json").read_text()) for name in available if (out / f"{name}.json").exists()]
-documents = [document for document in documents if document["rows"]]
+documents = [document for document in documents if document.get("rows")]  # older versions wrote other things
 (out / "all.json").write_text(json.dumps(documents, indent=1) + "\n")
 print(f"\n== all, after {time.monotonic() - begin:.0f} s; as JSON in {out / 'all.json'}\n")
 table.show([row for document in documents if not args.names or document["benchmark"] in args.names

@@ -233,10 +233,11 @@ TEST(GStreamerEngine, SurvivesADeadServer) {
 TEST(GStreamerEngine, OutlivesABeginningThatIsCut) {
     for (const auto& [part, times] : {std::pair{"init.mp4", 1}, std::pair{"seg00.m4s", 4}}) {
         std::atomic<int> asked = 0;
-        GStreamerHarness harness([&](const std::string& path) -> std::optional<http::HttpResponse> {
-            if (!path.ends_with(part) || asked++ >= times) return std::nullopt;
-            return MediaServer::cut(path);
-        });
+        GStreamerHarness harness(
+            [&, part = part, times = times](const std::string& path) -> std::optional<http::HttpResponse> {
+                if (!path.ends_with(part) || asked++ >= times) return std::nullopt;
+                return MediaServer::cut(path);
+            });
         const auto player = harness.makePlayer();
         std::string error;
         player->addEventListener(P::ERROR, [&](const auto& event) { error = event.error; });
