@@ -14,11 +14,11 @@ Duration steadyNow() {
 void dropAll(std::mutex& mutex, std::deque<std::function<void()>>& posted, TimerQueue& timers) {
     while (true) {
         std::deque<std::function<void()>> functions;
-        TimerQueue queue;
+        std::vector<std::function<void()>> scheduled;
         std::lock_guard lock(mutex);
         if (posted.empty() && timers.empty()) return;
         std::swap(functions, posted);
-        std::swap(queue, timers);
+        scheduled = timers.takeAll();
     }
 }
 
@@ -58,8 +58,21 @@ std::function<void()> TimerQueue::takeDue(Duration now) {
     return std::move(node.mapped());
 }
 
+std::vector<std::function<void()>> TimerQueue::takeAll() {
+    std::vector<std::function<void()>> all;
+    all.reserve(byTime_.size());
+    for (auto& [key, function] : byTime_) all.push_back(std::move(function));
+    byTime_.clear();
+    dueById_.clear();
+    return all;
+}
+
 RealRunLoop::RealRunLoop() : thread_(std::this_thread::get_id()) {}
 RealRunLoop::~RealRunLoop() {
+    clear();
+}
+
+void RealRunLoop::clear() {
     dropAll(mutex_, posted_, timers_);
 }
 

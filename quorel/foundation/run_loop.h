@@ -20,6 +20,8 @@
 #include <mutex>
 #include <thread>
 #include <unordered_map>
+#include <utility>
+#include <vector>
 
 #include "quorel/foundation/executor.h"
 #include "quorel/foundation/export.h"
@@ -63,6 +65,7 @@ public:
     Duration nextDue() const { return byTime_.begin()->first.first; }
     // Takes out the first function that is due at `now` or earlier; an empty function when there is none.
     std::function<void()> takeDue(Duration now);
+    std::vector<std::function<void()>> takeAll();  // the ids go on as before
 
 private:
     using Key = std::pair<Duration, RunLoop::TimerId>;
@@ -84,6 +87,9 @@ public:
     // Ends run() or runUntil() after the function that is running. Any thread, also before run(), which then
     // returns at once.
     void stop();
+    // Drops what is posted and scheduled, and what that posts in turn. For the end of an application: a countdown keeps its
+    // player, which keeps the loop, which keeps the countdown. Any thread.
+    void clear();
 
     void post(std::function<void()> function) override;
     bool isCurrent() const override;

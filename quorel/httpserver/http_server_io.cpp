@@ -223,13 +223,13 @@ private:
 class HttpServerIO::Loop : public std::enable_shared_from_this<Loop> {
 public:
     void start(const std::weak_ptr<HttpServerIO>& server, std::uint16_t port, bool forceIPv4,
-               const std::optional<std::string>& address, HttpLimits limits,
-               HttpConnectionLimits connectionLimits) {
+               const std::optional<std::string>& address, HttpLimits requestLimits,
+               HttpConnectionLimits ofConnections) {
         const std::lock_guard lock(mutex_);
         if (state() == HttpServerIOState::running) return;
         setState(HttpServerIOState::starting);
         auto run = std::make_shared<Run>(Socket::tcpSocketForListen(port, forceIPv4, listenBacklog, address),
-                                         limits, connectionLimits);
+                                         requestLimits, ofConnections);
         if (!run->threads.run([self = shared_from_this(), run, server] { self->acceptLoop(run, server); })) {
             run->end();
             throw SocketError(SocketError::Code::listenFailed, "No thread for the accept loop");

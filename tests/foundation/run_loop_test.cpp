@@ -190,6 +190,20 @@ TEST(RealRunLoop, StopsAfterTheFunctionThatIsRunning) {
     EXPECT_EQ(log, "ab");
 }
 
+TEST(RealRunLoop, ClearedItHoldsNothingThatHoldsIt) {
+    auto loop = std::make_shared<RealRunLoop>();
+    const std::weak_ptr<RealRunLoop> weak = loop;
+    const auto before = loop->schedule(std::chrono::hours(1), [loop] {});
+    loop->post([loop] {});
+    loop->clear();
+    bool ran = false;
+    loop->schedule(Duration(0), [&] { ran = true; });
+    loop->cancel(before);  // is nobody else's by now
+    EXPECT_TRUE(loop->runUntil([&] { return ran; }, std::chrono::seconds(30)));
+    loop = nullptr;
+    EXPECT_TRUE(weak.expired());
+}
+
 TEST(RealRunLoop, OtherThreadsWakeIt) {
     RealRunLoop loop;
     const std::function<void()> stop = [&loop] { loop.stop(); };

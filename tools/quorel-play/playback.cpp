@@ -433,6 +433,7 @@ int play(const Arguments& arguments, const std::shared_ptr<RealRunLoop>& loop,
     auto player = run->takePlayer();
     player->unmount();
     letGo(std::move(player), *loop);
+    loop->clear();  // a countdown that is still counting
     reporter.summary(summary);
     return summary.exitCode;
 }
