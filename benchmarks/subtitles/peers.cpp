@@ -75,7 +75,7 @@ void addJSON(Task& task, [[maybe_unused]] const std::string& json) {
 void addXML(Task& task, const std::string& ttml) {
     task.limit("expat, to events that nobody uses", [&ttml] {
         std::size_t events = 0;
-        const XML_Parser parser = XML_ParserCreate(nullptr);
+        XML_Parser parser = XML_ParserCreate(nullptr);
         XML_SetUserData(parser, &events);
         XML_SetElementHandler(
             parser, [](void* count, const char*, const char**) { ++*static_cast<std::size_t*>(count); },
