@@ -401,7 +401,8 @@ TEST_F(SimulatedEngineTest, PaintsThePosition) {
     const auto pixels = std::make_shared<std::vector<std::byte>>(std::size_t{64} * 3 * 4 * 36 * 2);
     for (int y = 0; y < scaled.height; ++y) {
         for (int x = 0; x < scaled.stride; ++x) {
-            (*pixels)[static_cast<std::size_t>(y * scaled.stride + x)] =
+            (*pixels)[static_cast<std::size_t>(y) * static_cast<std::size_t>(scaled.stride) +
+                      static_cast<std::size_t>(x)] =
                 frame->pixels.get()[y / 2 * frame->stride + x / 12 * 4 + x % 4];
         }
     }

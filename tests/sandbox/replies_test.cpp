@@ -9,9 +9,7 @@ namespace quorel::sandbox {
 namespace {
 
 using testing::ElementsAre;
-using testing::Field;
 using testing::HasSubstr;
-using testing::Optional;
 
 // Runs a task of the backend client on a loop of its own.
 template <class Model>

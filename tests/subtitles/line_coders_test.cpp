@@ -83,7 +83,7 @@ TEST(LineCoders, TellWhichLineIsToBlame) {
     };
     for (const auto& [extension, content, expected] : rows) {
         try {
-            Subtitles(content, extension);
+            const Subtitles read(content, extension);
             ADD_FAILURE() << content;
         } catch (const SubTitlesError& error) {
             ASSERT_TRUE(error.diagnosis()) << content;
