@@ -312,7 +312,7 @@ void Pipeline::onEnded() {
 // Until a source, or the place that was sought, has enough to be played it is waited for, though nobody may have asked to
 // play yet: hlsdemux2 says nothing when it gives up a fragment that is none.
 void Pipeline::updateTicks() {
-    const bool needed = playbin_ != nullptr && !ended_ && (wantPlaying_ || !prerolled_ || inFlight_ || !wasFed_);
+    const bool needed = playbin_ != nullptr && !ended_ && (wantPlaying_ || !wasFed_);
     if (!needed) {
         stop(ticks_);
     } else if (ticks_ == nullptr) {
