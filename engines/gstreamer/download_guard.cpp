@@ -188,6 +188,11 @@ void DownloadGuard::refuseData() {
     quietPolls_ = 0;
 }
 
+bool DownloadGuard::hasStreams() const {
+    const std::lock_guard lock(mutex_);
+    return std::any_of(streams_.begin(), streams_.end(), [](const auto& one) { return !one.expired(); });
+}
+
 bool DownloadGuard::awaitsReply(Clock::time_point now, std::chrono::milliseconds patience) const {
     bool isAlive = false;
     for (const auto& one : streams_) {
@@ -228,16 +233,16 @@ void DownloadGuard::stopDownloads(GstElement* playbin, bool sourceEnded) {
     if (adaptive == nullptr) return settle();
     refuseData();
     while (!becameQuiet(teardownPatience)) std::this_thread::sleep_for(pollInterval);
-    // A selection of no streams at all cancels their requests, which needs the demuxer at work to come to its end.
-    // GStreamer's own constructor of that event wants at least one.
-    if (GstPad* const pad = source()) {
+    // A selection of no streams at all cancels their requests, which needs the demuxer at work to come to its end. It is
+    // refused, and a lock kept for good, before the streams are made. GStreamer's own constructor of that event wants at
+    // least one.
+    if (hasStreams()) {
         ending_ = true;
         GstStructure* const nothing = gst_structure_new_empty("GstEventSelectStreams");
         GValue streams = G_VALUE_INIT;
         g_value_init(&streams, GST_TYPE_LIST);
         gst_structure_take_value(nothing, "streams", &streams);
-        gst_pad_send_event(pad, gst_event_new_custom(GST_EVENT_SELECT_STREAMS, nothing));
-        gst_object_unref(pad);
+        gst_element_send_event(adaptive, gst_event_new_custom(GST_EVENT_SELECT_STREAMS, nothing));
         settle();
     }
     gst_object_unref(adaptive);

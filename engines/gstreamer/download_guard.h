@@ -73,6 +73,7 @@ private:
 
     void onElement(GstElement* element);
     void watchStream(GstPad* pad);
+    bool hasStreams() const;  // which come before their first requests, and long before the demuxer's pads
     bool awaitsReply(Clock::time_point now, std::chrono::milliseconds patience) const;
     static GstPadProbeReturn onData(GstPad* pad, GstPadProbeInfo* info, gpointer stream);
     static GstPadProbeReturn onBeginning(GstPad* pad, GstPadProbeInfo* info, gpointer beginning);

@@ -273,6 +273,30 @@ std::size_t allocatedKilobytes() {
     return (info.uordblks + info.hblkhd) / 1024;
 }
 
+// A segment that is asked for and never comes keeps neither its connection nor the demuxer it is for, whether anything
+// came before it or not.
+TEST(GStreamerEngine, LetsGoOfASegmentThatNeverComes) {
+    for (const std::string segment : {"/ts/seg00.ts", "/ts/seg01.ts"}) {
+        MediaServer* server = nullptr;
+        GStreamerHarness harness([&](const std::string& path) -> std::optional<http::HttpResponse> {
+            return path == segment ? std::optional(server->hang()) : std::nullopt;
+        });
+        server = &harness.server;
+        const auto leave = [&](std::size_t times) {
+            const auto player = harness.makePlayer();
+            player->setSource(harness.vodSource());
+            player->play();
+            EXPECT_TRUE(harness.waitUntil([&] { return server->requestsFor(segment) == times; }));
+        };
+        leave(1);  // what stays of the first one is GLib's, and the server's end of the connection
+        harness.step(2);
+        const std::size_t descriptors = entries("/proc/self/fd");
+        leave(2);
+        EXPECT_TRUE(harness.waitUntil([&] { return entries("/proc/self/fd") <= descriptors + 1; }))
+            << descriptors << " became " << entries("/proc/self/fd") << " by " << segment;
+    }
+}
+
 // Many sources in a row, each left at another stage of its life.
 TEST(GStreamerEngine, LeavesNothingBehindOfManySources) {
     GStreamerHarness harness;
