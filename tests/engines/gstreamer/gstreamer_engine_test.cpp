@@ -207,6 +207,23 @@ TEST_P(GStreamerTrouble, IsOneClearError) {
 INSTANTIATE_TEST_SUITE_P(Servers, GStreamerTrouble, ::testing::ValuesIn(troubles),
                          [](const auto& trouble) { return trouble.param.name; });
 
+// The demuxer refuses to go to the very end, and begins at 0 once more for each sink that hears of it. Whether that is
+// loaded before the next one takes its turn is chance.
+TEST(GStreamerEngine, LoadsNothingAgainForASeekToTheEnd) {
+    for (int i = 0; i < 4; ++i) {
+        GStreamerHarness harness;
+        const auto player = harness.makePlayer();
+        bool ended = false;
+        player->addEventListener(P::ENDED, [&](const auto&) { ended = true; });
+        player->setSource(harness.vodSource());
+        player->play();
+        ASSERT_TRUE(harness.waitUntil([&] { return player->currentTime() > 0.2; }));
+        player->setCurrentTime(1e9);
+        ASSERT_TRUE(harness.waitUntil([&] { return ended; }));
+        EXPECT_EQ(harness.server.requestsFor("/ts/seg00.ts"), 1u);
+    }
+}
+
 // A server that dies while it streams: what is buffered is played, then comes ERROR.
 TEST(GStreamerEngine, SurvivesADeadServer) {
     GStreamerHarness harness({}, 3);
