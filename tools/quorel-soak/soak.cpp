@@ -44,9 +44,9 @@ constexpr Duration recoveryBound = 45s;
 constexpr Duration goneBound = 30s;
 constexpr Duration restBound = 40s;  // threads of pools idle for some seconds before they end
 constexpr int roundsPerHouse = 6;
-constexpr int housesToWarmUp = 2;  // plugins, registries and caches, which stay
-constexpr int moreThreads = 3;     // than at rest after the warm-up, and so on
-constexpr int moreDescriptors = 3;
+constexpr int housesToWarmUp = 2;   // plugins, registries and caches, which stay
+constexpr int moreThreads = 3;      // than at rest after the warm-up, and so on
+constexpr int moreDescriptors = 2;  // a pipeline that is not let go of keeps three
 constexpr std::int64_t moreHeapKiB = 24 * 1024;
 constexpr std::int64_t moreResidentKiB = 512 * 1024;  // AddressSanitizer keeps 256 MiB of what was freed
 
