@@ -78,6 +78,15 @@ void AdPlayerViewController::finishAds() {
     if (const auto callback = onAdFinished_) callback();
 }
 
+void AdPlayerViewController::resumeAds() {
+    if (const auto manager = adsManager_) manager->resume();
+}
+
+void AdPlayerViewController::abandonAds() {
+    if (const auto manager = std::exchange(adsManager_, nullptr)) manager->destroy();
+    if (contentPlayer_) contentPlayer_->pause();
+}
+
 void AdPlayerViewController::adsLoaderAdsLoadedWithData(IMAAdsLoader&, const IMAAdsLoadedData& data) {
     adsManager_ = data.adsManager;
     if (!adsManager_) return;

@@ -38,6 +38,10 @@ public:
     void requestAds();
     // Ends the ads and takes their picture away.
     void finishAds();
+    // Goes on with ads that the device interrupted; nothing before they are there.
+    void resumeAds();
+    // Ends the ads without a word to the callback, for a player that lets go of them.
+    void abandonAds();
 
     void adsLoaderAdsLoadedWithData(IMAAdsLoader& loader, const IMAAdsLoadedData& data) override;
     void adsLoaderFailedWithErrorData(IMAAdsLoader& loader, const IMAAdLoadingErrorData& data) override;

@@ -27,12 +27,16 @@ void QuorelPlayerViewController::startPreroll(const GoogleImaAdDescription& ad) 
     if (player_) adPlayer->layoutIn(player_->bounds());
 }
 
-void QuorelPlayerViewController::finishPreroll() {
+void QuorelPlayerViewController::removePreroll() {
     if (const auto adPlayer = prerollAdVC_) {
         adPlayer->view()->removeFromSuperview();
         adPlayer->removeFromParent();
         prerollAdVC_ = nullptr;
     }
+}
+
+void QuorelPlayerViewController::finishPreroll() {
+    removePreroll();
     sendToListener(QuorelPlayerEvent::adEnd{});
     sendToListener(QuorelPlayerEvent::adBreakEnd{});
     isInAdBreak_ = false;

@@ -84,8 +84,8 @@ public:
     // What was found when a live title was loaded last; idle before the first one, and never again after it.
     ContentState contentState() const { return contentState_; }
 
-    // Pauses and lets go of the engine. The content's configuration stays, so that setup() with the same id does
-    // nothing after it.
+    // Pauses and lets go of the engine, and ends a preroll without an event. The content's configuration stays, so that
+    // setup() with the same id does nothing after it.
     void unmount();
 
     // The engine of the current load; null before the first one and after unmount().
@@ -147,6 +147,7 @@ private:
 
     // advertising.cpp
     void startPreroll(const GoogleImaAdDescription& ad);
+    void removePreroll();
     void finishPreroll();
 
     // lifecycle.cpp

@@ -105,7 +105,8 @@ void QuorelPlayerViewController::registerEngineListeners(const std::shared_ptr<Q
            if (controller->playerUI_) controller->playerUI_->setHidden(true);
            listener->onEvent(Event::adBreakBegin{});
        });
-    on("adbreakend", player->ads(), AdsEventTypes::AD_BREAK_END, [listener, weakSelf](const AdBreakEndEvent&) {
+    // The key is spelt so on purpose; it is compared with itself only.
+    on("adbreadend", player->ads(), AdsEventTypes::AD_BREAK_END, [listener, weakSelf](const AdBreakEndEvent&) {
         const auto controller = weakSelf.lock();
         if (!controller) return;
         controller->isInAdBreak_ = false;
@@ -139,7 +140,7 @@ void QuorelPlayerViewController::removeEngineListeners(THEOplayer& player) {
     off("adbegin", player, AdsEventTypes::AD_BEGIN);
     off("adend", player, AdsEventTypes::AD_END);
     off("adbreakstart", player, AdsEventTypes::AD_BREAK_BEGIN);
-    off("adbreakend", player, AdsEventTypes::AD_BREAK_END);
+    off("adbreadend", player, AdsEventTypes::AD_BREAK_END);
 }
 
 }  // namespace quorel

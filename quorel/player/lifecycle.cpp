@@ -39,7 +39,11 @@ void QuorelPlayerViewController::viewDidLayoutSubviews() {
 void QuorelPlayerViewController::applicationDidBecomeActive() {
     const auto player = player_;
     if (!player || !isInAdBreak_) return;
-    if (!prerollAdVC_) player->play();
+    if (const auto preroll = prerollAdVC_) {
+        preroll->resumeAds();
+    } else {
+        player->play();
+    }
 }
 
 void QuorelPlayerViewController::stopObservingApplicationState() {
@@ -79,6 +83,8 @@ void QuorelPlayerViewController::toggleFullScreen() {
 void QuorelPlayerViewController::unmount() {
     if (const auto player = player_) player->pause();
     player_ = nullptr;
+    if (const auto preroll = prerollAdVC_) preroll->abandonAds();
+    removePreroll();
     stopObservingApplicationState();
 }
 
@@ -88,6 +94,7 @@ QuorelPlayerViewController::~QuorelPlayerViewController() {
     player_ = nullptr;
     if (const auto timer = timerStatus_.lock()) timer->invalidate();
     if (const auto timer = countdownTimer_.lock()) timer->invalidate();
+    prerollAdVC_ = nullptr;
     stopObservingApplicationState();
     logLine("QuorelPlayer deinit");
 }

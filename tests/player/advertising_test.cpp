@@ -169,6 +169,27 @@ TEST_F(Advertising, ATagThatDoesNotDecodeEndsThePrerollBeforeItBegins) {
     }
 }
 
+TEST_F(Advertising, APrerollComesBackWithTheApplicationAndGoesWithTheEngine) {
+    const auto comeBack = [&] {
+        session.services().notificationCenter->post(ApplicationDidBecomeActive);
+        loop->drain();
+    };
+    loadPreroll();
+    comeBack();
+    const auto manager = ads->loader->load();
+    manager->tell(13);
+    comeBack();
+    EXPECT_TRUE(controller->player()->paused());
+    recorder->take();
+    controller->unmount();
+    controller->unmount();
+    comeBack();
+    EXPECT_EQ(manager->calls, (Lines{"initialize", "start", "resume", "destroy"}));
+    EXPECT_TRUE(controller->children().empty());
+    EXPECT_EQ(controller->view()->subviews().size(), 2u) << "the picture and the live badge";
+    EXPECT_EQ(recorder->take(), Lines{});
+}
+
 TEST_F(Advertising, APrerollThatOutlivesThePlayerDoesNothing) {
     loadPreroll();
     const auto manager = ads->loader->load();

@@ -107,6 +107,10 @@ TEST(CDNSwitch, ReplacesTheHost) {
         {"https://a.example", "https://b.example", "https://b.example"},
         {"https:///a.example//x", "https://a.example", {}},
         {"http://a.example/x", "https://b.example", "https://b.examplehttp://a.example/x"},  // only https is known
+        // No CDN: nothing would ever be found on it, and the player would go on switching.
+        {"https://a.example/x", "https://b.example/", {}},
+        {"https://a.example/x", "https://", {}},
+        {"https://a.example/x", "", {}},
     };
     for (const auto& row : rows) EXPECT_EQ(hlsOnCDN(row.hls, row.cdn), row.result) << row.hls;
     EXPECT_DEATH(hlsOnCDN("https:///", "https://b.example"), "without a host");
