@@ -1,10 +1,12 @@
 #include "quorel/session/quorel_api.h"
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
 
 #include "quorel/foundation/fatal.h"
+#include "quorel/foundation/url_error.h"
 
 namespace quorel {
 namespace {
@@ -15,6 +17,14 @@ URL urlOrFatal(std::string_view text) {
     std::optional<URL> url = URL::parse(text);
     if (!url) fatal("a backend base URL does not parse: " + std::string(text));
     return *url;
+}
+
+// A host may take its services back at this very moment. The session is let go of again before the reply is waited for,
+// because it has to end before the executors that its completions go to.
+CompletionAwaiter<DataAndResponse> load(const std::weak_ptr<UrlSession>& urlSession, URLRequest request) {
+    const std::shared_ptr<UrlSession> alive = urlSession.lock();
+    if (!alive) throw URLError(URLError::Code::cancelled);
+    return alive->data(std::move(request));
 }
 
 }  // namespace
@@ -54,18 +64,19 @@ template <class Model>
 Task<Model> QuorelAPI::fetch(std::string path) const {
     co_await resumeOn(*session_.services().mainLoop);
     const std::optional<std::string> token = session_.quorelToken();
+    const std::weak_ptr<UrlSession> urlSession = session_.services().urlSession;
     co_await resumeOn(*session_.services().background);
     if (!token) throw APIError(APIError::Code::missingTokenError);
 
     URLRequest request(baseURL_.appendingPathComponent(path));
     request.headers.add("Authorization", "Bearer " + *token);
     request.timeoutInterval = requestTimeout;
-    co_return co_await sendRequest<Model>(std::move(request));
+    co_return co_await sendRequest<Model>(urlSession, std::move(request));
 }
 
 template <class Model>
-Task<Model> QuorelAPI::sendRequest(URLRequest request) const {
-    const DataAndResponse reply = co_await session_.services().urlSession->data(std::move(request));
+Task<Model> QuorelAPI::sendRequest(std::weak_ptr<UrlSession> urlSession, URLRequest request) {
+    const DataAndResponse reply = co_await load(urlSession, std::move(request));
     if (!reply.response.isHTTP()) throw APIError(APIError::Code::authorizationError);
     const int status = *reply.response.statusCode;
     if (status == 401) throw APIError(APIError::Code::authorizationError);

@@ -10,6 +10,7 @@
 // result where its caller lives. The client and its session must outlive the operations.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -52,7 +53,7 @@ private:
     template <class Model>
     Task<Model> fetch(std::string path) const;
     template <class Model>
-    Task<Model> sendRequest(URLRequest request) const;
+    static Task<Model> sendRequest(std::weak_ptr<UrlSession> urlSession, URLRequest request);
 
     Quorel& session_;
     URL baseURL_;

@@ -45,7 +45,6 @@ protected:
     Quorel session;
     const QuorelAPI api{session, base};
 
-private:
     template <class Model>
     static Task<void> keepOutcome(Task<Model> operation, Executor& executor, std::string& result,
                                   std::atomic<bool>& done) {
@@ -107,6 +106,26 @@ TEST_F(QuorelAPITest, RepliesBecomeModelsOrErrors) {
         backend->reply("players/configuration/film", status, reply);
         EXPECT_EQ(outcome(api.fetchPlayerConfig("film"), *loop), expected) << status << " " << reply;
     }
+}
+
+TEST_F(QuorelAPITest, AHostMayTakeItsServicesBackWhileARequestIsOnItsWay) {
+    struct Late final : Executor {
+        void post(std::function<void()> function) override { waiting = std::move(function); }
+        bool isCurrent() const override { return false; }
+        std::function<void()> waiting;
+    };
+    const auto late = std::make_shared<Late>();
+    PlatformServices services = session.services();
+    services.background = late;
+    session.install(std::move(services));
+    session.initialize("t", std::nullopt, false);
+    std::atomic<bool> done = false;
+    std::string result;
+    startTask(*loop, keepOutcome(api.fetchLiveStatus("show"), *loop, result, done));
+    loop->drain();
+    session.install({});
+    while (const auto function = std::exchange(late->waiting, nullptr)) function();
+    EXPECT_EQ(result, "The load was cancelled.");
 }
 
 TEST(QuorelAPIDeathTest, ABaseURLThatIsNoneStopsTheProcess) {
