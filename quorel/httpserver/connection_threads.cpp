@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <deque>
 #include <mutex>
+#include <new>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -46,6 +47,7 @@ private:
             ++starting_;
             ++threads_;
         } catch (const std::system_error&) {
+        } catch (const std::bad_alloc&) {
         }
     }
 

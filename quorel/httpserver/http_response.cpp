@@ -1,9 +1,9 @@
 #include "quorel/httpserver/http_response.h"
 
-#include <algorithm>
 #include <map>
 
 #include "quorel/httpserver/http_server.h"
+#include "quorel/httpserver/latin1.h"
 
 namespace quorel::http {
 
@@ -205,10 +205,7 @@ void HttpResponse::appendHeaderLines(std::string& text) const {
     forEachHeader([&](std::string_view name, std::string_view value) {
         const std::size_t begin = text.size();
         text.append(name).append(": ").append(value);
-        // What an application takes from a request must not become lines of its own (RFC 9110 5.5).
-        std::replace_if(
-            text.begin() + static_cast<std::ptrdiff_t>(begin), text.end(),
-            [](char c) { return c == '\r' || c == '\n' || c == '\0'; }, ' ');
+        replaceLineEnds(text, begin);
         text.append("\r\n");
     });
 }

@@ -8,6 +8,7 @@
 #include <exception>
 #include <map>
 #include <mutex>
+#include <new>
 #include <string_view>
 #include <unordered_set>
 #include <utility>
@@ -18,6 +19,7 @@
 #include "quorel/foundation/text.h"
 #include "quorel/httpserver/connection_threads.h"
 #include "quorel/httpserver/inner_write_context.h"
+#include "quorel/httpserver/latin1.h"
 
 namespace quorel::http {
 
@@ -121,7 +123,9 @@ bool respond(const Run& run, Socket& socket, const HttpResponse& response, bool 
     std::string head;
     head.reserve(256);
     head.append("HTTP/1.1 ").append(std::to_string(response.statusCode())).append(" ");
-    head.append(response.reasonPhrase()).append("\r\n");
+    head.append(response.reasonPhrase());
+    replaceLineEnds(head, 0);
+    head.append("\r\n");
     if (content.length >= 0) head.append("Content-Length: ").append(std::to_string(content.length)).append("\r\n");
     if (goesOn) head.append("Connection: keep-alive\r\n");
     response.appendHeaderLines(head);
@@ -156,8 +160,8 @@ public:
             }
         } catch (const Error&) {
             // The client has closed or sent garbage: no answer goes out.
-        } catch (const std::exception& error) {
-            logLine(std::string("Connection failed: ") + error.what());
+        } catch (...) {
+            logLine("Connection failed: " + localizedDescription(std::current_exception()));
         }
         if (moreMayCome_ || socket_->hasUnreadBytes()) socket_->linger();
         socket_->close();
@@ -181,6 +185,8 @@ private:
             try {
                 keepAlive = respond(run_, *socket_, response, keepAlive);
             } catch (...) {
+                // Part of it may have gone out, and the peer would take the next response for the rest.
+                keepAlive = false;
                 logLine("Failed to send response: " + localizedDescription(std::current_exception()));
             }
         }
@@ -269,20 +275,27 @@ private:
     void acceptLoop(const std::shared_ptr<Run>& run, const std::weak_ptr<HttpServerIO>& server) {
         const SignalsHeldBack heldBack;
         try {
-            while (true) {
-                const std::shared_ptr<Socket> client = run->listener->acceptClientSocket();
-                if (!run->insert(client)) continue;
-                const bool served = run->threads.run([run, server, client] {
-                    Connection(*run, server, client).handle();
-                    run->remove(client);
-                });
-                if (!served) run->remove(client);
-            }
+            while (true) acceptConnection(run, server);
         } catch (const SocketError&) {
             // Any failure to accept stops the server, be it stop() itself or a lack of descriptors.
             const std::lock_guard lock(mutex_);
             if (run_ == run) end();
         }
+    }
+
+    static void acceptConnection(const std::shared_ptr<Run>& run, const std::weak_ptr<HttpServerIO>& server) {
+        std::shared_ptr<Socket> client;
+        bool served = false;
+        try {
+            client = run->listener->acceptClientSocket();
+            served = run->insert(client) && run->threads.run([run, server, client] {
+                Connection(*run, server, client).handle();
+                run->remove(client);
+            });
+        } catch (const std::bad_alloc&) {
+            // This connection ends, and the others go on.
+        }
+        if (client && !served) run->remove(client);
     }
 
     mutable std::mutex mutex_;

@@ -3,6 +3,8 @@
 // byte sequence text.
 #pragma once
 
+#include <cstddef>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -25,6 +27,12 @@ inline void appendLatin1(std::string& text, char c) {
 inline void appendLatin1Line(std::string& text, std::string_view bytes) {
     for (const char c : bytes)
         if (keptInLine(c)) appendLatin1(text, c);
+}
+
+// What an application takes from a request must not become lines of its own (RFC 9110 5.5, RFC 9112 4).
+inline void replaceLineEnds(std::string& text, std::size_t from) {
+    for (char& c : std::span(text).subspan(from))
+        if (c == '\r' || c == '\n' || c == '\0') c = ' ';
 }
 
 }  // namespace quorel::http

@@ -64,6 +64,16 @@ std::string described(SocketError::Code code, const std::string& message) {
     throw SocketError(code, Errno::description());
 }
 
+// Closes the descriptor when there is no memory for the socket.
+std::shared_ptr<Socket> owning(int descriptor) {
+    try {
+        return std::make_shared<Socket>(descriptor);
+    } catch (...) {
+        Socket::close(descriptor);
+        throw;
+    }
+}
+
 [[noreturn]] void closeAndThrowErrno(int descriptor, SocketError::Code code) {
     const std::string reason = Errno::description();
     Socket::close(descriptor);
@@ -211,7 +221,7 @@ std::shared_ptr<Socket> Socket::tcpSocketForListen(std::uint16_t port, bool forc
     if (bind(descriptor, address, forceIPv4 ? sizeof ipv4 : sizeof ipv6) == -1)
         closeAndThrowErrno(descriptor, Code::bindFailed);
     if (::listen(descriptor, backlog) == -1) closeAndThrowErrno(descriptor, Code::listenFailed);
-    return std::make_shared<Socket>(descriptor);
+    return owning(descriptor);
 }
 
 std::shared_ptr<Socket> Socket::acceptClientSocket() {
@@ -220,7 +230,7 @@ std::shared_ptr<Socket> Socket::acceptClientSocket() {
     const int descriptor = accept4(socketFileDescriptor_, nullptr, nullptr, SOCK_CLOEXEC);
     if (descriptor == -1) throwErrno(SocketError::Code::acceptFailed);
     setNoSigPipe(descriptor);
-    return std::make_shared<Socket>(descriptor);
+    return owning(descriptor);
 }
 
 std::uint16_t Socket::port() const {

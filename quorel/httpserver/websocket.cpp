@@ -63,8 +63,9 @@ private:
 
     void handleContinuation(const WebSocketSession::FrameView& frame) {
         if (continuationOpCode_ == OpCode::close) {
-            session_->socket->close();  // the next read fails
-            return;
+            // Not by waiting for a read to fail: what the peer sent behind it may have been received already.
+            session_->socket->close();
+            throw WebSocketSession::Control::close;
         }
         if (!frame.fin) return handleMessage(continuationOpCode_, false, frame.payload);
         const OpCode op = std::exchange(continuationOpCode_, OpCode::close);

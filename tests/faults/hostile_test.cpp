@@ -100,7 +100,7 @@ TEST(Hostile, ValuesDoNotBecomeHeaderLines) {
     const std::string evil = std::string("/x\r\nSet-Cookie: a=b\r\n\r\n<script>") + '\0';
     server->get["/redirect"] = [&](HttpRequest&) { return HttpResponse::movedTemporarily(evil); };
     server->get["/raw"] = [&](HttpRequest&) {
-        return HttpResponse::raw(200, "OK", HttpHeaders{{"X-Echo", evil}, {evil, "v"}});
+        return HttpResponse::raw(200, "OK" + evil, HttpHeaders{{"X-Echo", evil}, {evil, "v"}});
     };
     server->start(0, true);
     for (const char* const path : {"/redirect", "/raw"}) {

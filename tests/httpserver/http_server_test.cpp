@@ -76,6 +76,12 @@ TEST(HttpServer, AnswersAsTheCasesSay) {
 TEST(HttpServer, KeepsAliveOnlyForThoseVeryLetters) {
     auto server = makeServer();
     server->post["/echo"] = [](HttpRequest& request) { return HttpResponse::ok(Body::data(request.body)); };
+    server->get["/half"] = [](HttpRequest&) {
+        return HttpResponse::raw(200, "OK", {}, [](HttpResponseBodyWriter& out) {
+            out.write("half");
+            throw std::runtime_error("no more");
+        });
+    };
     server->start(0, true);
     const std::string kept = "HTTP/1.1 200 OK; Connection: keep-alive; Content-Length: 5|hello";
     const std::string closed = "HTTP/1.1 200 OK; Content-Length: 5|hello";
@@ -91,6 +97,7 @@ TEST(HttpServer, KeepsAliveOnlyForThoseVeryLetters) {
         {get + get + get, {kept, kept, kept}},
         {get + post + get, {kept, "HTTP/1.1 200 OK; Connection: keep-alive; Content-Length: 5|G\r\n\r\n", kept}},
         {get + "GET /none HTTP/1.1\r\nConnection: keep-alive\r\n\r\n" + get, {kept, "HTTP/1.1 404 Not Found|"}},
+        {"GET /half HTTP/1.1\r\nConnection: keep-alive\r\n\r\n" + get, {"HTTP/1.1 200 OK|half"}},
         // What was answered before garbage arrives whole, and the garbage gets no answer.
         {get + "GET /\r\nmore of it\r\n\r\n" + get, {kept}},
         {"GET /\r\n\r\n", {}},

@@ -169,7 +169,10 @@ TEST(WebSocket, AnswersFramesAsTheRFCAndTheTableSay) {
     const LogCapture log;
     EXPECT_EQ(echo.converse(text("throw") + text("late")), closed);
     EXPECT_EQ(log.text(), "Unkown error thrown\n");
-    EXPECT_EQ(echo.converse(text("x") + frame(0x80, "nothing begun")), "\x81\x01x") << "closes without a frame";
+    echo.notes->take();
+    EXPECT_EQ(echo.converse(text("x") + frame(0x80, "nothing begun") + text("late")), "\x81\x01x")
+        << "closes without a frame";
+    EXPECT_EQ(echo.notes->take(), "connected; text x; disconnected; ");
 }
 
 TEST(WebSocket, DropsMessagesThatNobodyWantsAndEndsBeyondTheLimit) {
