@@ -353,6 +353,7 @@ void URLComponents::setPath(std::string_view plainPath) {
 std::optional<std::vector<URLQueryItem>> URLComponents::queryItems() const {
     if (!percentEncodedQuery) return std::nullopt;
     std::vector<URLQueryItem> items;
+    if (percentEncodedQuery->empty()) return items;
     for (const std::string_view piece : split(*percentEncodedQuery, '&')) {
         const std::size_t equals = piece.find('=');
         URLQueryItem& item = items.emplace_back();

@@ -130,9 +130,8 @@ public:
     // Encodes what may not stand in a path, and ":" where it would make the path's first segment a scheme.
     void setPath(std::string_view plain);
 
-    // Absent when there is no query; one item with an empty name for an empty query ("?"). Split at "&", each
-    // piece at its first "=", percent encoding removed ("+" stays). What does not decode is given as it is
-    // written.
+    // Absent when there is no query; no items for an empty one ("?"). Split at "&", each piece at its first "=",
+    // percent encoding removed ("+" stays). What does not decode is given as it is written.
     std::optional<std::vector<URLQueryItem>> queryItems() const;
     // An absent list removes the query, an empty one leaves "?" alone. Names and values are encoded so that
     // "&", "=", "#" and "%" in them survive.

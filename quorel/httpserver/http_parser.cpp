@@ -103,7 +103,7 @@ void parseTarget(std::string_view target, HttpRequest& request) {
     if (target.starts_with('/') && !target.starts_with("//")) {
         const std::size_t mark = target.find('?');
         request.path = target.substr(0, mark);
-        if (mark != target.npos) parseQuery(target.substr(mark + 1), request);
+        if (mark != target.npos && mark + 1 != target.size()) parseQuery(target.substr(mark + 1), request);
         return;
     }
     const auto components = URLComponents::parse(addingPercentEncoding(target, CharacterSet::urlQueryAllowed));
