@@ -374,6 +374,7 @@ class Usage(Case):
             (["convert", "-", "--to", "vtt"], "the format of standard input is missing"),
             (["convert", "a.srt", "--to", "vtt", "--in-place"], "'convert' has no option '--in-place'"),
             (["convert", "a.srt", "--to", "vtt", "-o", "-", "--json"], "cannot both go to standard output"),
+            (["convert", "-", "--from", "srt", "--to", "vtt", "--json"], "cannot both go to standard output"),
             (["convert", "a.sub", "--to", "vtt", "--fps", "0"], "--fps needs a number from 1 to 1000"),
             (["shift", "a.srt", "--offset", "1e3x", "--in-place"], "--offset needs a time"),
             (["shift", "a.srt", "--offset", "1"], "say where to"),

@@ -156,7 +156,8 @@ private:
         if (readsStandardInput && !result_.from) {
             throw UsageError{"the format of standard input is missing, as --from srt"};
         }
-        if (result_.json && result_.output == "-") {
+        const bool writes = result_.command == Command::convert || result_.command == Command::shift;
+        if (result_.json && writes && result_.output.value_or(readsStandardInput ? "-" : "") == "-") {
             throw UsageError{"--json and the converted file cannot both go to standard output"};
         }
         if (result_.command == Command::shift) {
