@@ -262,7 +262,7 @@ class Files(Case):
         self.folder.chmod(0o755)
         (self.folder / "locked").chmod(0o555)
         _, err = self.run_tool("convert", "a.srt", "-o", "locked/a.vtt", code=1, program=program, **user)
-        self.assertEqual(err, "a.srt: error: locked/a.vtt: cannot be written: Permission denied\n")
+        self.assertTrue(err.startswith("a.srt: error: locked/a.vtt: cannot be written: Permission denied\n"), err)
         (self.folder / "locked").chmod(0o755)
         for target, reason in ("a.srt/x.vtt", "Not a directory"), ("none/x.vtt", "No such file or directory"):
             _, err = self.run_tool("convert", "a.srt", "-o", target, code=1)
@@ -286,12 +286,14 @@ class Disks(Case):
 
     def test_that_limit_a_file(self):
         # SIGXFSZ would end the process and leave its temporary file behind.
-        limit = lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (4096, 4096))
+        def limit():
+            resource.setrlimit(resource.RLIMIT_FSIZE, (4096, 4096))
+            os.environ["GCOV_PREFIX"] = "/dev/null"  # a file of counters that is cut loses those of all runs
         self.write("a.srt", FILM)
         self.write("old.vtt", "precious")
         for target in "old.vtt", "new.vtt":
             _, err = self.run_tool("convert", "a.srt", "--force", "-o", target, code=1, preexec_fn=limit)
-            self.assertEqual(err, f"a.srt: error: {target}: cannot be written: File too large\n")
+            self.assertTrue(err.startswith(f"a.srt: error: {target}: cannot be written: File too large\n"), err)
         self.assertEqual((self.folder / "old.vtt").read_text(), "precious")
         self.assertEqual(self.names(), ["a.srt", "old.vtt"])
 
