@@ -155,7 +155,7 @@ private:
         XML_SetUnknownEncodingHandler(
             parser,
             [](void* self, const char* name, XML_Encoding*) {
-                static_cast<TTMLDecoder*>(self)->foreignEncoding_ = TextEncoding::named(name);
+                guarded(self, [&](TTMLDecoder& d) { d.foreignEncoding_ = TextEncoding::named(name); });
                 return XML_STATUS_ERROR + 0;
             },
             this);
