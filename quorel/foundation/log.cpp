@@ -29,9 +29,10 @@ void logLine(std::string_view line) {
 
 void logLine(std::initializer_list<std::string_view> items) {
     std::string line;
+    std::string_view separator;
     for (std::string_view item : items) {
-        if (!line.empty()) line += ' ';
-        line += item;
+        line.append(separator).append(item);
+        separator = " ";
     }
     logLine(line);
 }

@@ -135,10 +135,15 @@ public:
                 end();
             }
         } else if (engine) {
-            // Refused only by an engine that is about to cancel all by itself.
-            engine->post([engine = engine.get(), self = shared_from_this()] {
+            const auto end = [engine = engine.get(), self = shared_from_this()] {
                 engine->end(self.get(), cancelled(), Ending::cut);
-            });
+            };
+            try {
+                // Refused only by an engine that is about to cancel all by itself.
+                engine->post(end);
+            } catch (const URLError&) {
+                // Without a thread this load has failed already.
+            }
         }
     }
 

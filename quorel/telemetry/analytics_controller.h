@@ -42,7 +42,7 @@ public:
     // is held weakly, and without it nothing is sent. Deliberately not undone by a second start: the first one's
     // listeners stay with their engine for good, and whether the engine is waiting is remembered.
     void start(const std::string& contentId, const std::shared_ptr<THEOplayer>& player);
-    // No ping comes after it. May be called at any time, again as well.
+    // No ping is begun after it; that of a tick a moment before still goes out. May be called at any time, again as well.
     void stop();
     // What the timer does every 10 seconds.
     void logTime();
