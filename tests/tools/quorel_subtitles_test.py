@@ -92,6 +92,13 @@ class Formats(Case):
         _, err = self.run_tool("convert", "a.vtt", "--to", "lrc")
         for text in "1 name of a cue is lost", "1 speaker is lost", "1 end is lost", "1 text beyond its first line is lost":
             self.assertIn(f"a.vtt: warning: {text}: lrc has no place for it\n", err)
+        self.write("b.csv", '1,1000,2000,"a\n\n \nb\nc"\n2,3000,4000,""\n3,5000,6000,"d\r\n\r\ne\n"\n')
+        for to, lines, texts in ("srt", 3, ["a\nb\nc", "", "d\ne"]), ("vtt", 2, ["a\n \nb\nc", "", "d\ne"]), \
+                                ("sbv", 2, ["a\n \nb\nc", "d\ne"]):
+            _, err = self.run_tool("convert", "b.csv", "--to", to)
+            self.assertIn(f"b.csv: warning: {lines} empty lines in texts are lost: {to} has no place for it\n", err)
+            self.assertEqual("1 cue without text is lost" in err, to == "sbv")
+            self.assertEqual([text for _, _, text in self.cues(f"b.{to}")], texts)
         self.write("b.srt", "1\n01:40:00,000 --> 01:40:02,000\nx\n")
         _, err = self.run_tool("convert", "b.srt", "--to", "lrc", code=1)
         self.assertIn("the format ends before 100 minutes, and there is a cue at 01:40:00.000", err)

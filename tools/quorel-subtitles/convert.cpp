@@ -169,7 +169,7 @@ private:
             }
         }
         if (format.isWritten) {
-            for (auto& phrase : losses(reading.document, format)) warnings.push_back(std::move(phrase));
+            for (auto& phrase : fit(reading.document, format)) warnings.push_back(std::move(phrase));
         }
         const std::string bytes = encoded(reading.document, format, outputEncoding(reading, format));
         write(target, bytes);

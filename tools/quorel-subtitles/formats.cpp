@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <cstdio>
+#include <utility>
 
 #include "quorel/foundation/json.h"
 #include "quorel/foundation/text.h"
@@ -12,13 +13,13 @@ namespace {
 
 // In the order of the coders.
 constexpr Format formats[] = {
-    {.extension = "srt", .name = "SubRip", .keepsEmptyLines = false},
+    {.extension = "srt", .name = "SubRip", .keepsEmptyLines = false, .keepsBlankLines = false},
     {.extension = "vtt",
      .name = "WebVTT",
      .keepsIdentifiers = true,
      .keepsSpeakers = true,
      .keepsEmptyLines = false},
-    {.extension = "sbv", .name = "SubViewer", .keepsEmptyLines = false},
+    {.extension = "sbv", .name = "SubViewer", .keepsEmptyLines = false, .keepsEmptyTexts = false},
     {.extension = "json-subtitles",
      .name = "the document itself, in JSON",
      .isBytes = true,
@@ -51,6 +52,24 @@ std::string keeps(const Format& format) {
     return text;
 }
 
+// The text without the lines at which a cue would end. Counts those that have text behind them.
+std::string withoutEmptyLines(std::string_view text, const Format& format, std::size_t& count) {
+    std::string kept;
+    std::size_t empty = 0;
+    for (const std::string_view line : split(text, '\n')) {
+        const bool isEmpty =
+            format.keepsBlankLines ? line.empty() || line == "\r" : trimmedWhitespaceAndNewlines(line).empty();
+        if (isEmpty) {
+            ++empty;
+            continue;
+        }
+        count += std::exchange(empty, 0);
+        if (!kept.empty()) kept += '\n';
+        kept += line;
+    }
+    return kept;
+}
+
 }  // namespace
 
 const Format* findFormat(std::string_view extension) {
@@ -69,14 +88,31 @@ std::string allExtensions() {
     return all;
 }
 
-std::vector<std::string> losses(const Subtitles& document, const Format& format) {
-    std::size_t identifiers = 0, speakers = 0, ends = 0, lines = 0, emptyLines = 0;
+std::vector<std::string> fit(Subtitles& document, const Format& format) {
+    std::size_t identifiers = 0, speakers = 0, ends = 0, lines = 0, emptyLines = 0, emptyTexts = 0;
+    if (!format.keepsEmptyLines) {
+        std::vector<Subtitles::Cue> cues;
+        cues.reserve(document.cues().size());
+        for (const auto& cue : document.cues()) {
+            auto fields = cue.fields();
+            const std::size_t before = emptyLines;
+            const std::string text = withoutEmptyLines(cue.text(), format, emptyLines);
+            fields.text = text;
+            if (text.empty() && !format.keepsEmptyTexts) {
+                ++emptyTexts;
+            } else if (emptyLines == before) {
+                cues.push_back(cue);
+            } else {
+                cues.emplace_back(fields);
+            }
+        }
+        if (emptyLines + emptyTexts > 0) document = Subtitles(std::move(cues));
+    }
     for (const auto& cue : document.cues()) {
         if (cue.identifier()) ++identifiers;
         if (cue.speaker() && !cue.speaker()->empty()) ++speakers;
         if (!cue.isZeroLength()) ++ends;
         if (cue.text().find('\n') != std::string_view::npos) ++lines;
-        if (cue.text().find("\n\n") != std::string_view::npos || cue.text().starts_with('\n')) ++emptyLines;
     }
     std::vector<std::string> phrases;
     const auto add = [&](bool isKept, std::size_t count, std::string_view what) {
@@ -88,8 +124,8 @@ std::vector<std::string> losses(const Subtitles& document, const Format& format)
     add(format.keepsEnds, ends, ends == 1 ? "end is" : "ends are");
     add(format.keepsLines, lines,
         lines == 1 ? "text beyond its first line is" : "texts beyond their first line are");
-    add(format.keepsEmptyLines, emptyLines,
-        emptyLines == 1 ? "text behind an empty line is" : "texts behind an empty line are");
+    add(false, emptyLines, emptyLines == 1 ? "empty line in a text is" : "empty lines in texts are");
+    add(false, emptyTexts, emptyTexts == 1 ? "cue without text is" : "cues without text are");
     return phrases;
 }
 

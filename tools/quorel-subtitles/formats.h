@@ -20,7 +20,9 @@ struct Format {
     bool keepsSpeakers = false;
     bool keepsEnds = true;
     bool keepsLines = true;       // texts of more than one
-    bool keepsEmptyLines = true;  // within a text
+    bool keepsEmptyLines = true;  // within a text; else a cue ends there, and what follows cannot be read
+    bool keepsBlankLines = true;  // the same of lines of nothing but white space
+    bool keepsEmptyTexts = true;
     // A negative time stops the process that reads it.
     bool mayStopProcess = false;
 };
@@ -28,8 +30,9 @@ struct Format {
 const Format* findFormat(std::string_view extension);  // any case; null when there is none
 std::string allExtensions();                           // "srt, vtt, ... or ssa"
 
-// What of the document is lost in the format, in a phrase each.
-std::vector<std::string> losses(const Subtitles& document, const Format& format);
+// Takes out of the document what would keep the file from being read again. Gives what is lost in the format, with
+// that, in a phrase each.
+std::vector<std::string> fit(Subtitles& document, const Format& format);
 
 int listFormats(bool json);
 
