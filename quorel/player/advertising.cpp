@@ -13,6 +13,8 @@ void QuorelPlayerViewController::startPreroll(const GoogleImaAdDescription& ad) 
     });
     const auto tag = ad.src();
     adPlayer->setVastTagURL(tag ? removingPercentEncoding(tag->absoluteString()) : std::nullopt);
+    // An earlier one would go on unseen, and lie over the controls when it is over.
+    abandonPreroll();
     prerollAdVC_ = adPlayer;
     addChild(adPlayer);
     view()->addSubview(adPlayer->view());
@@ -33,6 +35,11 @@ void QuorelPlayerViewController::removePreroll() {
         adPlayer->removeFromParent();
         prerollAdVC_ = nullptr;
     }
+}
+
+void QuorelPlayerViewController::abandonPreroll() {
+    if (const auto adPlayer = prerollAdVC_) adPlayer->abandonAds();
+    removePreroll();
 }
 
 void QuorelPlayerViewController::finishPreroll() {

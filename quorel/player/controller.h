@@ -148,6 +148,7 @@ private:
     // advertising.cpp
     void startPreroll(const GoogleImaAdDescription& ad);
     void removePreroll();
+    void abandonPreroll();
     void finishPreroll();
 
     // lifecycle.cpp

@@ -83,8 +83,7 @@ void QuorelPlayerViewController::toggleFullScreen() {
 void QuorelPlayerViewController::unmount() {
     if (const auto player = player_) player->pause();
     player_ = nullptr;
-    if (const auto preroll = prerollAdVC_) preroll->abandonAds();
-    removePreroll();
+    abandonPreroll();
     stopObservingApplicationState();
 }
 

@@ -190,6 +190,20 @@ TEST_F(Advertising, APrerollComesBackWithTheApplicationAndGoesWithTheEngine) {
     EXPECT_EQ(recorder->take(), Lines{});
 }
 
+TEST_F(Advertising, APrerollEndsWhenThatOfAnotherContentBegins) {
+    loadPreroll();
+    const auto manager = ads->loader->load();
+    const auto screen = ads->loader->requests[0].adDisplayContainer.adContainer->superview();
+    backend->reply("videos/other", 200,
+                   R"({"assets":{"iframe":"","player":"","thumbnail":"","endScreen":""},"videoId":"v",)"
+                   R"("ads":{"vast":[{"url":"https://ads.test/b"}]}})");
+    load("other");
+    EXPECT_EQ(manager->calls, (Lines{"initialize", "destroy"}));
+    EXPECT_EQ(screen->superview(), nullptr) << "it would lie over the controls for good";
+    EXPECT_EQ(controller->children().size(), 1u);
+    EXPECT_EQ(recorder->take(), (Lines{"adBreakBegin", "adBegin", "adBreakBegin", "adBegin"}));
+}
+
 TEST_F(Advertising, APrerollThatOutlivesThePlayerDoesNothing) {
     loadPreroll();
     const auto manager = ads->loader->load();
@@ -245,7 +259,7 @@ TEST(MergeQueryParameter, KeepsToItsRules) {
         {"?q=1&q", {}, "?q=1&q", ""},
         {"", {{"b", "2"}, {"a", "1"}}, "?q=a%3D1%26b%3D2", ""},
         {"?z=1#f", {{"a", "1"}}, "?z=1&q=a%3D1#f", ""},
-        {"?", {{"a", "1"}}, "?&q=a%3D1", ""},
+        {"?", {{"a", "1"}}, "?q=a%3D1", ""},
         // New ones win over old ones, of which those that are not encoded end at the first "&".
         {"?q=a%3D9%26c%3D3&z=1", {{"a", "1"}}, "?z=1&q=a%3D1%26c%3D3", "q=a=9&c=3\n"},
         {"?q=a=9&c=3", {{"b", "1"}}, "?c=3&q=a%3D9%26b%3D1", "q=a=9\n"},
