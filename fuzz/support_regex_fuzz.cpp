@@ -50,7 +50,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         regex.stringByReplacingMatches(text, plain.substr(0, 16));
         auto cursor = firstMatch(text, regex);
         for (int i = 0; cursor && i < 8; ++i) {
-            cursor->describeRange(plain);
+            cursor->nsRange(plain);
             cursor = nextMatch(text, *cursor, i % 2 == 0);
         }
         if (!plain.empty()) regex.matchesUpToIncluding(text, plain.size() / 2);

@@ -34,9 +34,9 @@ struct QUOREL_VISIBLE BytesParser {
     BytesParser() = delete;
 };
 
-// Integers of a fixed width, and the two floating-point types that stand for their IEEE 754 bit patterns.
+// Integers of a fixed width of up to 64 bits, and the two floating-point types that stand for their IEEE 754 bit patterns.
 template <class T>
-concept FixedWidthInteger = std::integral<T> && !std::same_as<T, bool>;
+concept FixedWidthInteger = std::integral<T> && !std::same_as<T, bool> && sizeof(T) <= 8;
 template <class T>
 concept FixedWidthNumber = FixedWidthInteger<T> || std::same_as<T, float> || std::same_as<T, double>;
 

@@ -1,8 +1,9 @@
 #include "quorel/support/bytes_reader.h"
 
 #include <algorithm>
+#include <exception>
+#include <new>
 
-#include "quorel/foundation/error.h"
 #include "quorel/support/bytes_file_url.h"
 
 namespace quorel {
@@ -50,7 +51,9 @@ BytesReader::Bytes BytesReader::readUpToNextInstanceOfByte(std::uint8_t byte) {
         do {
             bytes.push_back(source_->readByte());
         } while (bytes.back() != byte);
-    } catch (const Error&) {
+    } catch (const std::bad_alloc&) {
+        throw;
+    } catch (const std::exception&) {
         // Whatever the source says: what there was is the result.
     }
     return bytes;

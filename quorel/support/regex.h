@@ -75,7 +75,7 @@ public:
         none = 0,
         reportProgress = 1 << 0,    // set and cleared by enumerateMatches itself
         reportCompletion = 1 << 1,  // set by enumerateMatches itself
-        anchored = 1 << 2,          // only a match that begins at the start of the range
+        anchored = 1 << 2,          // only the match that begins at the start of the range
         // Look-behind and word boundaries see the text before the range. What follows the range is never seen.
         withTransparentBounds = 1 << 3,
         // "^" and "$" hold at the ends of the text only, not at those of the range.
@@ -324,7 +324,7 @@ struct QUOREL_SUPPORT_API Regex::Cursor {
     Range range() const { return match.range; }
     // The range in UTF-16 code units of `text`, which is the one that was searched.
     UTF16Range nsRange(std::string_view text) const;
-    // "{2, 5} -> '12:30'", for diagnosis.
+    // Prints "{2, 5} -> '12:30'" as a log line, for diagnosis, and gives it.
     std::string describeRange(std::string_view text) const;
 };
 

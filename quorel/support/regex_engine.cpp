@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <chrono>
 #include <memory>
+#include <utility>
 
 #include "quorel/foundation/fatal.h"
 
@@ -74,6 +75,64 @@ std::uint32_t compileOptions(Regex::Options options) {
     return result;
 }
 
+// How much of the pattern, from `at` on, is to be left as it is: an escape, a class, a comment or a verb. 0 for none.
+std::size_t opaqueLength(std::string_view pattern, std::size_t at) {
+    const std::string_view rest = pattern.substr(at);
+    const auto through = [rest](std::string_view end, std::size_t from) {
+        const std::size_t found = rest.find(end, from);
+        return found == std::string_view::npos ? rest.size() : found + end.size();
+    };
+    if (rest.starts_with("\\Q")) return through("\\E", 2);
+    if (rest.starts_with('\\')) return std::min<std::size_t>(rest.starts_with("\\c") ? 3 : 2, rest.size());
+    if (rest.starts_with("(?#") || rest.starts_with("(*")) return through(")", 2);
+    if (!rest.starts_with('[')) return 0;
+    std::size_t end = rest.starts_with("[^") ? 2 : 1;
+    if (rest.substr(end).starts_with(']')) ++end;
+    while (end < rest.size() && rest[end] != ']') {
+        const std::size_t inner = rest[end] == '\\' ? opaqueLength(pattern, at + end) : 1;
+        end = rest.substr(end).starts_with("[:") ? through(":]", end) : end + inner;
+    }
+    return std::min(end + 1, rest.size());
+}
+
+// The engine lets "$", "\Z" and "^" hold between CR and LF, too. Here they do not, since CR LF is one line end.
+std::string withWholeLineEnds(std::string_view pattern) {
+    std::string result;
+    for (std::size_t at = 0; at < pattern.size();) {
+        const std::size_t opaque = opaqueLength(pattern, at);
+        const std::string_view piece = pattern.substr(at, std::max<std::size_t>(opaque, 1));
+        if (piece == "$" || piece == "\\Z") {
+            result.append("(?:").append(piece).append("(?!(?<=\\r)\\n))");
+        } else if (piece == "^") {
+            result.append("(?:^(?<!\\r(?=\\n)))");
+        } else {
+            result += piece;
+        }
+        at += piece.size();
+    }
+    return result;
+}
+
+// Looking for the beginning of a match, the engine passes over the LF of a CR LF unless the pattern names one of them:
+// "\s" is no name, and "\sb" would not be found in "a CR LF b".
+bool namesLineEnds(const pcre2_code* code) {
+    std::uint32_t names = 0;
+    pcre2_pattern_info(code, PCRE2_INFO_HASCRORLF, &names);
+    return names != 0;
+}
+
+// Whether a match could begin at the LF of a CR LF, as far as can be told from what stands around it.
+bool mayBeginWithinCRLF(const pcre2_code* code) {
+    std::uint32_t lookBehind = 0;
+    pcre2_pattern_info(code, PCRE2_INFO_MAXLOOKBEHIND, &lookBehind);
+    if (lookBehind > 1) return true;
+    const std::unique_ptr<pcre2_match_data, decltype(&pcre2_match_data_free)> memory(
+        pcre2_match_data_create_from_pattern(code, nullptr), &pcre2_match_data_free);
+    if (!memory) throw std::bad_alloc();
+    return pcre2_match(code, reinterpret_cast<PCRE2_SPTR>("\r\n"), 2, 1, PCRE2_ANCHORED | PCRE2_PARTIAL_HARD,
+                       memory.get(), sharedLimits()) != PCRE2_ERROR_NOMATCH;
+}
+
 std::string engineMessage(int code) {
     unsigned char buffer[256];
     const int length = pcre2_get_error_message(code, buffer, sizeof buffer);
@@ -101,9 +160,9 @@ Regex::Range checkedRange(std::string_view text, Regex::Range range) {
 }
 
 RegexWindow::RegexWindow(std::string_view text, std::optional<Regex::Range> range, Regex::MatchingOptions options)
-    : subject(text), base(0), from(0), flags(0) {
+    : subject(text), base(0), from(0), flags(0), isAnchored(contains(options, Regex::MatchingOptions::anchored)) {
     using M = Regex::MatchingOptions;
-    if (contains(options, M::anchored)) flags |= PCRE2_ANCHORED;
+    if (isAnchored) flags |= PCRE2_ANCHORED;
     if (!range) return;
     const Regex::Range bounds = checkedRange(text, *range);
     if (contains(options, M::withTransparentBounds)) {
@@ -131,15 +190,30 @@ Regex::Engine::Engine(std::string_view pattern, Options options) : pattern_(patt
                       contains(options, Options::useUnixLineSeparators) ? PCRE2_NEWLINE_LF : PCRE2_NEWLINE_ANY);
     int error = 0;
     std::size_t offset = 0;
-    code_ = pcre2_compile(reinterpret_cast<PCRE2_SPTR>(pattern_.c_str()), pattern_.size(), compileOptions(options),
-                          &error, &offset, context.get());
-    if (code_ == nullptr) {
+    using Code = std::unique_ptr<pcre2_code, decltype(&pcre2_code_free)>;
+    const auto compiled = [&](const std::string& text) {
+        return Code(pcre2_compile(reinterpret_cast<PCRE2_SPTR>(text.c_str()), text.size(), compileOptions(options),
+                                  &error, &offset, context.get()),
+                    &pcre2_code_free);
+    };
+    Code code = compiled(pattern_);
+    const auto replaceBy = [&](const std::string& text) {
+        if (Code other = compiled(text)) code = std::move(other);
+    };
+    if (!code) {
         throw RegexError(RegexError::Code::invalidPattern,
                          "The regular expression \"" + pattern_ + "\" is invalid at offset " +
                              std::to_string(offset) + ": " + engineMessage(error) + ".",
                          offset);
     }
+    if (!contains(options, Options::useUnixLineSeparators) && !contains(options, Options::ignoreMetacharacters)) {
+        const std::string whole = withWholeLineEnds(pattern_);
+        if (whole != pattern_) replaceBy(whole);
+        // What names CR has every beginning looked for, also where the name is in no match.
+        if (!namesLineEnds(code.get()) && mayBeginWithinCRLF(code.get())) replaceBy("(?!)\\r|" + pattern_);
+    }
     limits_ = sharedLimits();
+    code_ = code.release();
     pcre2_pattern_info(code_, PCRE2_INFO_CAPTURECOUNT, &captureCount_);
     jit_ = pcre2_jit_compile(code_, PCRE2_JIT_COMPLETE) == 0;
     // \G holds where a search begins, so a search cut into slices would find it where it is not.

@@ -26,6 +26,7 @@ struct RegexWindow {
     std::size_t base;     // where the subject begins in the text
     std::size_t from;     // where the search begins, in the subject
     std::uint32_t flags;  // of the engine
+    bool isAnchored;      // only one match can be there
 };
 
 // A null view has no address, and the engine wants one.
@@ -71,7 +72,7 @@ public:
         while (search(window.subject, from, window.flags, memory, progress)) {
             const std::size_t lower = offsets(memory)[0];
             const std::size_t upper = offsets(memory)[1];
-            if (!found(offsets(memory))) return;
+            if (!found(offsets(memory)) || window.isAnchored) return;
             if (lower != upper) {
                 from = upper;
             } else if (upper < window.subject.size()) {

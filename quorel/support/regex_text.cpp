@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "quorel/foundation/fatal.h"
+#include "quorel/foundation/log.h"
 #include "quorel/foundation/text.h"
 #include "quorel/support/regex_engine.h"
 
@@ -113,8 +114,10 @@ Regex::UTF16Range Regex::Cursor::nsRange(std::string_view text) const {
 
 std::string Regex::Cursor::describeRange(std::string_view text) const {
     const Range bounds = checkedRange(text, match.range);
-    return nsRange(text).description() + " -> '" +
-           std::string(text.substr(bounds.lower, bounds.upper - bounds.lower)) + "'";
+    std::string line = nsRange(text).description();
+    line.append(" -> '").append(text.substr(bounds.lower, bounds.upper - bounds.lower)).append("'");
+    logLine(line);
+    return line;
 }
 
 bool hasMatch(Regex::TextView text, const Regex& regex) {

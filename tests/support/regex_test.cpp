@@ -7,6 +7,8 @@
 #include <thread>
 #include <vector>
 
+#include "quorel/foundation/log.h"
+
 namespace quorel {
 namespace {
 
@@ -36,6 +38,12 @@ TEST(Regex, PatternsMeanWhatUnicodeSays) {
         {"^b$", "a\u2028b", {}},
         {"^b$", "a\u2028b", {"b"}, Options::anchorsMatchLines},
         {"b$", "b\r\n", {"b"}},
+        {R"(\sb|[^a]c)", "a\r\nb\r\nc", {"\nb", "\nc"}},  // begins within CR LF
+        {"$", "a\r\n", {"", ""}},                         // which is one line end
+        {R"(\S\s?\Z)", "a\r\n", {"a"}},
+        {R"(^[]$\]^]$(?#$)|\Q$\E|\$)", "]\r\n\r\n$", {"]", "$"}, Options::anchorsMatchLines},
+        {"^$|$", "a\r\n\r\nb", {"", "", ""}, Options::anchorsMatchLines},
+        {"", "\r\n", {"", "", ""}, Options::ignoreMetacharacters},
         {"STRASSE|\u00E4", "strasse \u00C4", {"strasse", "\u00C4"}, Options::caseInsensitive},
         {"a b # remark", "ab", {"ab"}, Options::allowCommentsAndWhitespace},
         {"a.(b", "aXb A.(B", {"A.(B"}, Options::ignoreMetacharacters | Options::caseInsensitive},
@@ -83,6 +91,9 @@ TEST(Regex, GivesUpInsteadOfRunningForMinutes) {
         EXPECT_THROW(Regex(pattern).hasMatch(text), RegexError) << pattern;
     }
     // Long, but honest: all of the text is searched, whatever it is cut into.
+    std::string lines;
+    while (lines.size() < 40'000) lines += "a\r\n";
+    EXPECT_FALSE(Regex("^$", Options::anchorsMatchLines).hasMatch(lines + "a"));
     EXPECT_EQ(Regex("1:").matches(megabyte + ":" + megabyte + ":").count(), 2u);
     EXPECT_EQ(Regex(R"(\G1)").matches(megabyte).count(), megabyte.size());
     EXPECT_EQ(Regex("(?<=2)x").firstMatch(megabyte + "2x")->range,
@@ -133,6 +144,7 @@ TEST(Regex, RangesLimitTheSearchAndItsBounds) {
     EXPECT_FALSE(end.hasMatch("abc", range, MatchingOptions::withoutAnchoringBounds));
     EXPECT_FALSE(Regex("b").hasMatch("ab", {}, MatchingOptions::anchored));
     EXPECT_EQ(Regex("b").firstMatch("ab", Range{1, 2}, MatchingOptions::anchored)->range, range);
+    EXPECT_EQ(word.matches("aab", {}, MatchingOptions::anchored).count(), 1u);
 }
 
 TEST(Regex, ReplacesByTemplateAndByText) {
@@ -194,7 +206,9 @@ TEST(Regex, CursorResumesAndLoops) {
     ASSERT_TRUE(cursor);
     EXPECT_EQ(cursor->range(), (Range{8, 10}));
     EXPECT_EQ(cursor->nsRange(text.string()), (Regex::UTF16Range{6, 2}));
+    const LogCapture log;
     EXPECT_EQ(cursor->describeRange(text.string()), "{6, 2} -> 'b2'");
+    EXPECT_EQ(log.text(), "{6, 2} -> 'b2'\n");
     EXPECT_FALSE(nextMatch(text, *cursor));
     EXPECT_EQ(nextMatch(text, *cursor, true)->range(), (Range{0, 2}));
     EXPECT_EQ(nextMatch(text, *cursor, false, 0)->range(), (Range{0, 2}));
