@@ -19,11 +19,15 @@ URL urlOrFatal(std::string_view text) {
     return *url;
 }
 
+URLError withoutServices() {
+    return URLError(URLError::Code::cancelled, "the session has no services");
+}
+
 // A host may take its services back at this very moment. The session is let go of again before the reply is waited for,
 // because it has to end before the executors that its completions go to.
 CompletionAwaiter<DataAndResponse> load(const std::weak_ptr<UrlSession>& urlSession, URLRequest request) {
     const std::shared_ptr<UrlSession> alive = urlSession.lock();
-    if (!alive) throw URLError(URLError::Code::cancelled);
+    if (!alive) throw withoutServices();
     return alive->data(std::move(request));
 }
 
@@ -62,6 +66,7 @@ Task<LiveStreamDetailModel> QuorelAPI::fetchLiveStreamDetails(std::string id) co
 
 template <class Model>
 Task<Model> QuorelAPI::fetch(std::string path) const {
+    if (!session_.hasServices()) throw withoutServices();
     co_await resumeOn(*session_.services().mainLoop);
     const std::optional<std::string> token = session_.quorelToken();
     const std::weak_ptr<UrlSession> urlSession = session_.services().urlSession;

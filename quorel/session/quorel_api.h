@@ -42,8 +42,8 @@ public:
     const URL& baseURL() const { return baseURL_; }
     const URL& vantorURL() const { return vantorURL_; }  // of a second backend, which no operation asks yet
 
-    // Each throws APIError, or the URLError of a load that gave no reply. An id is appended as plain text; a "/"
-    // in it makes further path segments.
+    // Each throws APIError, or the URLError of a load that gave no reply (cancelled: the session has no services). An id
+    // is appended as plain text; a "/" in it makes further path segments.
     Task<PlayerConfigModel> fetchPlayerConfig(std::string id) const;
     Task<PlayerStatus> fetchLiveStatus(std::string id) const;
     Task<VideoDetailModel> fetchVideoDetail(std::string id) const;

@@ -125,7 +125,8 @@ TEST_F(QuorelAPITest, AHostMayTakeItsServicesBackWhileARequestIsOnItsWay) {
     loop->drain();
     session.install({});
     while (const auto function = std::exchange(late->waiting, nullptr)) function();
-    EXPECT_EQ(result, "The load was cancelled.");
+    EXPECT_EQ(result, "The load was cancelled. (the session has no services)");
+    EXPECT_EQ(outcome(api.fetchLiveStatus("show"), *loop), result) << "a poll, say";
 }
 
 TEST(QuorelAPIDeathTest, ABaseURLThatIsNoneStopsTheProcess) {
