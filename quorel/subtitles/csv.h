@@ -36,7 +36,7 @@ public:
                                  // time
             endTime,
             endTimeInSeconds,
-            durationInSeconds,  // makes the end where there is no end
+            durationInSeconds,  // makes the end where there is no end; one below zero stops the process as well
             speaker,
             text,
         };
