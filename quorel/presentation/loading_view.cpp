@@ -30,7 +30,7 @@ std::shared_ptr<LoadingView> LoadingView::make(const std::shared_ptr<RunLoop>& l
 
 LoadingView::LoadingView(const std::shared_ptr<RunLoop>& loop) : loop_(loop) {
     setImage(loadingIcon());
-    setAccessibilityName("Loading");
+    setAccessibilityName("Carregando");
 }
 
 void LoadingView::attach(const std::shared_ptr<ui::View>& view) {

@@ -21,7 +21,4 @@ public:
     virtual std::vector<std::string> outputPortTypes() const = 0;
 };
 
-// The numeric IPv4 address of the interface; "" when it has none. Of several, the last one counts.
-QUOREL_SIDELOAD_API std::string ipv4AddressOfInterface(std::string_view name);
-
 }  // namespace quorel

@@ -36,7 +36,7 @@ public:
     virtual bool setTimestamp(const WebVttTimestamp& timestamp) = 0;
 };
 
-// Not begun, the file is being loaded, the file is there.
+// Not corrected, disabled for its correction, enabled again with it. There is no way back.
 enum class SyncTaskStatus { idle, resolving, resolved };
 
 // How far the measuring of one track has come.

@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "quorel/foundation/device_util.h"
 #include "quorel/foundation/fatal.h"
 #include "quorel/foundation/log.h"
 #include "quorel/foundation/url.h"
@@ -113,8 +114,7 @@ std::string SubtitlesTransformer::host() const {
         audioRoute_ ? audioRoute_->outputPortTypes() : std::vector<std::string>();
     if (std::find(ports.begin(), ports.end(), AVAudioSessionPortAirPlay) == ports.end())
         return std::string(ownHost);
-    std::string address = ipv4AddressOfInterface("en0");
-    return address.empty() ? std::string(ownHost) : address;
+    return DeviceUtil::ipv4Address().value_or(std::string(ownHost));
 }
 
 std::string SubtitlesTransformer::urlFor(std::string contentUrl, TextTrackFormat format,
