@@ -10,10 +10,12 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "quorel/engine/source_description.h"
 #include "quorel/foundation/error.h"
 #include "quorel/foundation/json.h"
+#include "quorel/foundation/url.h"
 #include "quorel/foundation/url_session.h"
 #include "quorel/sideload/export.h"
 #include "quorel/sideload/timestamp_map.h"
@@ -23,6 +25,14 @@ namespace quorel {
 class QUOREL_SIDELOAD_API SSTextTrackDescription final : public TextTrackDescription {
 public:
     using TextTrackDescription::TextTrackDescription;
+    // The same with a URL in place of its text.
+    SSTextTrackDescription(const URL& source, std::string languageTag,
+                           std::optional<bool> defaultTrack = std::nullopt,
+                           std::optional<TextTrackKind> trackKind = std::nullopt,
+                           std::optional<std::string> trackLabel = std::nullopt,
+                           std::optional<TextTrackFormat> fileFormat = std::nullopt)
+        : TextTrackDescription(source.absoluteString(), std::move(languageTag), defaultTrack, trackKind,
+                               std::move(trackLabel), fileFormat) {}
 
     // From an object with "src" and "srclang", and "isDefault", "kind", "label" and "format" where they are known, by
     // the names of their enumerations. What this class adds has its defaults. Throws JSONError.

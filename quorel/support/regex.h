@@ -76,7 +76,8 @@ public:
         reportProgress = 1 << 0,    // set and cleared by enumerateMatches itself
         reportCompletion = 1 << 1,  // set by enumerateMatches itself
         anchored = 1 << 2,          // only the match that begins at the start of the range
-        // Look-behind and word boundaries see the text before the range. What follows the range is never seen.
+        // Look-behind and word boundaries see the text before the range, and "^" holds at the start of the text only.
+        // What follows the range is never seen.
         withTransparentBounds = 1 << 3,
         // "^" and "$" hold at the ends of the text only, not at those of the range.
         withoutAnchoringBounds = 1 << 4,

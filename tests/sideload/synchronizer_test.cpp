@@ -55,6 +55,7 @@ TEST(SSTextTrackDescription, DecodesAndFindsItsMap) {
     EXPECT_FALSE(track.automaticTimestampSyncEnabled || track.isDefault ||
                  track.vttTimestamp != WebVttTimestamp());
     EXPECT_THROW(SSTextTrackDescription::decode(parseJSON(R"({"src":"x"})")), JSONError);
+    EXPECT_EQ(SSTextTrackDescription(*URL::parse(track.srcText()), "pt").src(), track.src());
 }
 
 // Gives the same file for every address, at once.
