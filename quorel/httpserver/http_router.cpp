@@ -22,6 +22,7 @@ constexpr std::string_view manySegments = "**";
 struct HttpRouter::Node {
     std::map<std::string, std::unique_ptr<Node>, std::less<>> nodes;
     bool isEndOfRoute = false;
+    bool captures = false;  // a variable stands somewhere below
     std::shared_ptr<const HttpHandler> handler;
 
     const Node* child(std::string_view key) const {
@@ -104,12 +105,20 @@ private:
     void stepBehindMany(const Node& many, std::size_t begin) {
         std::string decoded;
         std::string_view text;
-        for (std::size_t i = begin; i < segments_.size() && token(i, decoded, text); ++i)
+        // Behind another "**" it is begun again and again. Where nothing is captured, a second walk from the same
+        // segment on finds what the first one did.
+        std::vector<bool>* const walked = many.captures ? nullptr : &walked_[&many];
+        if (walked != nullptr) walked->resize(segments_.size());
+        for (std::size_t i = begin; i < segments_.size() && token(i, decoded, text); ++i) {
+            if (walked != nullptr && (*walked)[i]) return;
+            if (walked != nullptr) (*walked)[i] = true;
             if (const Node* behind = many.child(text)) step(*behind, i + 1);
+        }
     }
 
     std::vector<std::string_view> segments_;
     HttpParams params_;
+    std::map<const Node*, std::vector<bool>> walked_;  // by "**": the segments
     const Node* first_ = nullptr;
 };
 
@@ -124,8 +133,13 @@ void HttpRouter::registerRoute(const std::optional<std::string>& method, std::st
         if (found == node.nodes.end()) found = node.nodes.emplace(key, std::make_unique<Node>()).first;
         return *found->second;
     };
-    Node* node = &descend(*rootNode_, method ? std::string_view(*method) : anyMethod);
-    for (const std::string_view segment : split(path, '/', EmptyPieces::drop)) node = &descend(*node, segment);
+    std::vector<Node*> way{&descend(*rootNode_, method ? std::string_view(*method) : anyMethod)};
+    for (const std::string_view segment : split(path, '/', EmptyPieces::drop)) {
+        if (segment.starts_with(':'))
+            for (Node* above : way) above->captures = true;
+        way.push_back(&descend(*way.back(), segment));
+    }
+    Node* const node = way.back();
     node->isEndOfRoute = true;
     node->handler = handler ? std::make_shared<const HttpHandler>(std::move(handler)) : nullptr;
 }

@@ -8,6 +8,9 @@
 // at "/" without empty pieces, and a requested segment is percent-decoded before it is compared. Where several
 // routes match, a variable goes before an exact segment, that before "*", that before "**".
 //
+// A lookup takes time in proportion to the path, and to a power of it where variables stand behind several "**" of one
+// route: leave those to applications that trust who asks.
+//
 // Lookups may run on any number of threads. Routes are meant to be set up before; a registration waits for
 // lookups.
 #pragma once
