@@ -99,6 +99,11 @@ class Formats(Case):
             self.assertIn(f"b.csv: warning: {lines} empty lines in texts are lost: {to} has no place for it\n", err)
             self.assertEqual("1 cue without text is lost" in err, to == "sbv")
             self.assertEqual([text for _, _, text in self.cues(f"b.{to}")], texts)
+        self.write("c.vtt", "WEBVTT\n\nQ&A\n00:01.000 --> 00:02.000\nx\vy & z\n\nname\n00:03.000 --> 00:04.000\nz")
+        _, err = self.run_tool("convert", "c.vtt", "--to", "ttml")
+        for text in "1 name of a cue is lost", "1 control character is lost":
+            self.assertIn(f"c.vtt: warning: {text}: ttml has no place for it\n", err)
+        self.assertEqual([text for _, _, text in self.cues("c.ttml")], ["xy & z", "z"])
         self.write("b.srt", "1\n01:40:00,000 --> 01:40:02,000\nx\n")
         _, err = self.run_tool("convert", "b.srt", "--to", "lrc", code=1)
         self.assertIn("the format ends before 100 minutes, and there is a cue at 01:40:00.000", err)

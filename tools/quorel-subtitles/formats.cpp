@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <utility>
 
@@ -36,6 +37,7 @@ constexpr Format formats[] = {
     {.extension = "ttml",
      .name = "Timed Text",
      .isBytes = true,
+     .isXML = true,
      .keepsIdentifiers = true,
      .readsIdentifiers = false},
     {.extension = "ass", .name = "Advanced SubStation Alpha", .isWritten = false, .mayStopProcess = true},
@@ -52,14 +54,16 @@ std::string keeps(const Format& format) {
     return text;
 }
 
+bool isEmpty(std::string_view line, const Format& format) {
+    return format.keepsBlankLines ? line.empty() || line == "\r" : trimmedWhitespaceAndNewlines(line).empty();
+}
+
 // The text without the lines at which a cue would end. Counts those that have text behind them.
 std::string withoutEmptyLines(std::string_view text, const Format& format, std::size_t& count) {
     std::string kept;
     std::size_t empty = 0;
     for (const std::string_view line : split(text, '\n')) {
-        const bool isEmpty =
-            format.keepsBlankLines ? line.empty() || line == "\r" : trimmedWhitespaceAndNewlines(line).empty();
-        if (isEmpty) {
+        if (isEmpty(line, format)) {
             ++empty;
             continue;
         }
@@ -68,6 +72,63 @@ std::string withoutEmptyLines(std::string_view text, const Format& format, std::
         kept += line;
     }
     return kept;
+}
+
+// What a format would write all the same, and no reader would take.
+struct Unreadable {
+    std::size_t emptyLines = 0, emptyTexts = 0, controls = 0, identifiers = 0;
+
+    bool operator==(const Unreadable&) const = default;
+};
+
+bool isControl(char c) {
+    return static_cast<unsigned char>(c) < 0x20 && c != '\t' && c != '\n' && c != '\r';
+}
+
+// It is written as it is.
+bool isName(std::string_view identifier) {
+    return identifier.find_first_of("<&\"") == identifier.npos &&
+           std::none_of(identifier.begin(), identifier.end(), isControl);
+}
+
+// Nearly all cues are, and their document is not made anew.
+bool isReadable(const Subtitles::Cue& cue, const Format& format) {
+    std::string_view text = cue.text();
+    if (format.isXML &&
+        (std::any_of(text.begin(), text.end(), isControl) || !isName(cue.identifier().value_or(""))))
+        return false;
+    if (text.empty()) return format.keepsEmptyTexts;
+    while (!format.keepsEmptyLines) {
+        const std::size_t end = text.find('\n');
+        if (isEmpty(text.substr(0, end), format)) return false;
+        if (end == text.npos) break;
+        text.remove_prefix(end + 1);
+    }
+    return true;
+}
+
+// The cue as it can be written and read again, or none.
+void addReadable(const Subtitles::Cue& cue, const Format& format, std::vector<Subtitles::Cue>& cues,
+                 Unreadable& unreadable) {
+    const Unreadable before = unreadable;
+    auto fields = cue.fields();
+    std::string text(cue.text());
+    if (!format.keepsEmptyLines) text = withoutEmptyLines(text, format, unreadable.emptyLines);
+    if (format.isXML) {
+        unreadable.controls += std::erase_if(text, isControl);
+        if (!isName(fields.identifier.value_or(""))) {
+            ++unreadable.identifiers;
+            fields.identifier.reset();
+        }
+    }
+    fields.text = text;
+    if (text.empty() && !format.keepsEmptyTexts) {
+        ++unreadable.emptyTexts;
+    } else if (unreadable == before) {
+        cues.push_back(cue);
+    } else {
+        cues.emplace_back(fields);
+    }
 }
 
 }  // namespace
@@ -89,27 +150,17 @@ std::string allExtensions() {
 }
 
 std::vector<std::string> fit(Subtitles& document, const Format& format) {
-    std::size_t identifiers = 0, speakers = 0, ends = 0, lines = 0, emptyLines = 0, emptyTexts = 0;
-    if (!format.keepsEmptyLines) {
+    Unreadable unreadable;
+    const auto& all = document.cues();
+    if (!std::all_of(all.begin(), all.end(), [&](const auto& cue) { return isReadable(cue, format); })) {
         std::vector<Subtitles::Cue> cues;
-        cues.reserve(document.cues().size());
-        for (const auto& cue : document.cues()) {
-            auto fields = cue.fields();
-            const std::size_t before = emptyLines;
-            const std::string text = withoutEmptyLines(cue.text(), format, emptyLines);
-            fields.text = text;
-            if (text.empty() && !format.keepsEmptyTexts) {
-                ++emptyTexts;
-            } else if (emptyLines == before) {
-                cues.push_back(cue);
-            } else {
-                cues.emplace_back(fields);
-            }
-        }
-        if (emptyLines + emptyTexts > 0) document = Subtitles(std::move(cues));
+        cues.reserve(all.size());
+        for (const auto& cue : all) addReadable(cue, format, cues, unreadable);
+        document = Subtitles(std::move(cues));
     }
+    std::size_t identifiers = unreadable.identifiers, speakers = 0, ends = 0, lines = 0;
     for (const auto& cue : document.cues()) {
-        if (cue.identifier()) ++identifiers;
+        if (cue.identifier() && !format.keepsIdentifiers) ++identifiers;
         if (cue.speaker() && !cue.speaker()->empty()) ++speakers;
         if (!cue.isZeroLength()) ++ends;
         if (cue.text().find('\n') != std::string_view::npos) ++lines;
@@ -119,13 +170,16 @@ std::vector<std::string> fit(Subtitles& document, const Format& format) {
         if (isKept || count == 0) return;
         phrases.push_back(fmt::format("{} {} lost: {} has no place for it", count, what, format.extension));
     };
-    add(format.keepsIdentifiers, identifiers, identifiers == 1 ? "name of a cue is" : "names of cues are");
+    add(false, identifiers, identifiers == 1 ? "name of a cue is" : "names of cues are");
     add(format.keepsSpeakers, speakers, speakers == 1 ? "speaker is" : "speakers are");
     add(format.keepsEnds, ends, ends == 1 ? "end is" : "ends are");
     add(format.keepsLines, lines,
         lines == 1 ? "text beyond its first line is" : "texts beyond their first line are");
-    add(false, emptyLines, emptyLines == 1 ? "empty line in a text is" : "empty lines in texts are");
-    add(false, emptyTexts, emptyTexts == 1 ? "cue without text is" : "cues without text are");
+    add(false, unreadable.emptyLines,
+        unreadable.emptyLines == 1 ? "empty line in a text is" : "empty lines in texts are");
+    add(false, unreadable.emptyTexts,
+        unreadable.emptyTexts == 1 ? "cue without text is" : "cues without text are");
+    add(false, unreadable.controls, unreadable.controls == 1 ? "control character is" : "control characters are");
     return phrases;
 }
 

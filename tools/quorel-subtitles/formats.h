@@ -14,6 +14,7 @@ struct Format {
     std::string_view name;
     bool isWritten = true;
     bool isBytes = false;  // says its encoding itself, so that none is detected; always written in UTF-8
+    bool isXML = false;
     // What is written, and is read back unless it says otherwise.
     bool keepsIdentifiers = false;
     bool readsIdentifiers = true;
