@@ -18,6 +18,7 @@ const std::shared_ptr<QuorelImageView>& QuorelPlayerViewController::statusImage(
     if (!statusImage_) {
         statusImage_ = QuorelImageView::make();
         statusImage_->setAccessibilityName("Status screen");
+        statusImage_->setUserInteractionEnabled(false);  // it may stay in front, over the next content's controls
         view()->addSubview(statusImage_);
         statusImage_->pinToSuperviewEdges();
     }
@@ -47,6 +48,7 @@ const std::shared_ptr<ui::Label>& QuorelPlayerViewController::timerView() {
     if (!timerView_) {
         timerView_ = ui::Label::make();
         timerView_->setAccessibilityName("Countdown");
+        timerView_->setUserInteractionEnabled(false);
         timerView_->setFont({boldFamily, 18});
         timerView_->setTextColor(ui::Color::white());
         timerView_->setAlignment(ui::TextAlignment::left);

@@ -8,6 +8,7 @@
 #include "quorel/player/cdn_switch.h"
 #include "quorel/player/countdown.h"
 #include "quorel/telemetry/analytics_api.h"
+#include "quorel/ui/pointer.h"
 #include "tests/player/player_fixture.h"
 #include "tests/presentation/drawn.h"
 
@@ -187,6 +188,12 @@ TEST_F(Live, PollingMovesNothingButTheCountdown) {
     loop->advance(seconds(1));
     EXPECT_EQ(countdown(), "");
     EXPECT_EQ(controller.use_count(), 1) << "before the date the first tick ends the countdown";
+
+    load("film");
+    loop->advance(seconds(1));
+    controller->playerUI()->toggleControls();
+    EXPECT_EQ(ui::hitTest(controller->view(), {604, 28}), controller->playerUI()->settingsButton())
+        << "the screen and the countdown take no taps from another content's controls";
 }
 
 TEST_F(Live, OnlyAnotherHostWithAnotherStampIsACDNChange) {
