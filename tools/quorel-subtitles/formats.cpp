@@ -54,15 +54,30 @@ std::string keeps(const Format& format) {
     return text;
 }
 
+// Takes the first line off, at any of the ends at which the readers end one.
+std::string_view takeLine(std::string_view& text) {
+    constexpr std::string_view ends[] = {"\n", "\r", "\xC2\x85", "\xE2\x80\xA8", "\xE2\x80\xA9"};
+    for (std::size_t at = 0; (at = text.find_first_of("\n\r\xC2\xE2", at)) != text.npos; ++at) {
+        for (const std::string_view end : ends) {
+            if (!text.substr(at).starts_with(end)) continue;
+            const std::string_view line = text.substr(0, at);
+            text.remove_prefix(at + (text.substr(at).starts_with("\r\n") ? 2 : end.size()));
+            return line;
+        }
+    }
+    return std::exchange(text, {});
+}
+
 bool isEmpty(std::string_view line, const Format& format) {
-    return format.keepsBlankLines ? line.empty() || line == "\r" : trimmedWhitespaceAndNewlines(line).empty();
+    return format.keepsBlankLines ? line.empty() : trimmedWhitespaceAndNewlines(line).empty();
 }
 
 // The text without the lines at which a cue would end. Counts those that have text behind them.
 std::string withoutEmptyLines(std::string_view text, const Format& format, std::size_t& count) {
     std::string kept;
     std::size_t empty = 0;
-    for (const std::string_view line : split(text, '\n')) {
+    while (!text.empty()) {
+        const std::string_view line = takeLine(text);
         if (isEmpty(line, format)) {
             ++empty;
             continue;
@@ -98,11 +113,8 @@ bool isReadable(const Subtitles::Cue& cue, const Format& format) {
         (std::any_of(text.begin(), text.end(), isControl) || !isName(cue.identifier().value_or(""))))
         return false;
     if (text.empty()) return format.keepsEmptyTexts;
-    while (!format.keepsEmptyLines) {
-        const std::size_t end = text.find('\n');
-        if (isEmpty(text.substr(0, end), format)) return false;
-        if (end == text.npos) break;
-        text.remove_prefix(end + 1);
+    while (!format.keepsEmptyLines && !text.empty()) {
+        if (isEmpty(takeLine(text), format)) return false;
     }
     return true;
 }
