@@ -29,6 +29,8 @@ public:
     virtual bool registerFont(const std::string& path) = 0;  // false when the file is no font
 };
 
+// A player needs all of it but castContext and fontRegistry, and its analytics need vendorIdentifier: begin with
+// standard(), and replace what is to be another.
 struct QUOREL_SESSION_API PlatformServices {
     std::shared_ptr<RunLoop> mainLoop;
     std::shared_ptr<Executor> background;  // decoding and other work off the main thread

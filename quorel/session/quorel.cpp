@@ -66,6 +66,21 @@ void Quorel::setSessionId(std::string token) {
 
 std::shared_ptr<THEOplayer> Quorel::createPlayer() {
     const PlatformServices& platform = services();
+    // What a player asks for sooner or later: better to stop here, with a name, than somewhere behind a null pointer.
+    const std::pair<const char*, bool> needed[] = {
+        {"background", platform.background != nullptr},
+        {"urlSession", platform.urlSession != nullptr},
+        {"engineFactory", platform.engineFactory != nullptr},
+        {"imaIntegrationFactory", platform.imaIntegrationFactory != nullptr},
+        {"imaFactory", platform.imaFactory != nullptr},
+        {"notificationCenter", platform.notificationCenter != nullptr},
+    };
+    for (const auto& [name, isThere] : needed) {
+        if (!isThere) {
+            fatal(std::string("the installed PlatformServices have no ") + name +
+                  "; PlatformServices::standard() gives all that a player needs");
+        }
+    }
     const THEOplayerConfiguration configuration = THEOplayerConfigurationBuilder().build();
     std::shared_ptr<THEOplayer> player = platform.engineFactory->makePlayer(std::nullopt, configuration);
     IMASettings settings;

@@ -49,7 +49,8 @@ public:
     const std::optional<std::string>& getSessionId() const { return ssid_; }
     void setSessionId(std::string token);
 
-    // A new engine, with the ad service attached and without autoplay. The session keeps no reference to it.
+    // A new engine, with the ad service attached and without autoplay. The session keeps no reference to it. Services
+    // of which a player needs one that is null stop the process here, with its name.
     std::shared_ptr<THEOplayer> createPlayer();
 
     // The Google Cast receiver application id. An empty text counts as present.

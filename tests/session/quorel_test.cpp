@@ -58,5 +58,13 @@ TEST(Quorel, FontsOfTheResourceDirectoryAreRegistered) {
     std::filesystem::remove_all(directory);
 }
 
+// A host that fills the services by hand forgets some.
+TEST(QuorelDeathTest, AServiceThatIsMissingIsNamed) {
+    PlatformServices services;
+    services.mainLoop = std::make_shared<ManualRunLoop>();
+    EXPECT_DEATH(Quorel(services).createPlayer(), "no background; PlatformServices::standard");
+    EXPECT_DEATH(Quorel().createPlayer(), "Quorel::install.* must be called");
+}
+
 }  // namespace
 }  // namespace quorel
