@@ -326,13 +326,13 @@ class Disks(Case):
 
 class Shifts(Case):
     def test_in_place_and_elsewhere(self):
-        film = self.write("a.vtt", "WEBVTT\n\n00:01.000 --> 00:02.000\n<v Ann>one\n\n00:05.000 --> 00:06.500\ntwo é\n")
+        film = self.write("a.vtt", "WEBVTT\n\n00:01.000 --> 00:02.000\n<v Ann>one\n\n00:05.400 --> 00:06.600\ntwo é\n")
         _, err = self.run_tool("shift", "a.vtt", "--offset", "-1.5", "--in-place")
         self.assertEqual(err, "a.vtt: warning: 1 cue would begin before 0 and begins at 0 now\n")
         self.assertEqual(film.read_text(), "WEBVTT\n\n\n00:00:00.000 --> 00:00:00.500\n<v Ann>one\n\n"
-                                           "\n00:00:03.500 --> 00:00:05.000\ntwo é\n\n")
+                                           "\n00:00:03.900 --> 00:00:05.100\ntwo é\n\n")
         self.run_tool("shift", "a.vtt", "--offset=+00:01:00", "--at", "2", "-o", "b.vtt")
-        self.assertEqual([c[0] for c in self.cues("b.vtt")], [0, 63.5])
+        self.assertEqual([c[0] for c in self.cues("b.vtt")], [0, 63.9])
         latin = self.write("c.srt", "1\n00:00:01,000 --> 00:00:02,000\nNão é possível, a situação está péssima.\n".encode("cp1252"))
         self.run_tool("shift", "c.srt", "--offset", "1", "--in-place")
         self.assertEqual(latin.read_bytes().split(b"\n")[2].decode("cp1252"), "Não é possível, a situação está péssima.")

@@ -3,6 +3,8 @@
 #include <fmt/format.h>
 
 #include <chrono>
+#include <cmath>
+#include <cstdint>
 #include <filesystem>
 #include <set>
 #include <system_error>
@@ -91,6 +93,16 @@ private:
     bool isFolder_ = false;
 };
 
+// Times are cut to milliseconds, and a sum of binary fractions may lie a hair below the one that is meant: 3.4 s moved by
+// -2 s would be written as 1.399 s.
+SubtitlesTime moved(const SubtitlesTime& time, double by) {
+    const SubtitlesTime sum = time + by;
+    const double meant = std::round(sum.timeInSeconds() * 1000);
+    if (meant > 1e12 || std::abs(meant - sum.timeInSeconds() * 1000) > 1e-3) return sum;
+    const auto whole = static_cast<std::uint64_t>(meant);
+    return {whole / 3'600'000, whole / 60'000 % 60, whole / 1000 % 60, whole % 1000};
+}
+
 // Keeps speakers, which Subtitles::timeShifting drops. Counts those that would begin below zero.
 Subtitles shifted(const Subtitles& document, double by, double at, std::size_t& clamped) {
     std::vector<Subtitles::Cue> cues;
@@ -99,8 +111,8 @@ Subtitles shifted(const Subtitles& document, double by, double at, std::size_t& 
         auto fields = cue.fields();
         if (fields.startTime.timeInSeconds() >= at) {
             if (fields.startTime.timeInSeconds() + by < 0) ++clamped;
-            fields.startTime = fields.startTime + by;
-            fields.endTime = fields.endTime + by;
+            fields.startTime = moved(fields.startTime, by);
+            fields.endTime = moved(fields.endTime, by);
             cues.emplace_back(fields);
         } else {
             cues.push_back(cue);
