@@ -147,6 +147,12 @@ void parseHeaderLine(std::string_view rawLine, std::string& scratch, HttpHeaders
     headers.insert_or_assign(lowercased(name), std::string(trimmedBlanks(rest.empty() ? name : rest)));
 }
 
+// RFC 9110 10.1.1: clients with much to send wait for a word, but not for good. HTTP/1.0 does not know it.
+bool waitsForContinue(const HttpHeaders& headers) {
+    const auto header = headers.find("expect");
+    return header != headers.end() && asciiEqualsIgnoringCase(header->second, "100-continue");
+}
+
 // Absent when the text is not a decimal number of 64 bits with an optional sign.
 std::optional<std::int64_t> decimal(std::string_view text) {
     if (text.starts_with('+') && !text.starts_with("+-")) text.remove_prefix(1);
@@ -174,6 +180,7 @@ HttpRequest HttpParser::readHttpRequest(Socket& socket) const {
         head.take();
         throw error;
     }
+    const bool isOld = requestLine.ends_with(" HTTP/1.0");
     while (true) {
         const std::string_view line = head.line();
         if (std::none_of(line.begin(), line.end(), keptInLine)) break;
@@ -187,6 +194,8 @@ HttpRequest HttpParser::readHttpRequest(Socket& socket) const {
     if (length < 0) throw HttpParserError(Code::negativeContentLength);
     if (length > limits_.body) throw HttpParserError(Code::bodyTooLong);
     request.body.assign(arrived.begin(), arrived.end());
+    if (length > 0 && arrived.empty() && !isOld && waitsForContinue(request.headers))
+        socket.writeUTF8("HTTP/1.1 100 Continue\r\n\r\n");
     socket.readAppending(request.body, static_cast<std::uint64_t>(length) - arrived.size());
     return request;
 }

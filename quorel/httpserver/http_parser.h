@@ -52,7 +52,8 @@ public:
 
     // Blocks until the request is there. Throws HttpParserError, and SocketError (recvFailed) when the peer closes
     // before or within it. A request has a body if and only if it has a Content-Length that is a decimal number;
-    // chunked transfer coding is not decoded.
+    // chunked transfer coding is not decoded. A client that waits with its body for "100 Continue" is told so, which
+    // may throw SocketError (writeFailed).
     HttpRequest readHttpRequest(Socket& socket) const;
 
 private:

@@ -128,6 +128,20 @@ TEST(HttpServer, KeepsAliveOnlyForThoseVeryLetters) {
     }
 }
 
+TEST(HttpServer, TellsAClientThatWaitsToGoOn) {
+    auto server = makeServer();
+    server->post["/echo"] = [](HttpRequest& request) { return HttpResponse::ok(Body::data(request.body)); };
+    server->start(0, true);
+    const Client client(server->port());
+    client.send("POST /echo HTTP/1.1\r\nExpect: 100-Continue\r\nContent-Length: 2\r\n\r\n");
+    EXPECT_EQ(client.readUntil("\r\n\r\n"), "HTTP/1.1 100 Continue\r\n\r\n");
+    client.send("ab");
+    EXPECT_EQ(flattened(client.readAll()), "HTTP/1.1 200 OK; Content-Length: 2|ab");
+    EXPECT_EQ(
+        flattened(converse(*server, "POST /echo HTTP/1.1\r\nExpect: 100-continue\r\nContent-Length: 0\r\n\r\n")),
+        "HTTP/1.1 200 OK; Content-Length: 0|");
+}
+
 TEST(HttpServer, DispatchesByMethodMiddlewareAndRoute) {
     auto server = makeServer();
     const auto telling = [](std::string text) {
