@@ -69,7 +69,8 @@ struct QUOREL_VISIBLE SimulatedScript {
 
     std::optional<double> duration = 60.0;  // infinite: live; absent: never learned, and it never ends
     // For live: how much of the presentation exists when the metadata comes. Playback begins at the edge, which
-    // moves on with the loop's clock; no position is ever past it.
+    // moves on with the loop's clock; no position is ever past it. The SDK's player then seeks to its start time, which
+    // is the beginning of the presentation: leave 0 for a title that its viewers join at the edge.
     double liveEdge = 0;
 
     std::vector<SimulatedStall> stalls = {};

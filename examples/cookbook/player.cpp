@@ -161,7 +161,7 @@ void followLiveContent() {
             case ContentState::idle:
                 return "";  // on demand, or not loaded yet
             case ContentState::startSoon:
-                return "soon";  // no source; the player counts down
+                return "soon";  // no source
             case ContentState::paused:
                 return "paused";  // no source
             case ContentState::shutdown:

@@ -37,8 +37,9 @@ void readAnyFile() {
     const std::string path = folder / "film.srt";
     std::ofstream(path) << "1\n00:00:01,000 --> 00:00:03,000\nAt\xE9 logo, cora\xE7\xE3o.\n";
     // [read-any-file]
-    // The format by the extension, the encoding by its bytes; windows-1252 where these say nothing.
-    const Subtitles film(*URL::parse("file://" + path), TextEncoding::windows1252);
+    // An absolute path. The format by the extension, the encoding by its bytes; windows-1252 where these say nothing.
+    const auto url = URL::parse("file://" + addingPercentEncoding(path, CharacterSet::urlPathAllowed));
+    const Subtitles film(*url, TextEncoding::windows1252);
     const std::string first(film.cues().front().text());  // in UTF-8
     // [/read-any-file]
     std::filesystem::remove_all(folder);

@@ -73,7 +73,8 @@ public:
                QualityOfService priority = QualityOfService::background);
 
     // Closes the listening socket and all connections, waking those that wait; requests being handled run to their
-    // end and their responses are dropped. Does not wait. A server that is not running stays as it is.
+    // end and their responses are dropped. Does not wait: what handlers and sessions refer to is theirs to hold, by a
+    // std::shared_ptr, and not a local variable's. A server that is not running stays as it is.
     void stop();
 
     std::uint16_t port() const;  // throws SocketError (getSockNameFailed) when not listening

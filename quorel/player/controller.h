@@ -61,8 +61,8 @@ public:
     // weakly.
     void registerPlayerListener(const std::shared_ptr<QuorelPlayerListener>& listener);
 
-    // Shows the text tracks of this language and hides all others; absent hides all. The code is compared in
-    // lower case with the languages as the engine has them. What changes is told by `subtitleSelected`.
+    // Shows the text tracks of this language, in lower case as the engine has it, and hides all others; absent hides
+    // all. Before `metadataLoaded` there are no tracks, and nothing happens. Tells changes by `subtitleSelected`.
     void selectSubtitle(const std::optional<std::string>& subtitle);
 
     // These go to the engine; without one nothing happens.

@@ -7,7 +7,8 @@
 // An immutable value: every operation that changes something returns a new document. Any thread. Pointers to cues
 // are valid as long as the document lives. Players that ask at every tick use cue_lookup.h.
 //
-// Formats are found by file extension ("srt", "vtt", ...) in coder.h. All reading throws SubTitlesError.
+// Formats are found by file extension ("srt", "vtt", ...) in coder.h. All reading throws SubTitlesError, but for the JSON
+// formats, which throw SubtitlesJSONError (json.h); quorel::Error is the base of both.
 #pragma once
 
 #include <cstddef>

@@ -1,4 +1,4 @@
-// The one error type of the subtitle formats.
+// The one error type of the subtitle formats, but for those in JSON (json.h).
 //
 //   try { ... } catch (const SubTitlesError& error) {
 //       if (error.code() == SubTitlesError::Code::invalidTime) point(error.line());
