@@ -3,11 +3,13 @@
 #include <utility>
 
 #include "quorel/engine/null_services.h"
+#include "quorel/foundation/fatal.h"
 
 namespace quorel {
 
 PlatformServices PlatformServices::standard(std::shared_ptr<RunLoop> mainLoop,
                                             std::shared_ptr<EngineFactory> engineFactory) {
+    if (!mainLoop) fatal("PlatformServices::standard() needs a main loop");
     PlatformServices services;
     services.imaIntegrationFactory = makeNullIMAIntegrationFactory();
     services.imaFactory = makeNullIMAFactory(*mainLoop);

@@ -45,7 +45,7 @@ struct QUOREL_SESSION_API PlatformServices {
     std::string resourceDirectory;               // holds the library's fonts and images; empty for none
 
     // A background executor of two threads, a plain URL session, an identifier of this installation, no ad service,
-    // no Cast.
+    // no Cast. The loop is not null.
     static PlatformServices standard(std::shared_ptr<RunLoop> mainLoop,
                                      std::shared_ptr<EngineFactory> engineFactory);
 };

@@ -27,7 +27,11 @@ void Quorel::install(PlatformServices services) {
 }
 
 const PlatformServices& Quorel::services() const {
-    if (!services_.mainLoop) fatal("Quorel::install() must be called before a player is used");
+    if (!services_.mainLoop) {
+        fatal(
+            "Quorel::install() must be called, with a main loop, before a player is used, and install({}) after "
+            "the last one");
+    }
     return services_;
 }
 

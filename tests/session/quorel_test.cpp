@@ -64,6 +64,7 @@ TEST(QuorelDeathTest, AServiceThatIsMissingIsNamed) {
     services.mainLoop = std::make_shared<ManualRunLoop>();
     EXPECT_DEATH(Quorel(services).createPlayer(), "no background; PlatformServices::standard");
     EXPECT_DEATH(Quorel().createPlayer(), "Quorel::install.* must be called");
+    EXPECT_DEATH(PlatformServices::standard(nullptr, nullptr), "needs a main loop");
 }
 
 }  // namespace
