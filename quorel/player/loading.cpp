@@ -95,8 +95,9 @@ void QuorelPlayerViewController::loadSource(PlayerConfigModel config) {
         if (first != ads.end()) startPreroll(*first);
 
         if (!insertion) {
-            setSourceWithSubtitles(player, makeSource(config, std::move(textTracks), {ads.begin(), ads.end()}),
-                                   {.urlSession = session_.services().urlSession});
+            setSourceWithSubtitles(
+                player, makeSource(config, std::move(textTracks), {ads.begin(), ads.end()}),
+                {.urlSession = session_.services().urlSession, .audioRoute = session_.services().audioRoute});
         }
 
         // Live content waits for the viewer or the host, other content for its preroll.

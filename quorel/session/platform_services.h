@@ -11,6 +11,7 @@
 #include <memory>
 #include <string>
 
+#include "quorel/engine/audio_route.h"
 #include "quorel/engine/engine.h"
 #include "quorel/foundation/dispatch.h"
 #include "quorel/foundation/executor.h"
@@ -29,7 +30,7 @@ public:
     virtual bool registerFont(const std::string& path) = 0;  // false when the file is no font
 };
 
-// A player needs all of it but castContext and fontRegistry, and its analytics need vendorIdentifier: begin with
+// A player needs all of it but castContext, audioRoute and fontRegistry; its analytics need vendorIdentifier. Begin with
 // standard(), and replace what is to be another.
 struct QUOREL_SESSION_API PlatformServices {
     std::shared_ptr<RunLoop> mainLoop;
@@ -41,6 +42,7 @@ struct QUOREL_SESSION_API PlatformServices {
     std::shared_ptr<GCKCastContext> castContext;
     std::shared_ptr<NotificationCenter> notificationCenter;
     std::shared_ptr<VendorIdentifier> vendorIdentifier;
+    std::shared_ptr<AudioRoute> audioRoute;      // null: sound never leaves for a receiver on the network
     std::shared_ptr<FontRegistry> fontRegistry;  // null: fonts are the host's own business
     std::string resourceDirectory;               // holds the library's fonts and images; empty for none
 

@@ -17,12 +17,12 @@
 #include <string>
 #include <vector>
 
+#include "quorel/engine/audio_route.h"
 #include "quorel/engine/media_framework.h"
 #include "quorel/engine/player.h"
 #include "quorel/engine/source_description.h"
 #include "quorel/foundation/url.h"
 #include "quorel/foundation/url_session.h"
-#include "quorel/sideload/audio_route.h"
 #include "quorel/sideload/export.h"
 #include "quorel/sideload/playlist_parser.h"
 #include "quorel/sideload/subtitles_synchronizer.h"

@@ -17,10 +17,10 @@
 #include <optional>
 #include <string>
 
+#include "quorel/engine/audio_route.h"
 #include "quorel/engine/source_description.h"
 #include "quorel/foundation/url_session.h"
 #include "quorel/httpserver/http_server.h"
-#include "quorel/sideload/audio_route.h"
 #include "quorel/sideload/export.h"
 #include "quorel/sideload/subtitles_synchronizer.h"
 #include "quorel/sideload/timestamp_map.h"

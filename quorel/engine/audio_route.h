@@ -1,12 +1,12 @@
-// Where the device's sound goes just now, as far as sideloading needs to know: a receiver on the network fetches
-// subtitles by itself, and cannot reach "localhost". A host whose platform has such receivers implements it.
+// Where the device's sound goes just now. A receiver on the network fetches subtitles by itself, and cannot reach
+// "localhost". A host whose platform has such receivers implements it, and gives it to PlatformServices.
 #pragma once
 
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "quorel/sideload/export.h"
+#include "quorel/engine/export.h"
 
 namespace quorel {
 
