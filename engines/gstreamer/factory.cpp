@@ -8,6 +8,7 @@
 #include "engines/gstreamer/elements.h"
 #include "engines/gstreamer/gstreamer_engine.h"
 #include "engines/gstreamer/player.h"
+#include "quorel/foundation/fatal.h"
 
 namespace quorel {
 namespace {
@@ -46,6 +47,7 @@ void trustIssuers(const std::string& caFile) {
 
 std::shared_ptr<EngineFactory> makeGStreamerEngineFactory(std::shared_ptr<RunLoop> mainLoop,
                                                           GStreamerOptions options) {
+    if (!mainLoop) fatal("makeGStreamerEngineFactory needs the main run loop");
     gstreamer::initialiseGStreamer();
     if (!options.caFile.empty()) trustIssuers(options.caFile);
     options.stallTimeout = atLeast(1, options.stallTimeout);

@@ -6,6 +6,7 @@
 #include "engines/simulated/script.h"
 #include "quorel/engine/player.h"
 #include "quorel/engine/source_description.h"
+#include "quorel/foundation/fatal.h"
 #include "quorel/foundation/run_loop.h"
 #include "quorel/ui/geometry.h"
 
@@ -27,7 +28,9 @@ struct SimulatedEngineFactory::Scripts {
 };
 
 SimulatedEngineFactory::SimulatedEngineFactory(std::shared_ptr<RunLoop> loop)
-    : loop_(std::move(loop)), scripts_(std::make_shared<Scripts>()) {}
+    : loop_(std::move(loop)), scripts_(std::make_shared<Scripts>()) {
+    if (!loop_) fatal("SimulatedEngineFactory needs a run loop");
+}
 
 void SimulatedEngineFactory::setScript(const std::string& url, SimulatedScript script) {
     scripts_->byUrl.insert_or_assign(url, std::move(script));

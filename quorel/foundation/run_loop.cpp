@@ -3,6 +3,8 @@
 #include <cmath>
 #include <utility>
 
+#include "quorel/foundation/fatal.h"
+
 namespace quorel {
 namespace {
 
@@ -76,9 +78,28 @@ void RealRunLoop::clear() {
     dropAll(mutex_, posted_, timers_);
 }
 
+// The loop's thread, for as long as it runs. A function of the loop's may throw out of it, while the lock is open.
+struct RealRunLoop::Turns {
+    explicit Turns(RealRunLoop& runLoop) : loop(runLoop), lock(runLoop.mutex_) {
+        const auto here = std::this_thread::get_id();
+        if (loop.running_ > 0 && loop.thread_ != here) fatal("this run loop is running on another thread already");
+        loop.thread_ = here;
+        ++loop.running_;
+    }
+    ~Turns() {
+        if (!lock.owns_lock()) lock.lock();
+        --loop.running_;
+    }
+    Turns(const Turns&) = delete;
+    Turns& operator=(const Turns&) = delete;
+
+    RealRunLoop& loop;
+    std::unique_lock<std::mutex> lock;
+};
+
 void RealRunLoop::run() {
-    std::unique_lock lock(mutex_);
-    thread_ = std::this_thread::get_id();
+    Turns turns(*this);
+    std::unique_lock<std::mutex>& lock = turns.lock;
     while (!stopping_) turn(lock, nullptr);
     stopping_ = false;
 }
@@ -86,8 +107,8 @@ void RealRunLoop::run() {
 bool RealRunLoop::runUntil(const std::function<bool()>& done, Duration limit) {
     const Duration until = steadyNow() + limit;
     if (done()) return true;
-    std::unique_lock lock(mutex_);
-    thread_ = std::this_thread::get_id();
+    Turns turns(*this);
+    std::unique_lock<std::mutex>& lock = turns.lock;
     bool result = false;
     while (!stopping_) {
         const bool ran = turn(lock, &until);

@@ -80,7 +80,8 @@ public:
     RealRunLoop();
     ~RealRunLoop() override;
 
-    // Runs until stop() is called. The calling thread becomes the loop's thread while it runs.
+    // Runs until stop() is called. The calling thread becomes the loop's thread while it runs. A function that the loop
+    // runs may run it once more, inside; another thread may not meanwhile, and stops the process.
     void run();
     // Runs until `done` gives true (asked after each turn) or `limit` has passed; gives what `done` gave last.
     bool runUntil(const std::function<bool()>& done, Duration limit);
@@ -99,6 +100,7 @@ public:
     double secondsSince1970() const override;
 
 private:
+    struct Turns;
     bool turn(std::unique_lock<std::mutex>& lock, const Duration* until);
 
     mutable std::mutex mutex_;
@@ -106,6 +108,7 @@ private:
     std::deque<std::function<void()>> posted_;
     TimerQueue timers_;
     bool stopping_ = false;
+    int running_ = 0;  // how often, one inside the other
     std::thread::id thread_;
 };
 

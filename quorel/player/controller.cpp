@@ -82,7 +82,7 @@ void QuorelPlayerViewController::unmute() {
 }
 
 void QuorelPlayerViewController::getCurrentTime(const std::function<void(double)>& callback) const {
-    callback(player_ ? player_->currentTime() : 0);
+    if (callback) callback(player_ ? player_->currentTime() : 0);
 }
 
 }  // namespace quorel

@@ -15,7 +15,7 @@ constexpr double requestTimeout = 60.0;  // seconds
 
 URL urlOrFatal(std::string_view text) {
     std::optional<URL> url = URL::parse(text);
-    if (!url) fatal("a backend base URL does not parse: " + std::string(text));
+    if (!url || !url->scheme()) fatal("a backend base URL does not parse: " + std::string(text));
     return *url;
 }
 

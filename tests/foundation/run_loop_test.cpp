@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <stdexcept>
 #include <string>
 #include <thread>
 
@@ -202,6 +203,24 @@ TEST(RealRunLoop, ClearedItHoldsNothingThatHoldsIt) {
     EXPECT_TRUE(loop->runUntil([&] { return ran; }, std::chrono::seconds(30)));
     loop = nullptr;
     EXPECT_TRUE(weak.expired());
+}
+
+TEST(RealRunLoop, RunsInsideItselfButNotOnTwoThreads) {
+    RealRunLoop loop;
+    std::string order;
+    loop.post([&] {
+        loop.post([&] { order += "inner ", loop.stop(); });
+        loop.run();
+        order += "outer ";
+        loop.stop();
+    });
+    loop.run();
+    EXPECT_EQ(order, "inner outer ");
+    loop.post([&] { throw std::runtime_error("thrown"); });
+    EXPECT_THROW(loop.run(), std::runtime_error);
+    loop.post(
+        [&] { std::thread([&] { EXPECT_DEATH(loop.run(), "running on another thread"); }).join(), loop.stop(); });
+    std::thread([&] { loop.run(); }).join();  // nobody runs it by now
 }
 
 TEST(RealRunLoop, OtherThreadsWakeIt) {

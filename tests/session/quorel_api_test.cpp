@@ -133,6 +133,7 @@ TEST(QuorelAPIDeathTest, ABaseURLThatIsNoneStopsTheProcess) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     Quorel session;
     EXPECT_DEATH(QuorelAPI(session, "https://[backend/v1/"), "base URL does not parse");
+    EXPECT_DEATH(QuorelAPI(session, "backend/v1/"), "base URL does not parse");
 }
 
 }  // namespace
