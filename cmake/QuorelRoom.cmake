@@ -27,6 +27,10 @@ if(QUOREL_SANITIZE)
   if(QUOREL_SANITIZE MATCHES "undefined")
     # What ASan sees anyhow, and what costs a third of the compile time.
     target_compile_options(quorel_options INTERFACE -fno-sanitize=null,vptr)
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+      # Clang 14 cannot assemble coroutines with it.
+      target_compile_options(quorel_options INTERFACE -fno-sanitize=function)
+    endif()
   endif()
   target_link_options(quorel_options INTERFACE -fsanitize=${QUOREL_SANITIZE})
 endif()
@@ -107,17 +111,6 @@ function(quorel_export_header target component)
   elseif(NOT QUOREL_STATIC_EXPORTS)
     target_compile_definitions(${target} PUBLIC QUOREL_STATIC)
   endif()
-endfunction()
-
-# quorel_coroutines(session): for a room whose sources are coroutines. Clang 14 cannot assemble them with
-# -fsanitize=function, which "undefined" brings along. (A library, since its options stand behind those of
-# quorel_options; a target's own would stand before them.)
-add_library(quorel_coroutine_options INTERFACE)
-if(QUOREL_SANITIZE MATCHES "undefined" AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
-  target_compile_options(quorel_coroutine_options INTERFACE -fno-sanitize=function)
-endif()
-function(quorel_coroutines name)
-  target_link_libraries(quorel_${name} PRIVATE $<BUILD_INTERFACE:quorel_coroutine_options>)
 endfunction()
 
 # quorel_program(quorel-play [INTERNALS] SOURCES main.cpp USES player [LIBRARIES ...])
