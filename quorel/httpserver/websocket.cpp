@@ -29,6 +29,9 @@ std::string_view asText(Bytes bytes) {
     return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
+// Ends a session without a close frame.
+struct NothingToContinue {};
+
 // Makes messages of frames and hands them to the host's functions.
 class Messages {
 public:
@@ -62,11 +65,7 @@ private:
     }
 
     void handleContinuation(const WebSocketSession::FrameView& frame) {
-        if (continuationOpCode_ == OpCode::close) {
-            // Not by waiting for a read to fail: what the peer sent behind it may have been received already.
-            session_->socket->close();
-            throw WebSocketSession::Control::close;
-        }
+        if (continuationOpCode_ == OpCode::close) throw NothingToContinue();
         if (!frame.fin) return handleMessage(continuationOpCode_, false, frame.payload);
         const OpCode op = std::exchange(continuationOpCode_, OpCode::close);
         if (payload_.empty()) return handleMessage(op, true, frame.payload);
@@ -134,12 +133,17 @@ void loggingErrors(Function function) {
 
 void runSession(const WebSocketFunctions& functions, const std::shared_ptr<Socket>& socket) {
     const auto session = std::make_shared<WebSocketSession>(socket, functions.limits);
+    bool isTold = true;
     loggingErrors([&] {
         if (functions.connected) functions.connected(session);
         Messages messages(functions, session);
-        while (true) messages.handle(session->readFrameView());
+        try {
+            while (true) messages.handle(session->readFrameView());
+        } catch (NothingToContinue) {
+            isTold = false;
+        }
     });
-    session->writeCloseFrame();
+    if (isTold) session->writeCloseFrame();
     loggingErrors([&] {
         if (functions.disconnected) functions.disconnected(session);
     });

@@ -296,6 +296,7 @@ TEST(WebSocket, SessionsEndOnceEachUnderRandomKills) {
             [&](const Session& session) {
                 const std::lock_guard lock(mutex);
                 ++disconnected;
+                disconnected.notify_one();
                 wrong += sessions.erase(session) == 1 ? 0 : 1;
             },
         .limits = {.message = 1 << 20},
@@ -343,8 +344,11 @@ TEST(WebSocket, SessionsEndOnceEachUnderRandomKills) {
     echoes.notify_one();
     fromOutside.join();
     server->stop();
+    // It closes the sockets, and behind that the sessions end.
+    for (int now = disconnected; now < connected; now = disconnected) disconnected.wait(now);
     setLogSink({});
     expectDescriptorsBack(descriptorsBefore);
+    const std::lock_guard lock(mutex);
     EXPECT_EQ(wrong, 0);
     EXPECT_EQ(connected, clientThreads * socketsEach);
     EXPECT_EQ(connected, disconnected);
