@@ -147,7 +147,7 @@ private:
     }
 
     std::string_view script_;
-    detail::LineReader lines_;
+    LineReader lines_;
     detail::TextBlocks blocks_;
     std::string_view section_;
     std::vector<DialogueFormat> format_;

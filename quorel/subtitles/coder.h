@@ -15,7 +15,7 @@
 //     overrides of the two text forms. The byte forms and Create() are inherited; override a byte form where the
 //     format is not plain text (JSON, XML). A coder without a text form implements SubtitlesCodable alone.
 //  3. decode(content) gets any bytes: begin with detail::decodableText(content), which drops the byte-order mark
-//     and throws invalidEncoding for what is not UTF-8. Walk with detail::LineReader (lines_private.h), read
+//     and throws invalidEncoding for what is not UTF-8. Walk with LineReader (lines.h), read
 //     numbers with numbers_private.h, write times with time_writing_private.h.
 //  4. Put texts into detail::TextBlocks and cues into a detail::CueList, whose take() makes the sorted document:
 //     no allocation per cue, and cues that share one text (several time stamps on one line) share its bytes, so

@@ -85,7 +85,7 @@ Subtitles Subtitles::Coder::LRC::decode(std::string_view content) const {
     std::vector<Cue> cues;
     content = detail::decodableText(content);
     detail::TextBlocks blocks(content.size());
-    detail::LineReader lines(content);
+    LineReader lines(content);
     for (std::string_view line; lines.next(line);) {
         line = detail::trimmedWhitespaces(line);
         Timestamps timestamps(line);

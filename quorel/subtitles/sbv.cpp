@@ -39,7 +39,7 @@ bool detail::scanSBVTiming(std::string_view line, TimingParts& parts) {
 
 Subtitles Subtitles::Coder::SBV::decode(std::string_view content) const {
     const std::string_view text = detail::decodableText(content);
-    detail::LineReader lines(text);
+    LineReader lines(text);
     detail::TextBlocks blocks(text.size());
     detail::OnlyMatch pattern(&detail::guardedSBVTimingPattern);
     detail::TimingParts parts;

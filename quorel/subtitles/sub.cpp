@@ -43,7 +43,7 @@ private:
 
 Subtitles Subtitles::Coder::SUB::decode(std::string_view content) const {
     const std::string_view text = detail::decodableText(content);
-    detail::LineReader lines(text);
+    LineReader lines(text);
     detail::TextBlocks blocks(text.size());
     detail::CueList cues(text);
     for (std::string_view line; lines.next(line);) {

@@ -67,7 +67,7 @@ SubTitlesError SubTitlesError::unsupportedFileType(std::string_view fileExtensio
 }
 
 SubTitlesError SubTitlesError::notUTF8(std::string_view text) {
-    detail::LineReader lines(text);
+    LineReader lines(text);
     for (std::string_view line; lines.next(line);) {
         if (!isValidUTF8(line)) break;
     }

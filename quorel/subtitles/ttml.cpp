@@ -83,7 +83,7 @@ std::string replacingEntities(std::string text) {
 // The lines that are not blank, without the blanks at their ends.
 template <class Output>
 void appendLines(std::string_view text, Output& output, bool isFirst = true) {
-    detail::LineReader lines(text);
+    LineReader lines(text);
     for (std::string_view line; lines.next(line);) {
         line = trimmedWhitespaceAndNewlines(line);
         if (line.empty()) continue;

@@ -130,7 +130,7 @@ std::optional<detail::VoiceTag> detail::findVoiceTag(std::string_view text, std:
 }
 
 Subtitles Subtitles::Coder::VTT::decode(std::string_view content) const {
-    detail::LineReader lines(detail::decodableText(content));
+    LineReader lines(detail::decodableText(content));
     std::string_view line;
     if (!lines.next(line) || !containsWebVTT(line)) {
         throw SubTitlesError::invalidFile().at(1, line, "expected WEBVTT in the first line");

@@ -8,6 +8,7 @@
 
 #include "quorel/foundation/json.h"
 #include "quorel/foundation/text.h"
+#include "quorel/subtitles/lines.h"
 
 namespace quorel::subtitles_tool {
 namespace {
@@ -54,20 +55,6 @@ std::string keeps(const Format& format) {
     return text;
 }
 
-// Takes the first line off, at any of the ends at which the readers end one.
-std::string_view takeLine(std::string_view& text) {
-    constexpr std::string_view ends[] = {"\n", "\r", "\xC2\x85", "\xE2\x80\xA8", "\xE2\x80\xA9"};
-    for (std::size_t at = 0; (at = text.find_first_of("\n\r\xC2\xE2", at)) != text.npos; ++at) {
-        for (const std::string_view end : ends) {
-            if (!text.substr(at).starts_with(end)) continue;
-            const std::string_view line = text.substr(0, at);
-            text.remove_prefix(at + (text.substr(at).starts_with("\r\n") ? 2 : end.size()));
-            return line;
-        }
-    }
-    return std::exchange(text, {});
-}
-
 bool isEmpty(std::string_view line, const Format& format) {
     return format.keepsBlankLines ? line.empty() : trimmedWhitespaceAndNewlines(line).empty();
 }
@@ -76,8 +63,8 @@ bool isEmpty(std::string_view line, const Format& format) {
 std::string withoutEmptyLines(std::string_view text, const Format& format, std::size_t& count) {
     std::string kept;
     std::size_t empty = 0;
-    while (!text.empty()) {
-        const std::string_view line = takeLine(text);
+    LineReader lines(text);
+    for (std::string_view line; lines.next(line);) {
         if (isEmpty(line, format)) {
             ++empty;
             continue;
@@ -108,13 +95,15 @@ bool isName(std::string_view identifier) {
 
 // Nearly all cues are, and their document is not made anew.
 bool isReadable(const Subtitles::Cue& cue, const Format& format) {
-    std::string_view text = cue.text();
+    const std::string_view text = cue.text();
     if (format.isXML &&
         (std::any_of(text.begin(), text.end(), isControl) || !isName(cue.identifier().value_or(""))))
         return false;
     if (text.empty()) return format.keepsEmptyTexts;
-    while (!format.keepsEmptyLines && !text.empty()) {
-        if (isEmpty(takeLine(text), format)) return false;
+    if (format.keepsEmptyLines) return true;
+    LineReader lines(text);
+    for (std::string_view line; lines.next(line);) {
+        if (isEmpty(line, format)) return false;
     }
     return true;
 }
